@@ -1,0 +1,45 @@
+// What the folders share of the frame: the levels of reports, and the only way to the heap.
+#ifndef VELMORA_FRAME_INTERNAL_H
+#define VELMORA_FRAME_INTERNAL_H
+
+#include <stddef.h>
+#include <stdlib.h>
+
+#include "frame/Velmora_Frame.h"
+#include "util/util_internal.h"
+
+enum Report_Level {
+    LEVEL_MEMORY = 1,       // memory failures, and VRs without a builder
+    LEVEL_FILE = 2,         // file failures
+    LEVEL_LOCATION = 11,    // where in the source a failure stands; dumps; fetches of unread values
+    LEVEL_READ_FAILURE = 12,
+    LEVEL_OPERATION = 13,   // entry of large operations
+    LEVEL_ATTRIBUTE = 14,   // one line per attribute
+    LEVEL_FUNCTION = 15,    // function entries and cursor changes
+};
+
+// Each allocation says what it is for and where it stands; a failure is reported with that and gives null. The
+// dimensions are those that the report names. Use them through the macros below.
+void *frame_malloc(HWND window, size_t bytes, size_t count, size_t size, const char *what, const char *source, int line);
+void *frame_calloc(HWND window, size_t count, size_t size, const char *what, const char *source, int line);
+void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,
+                    const char *source, int line);
+char *frame_strdup(HWND window, const char *text, const char *what, const char *source, int line);
+
+// SOURCE is the file's name as its reports print it: static const char SOURCE[] = ".\\NEMA_Tag_Copy";
+// A failed ALLOC_REALLOC leaves the old block as it was.
+#define ALLOC_MALLOC(window, what, count, size) \
+    frame_malloc((window), (size_t)(count) * (size_t)(size), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
+#define ALLOC_CALLOC(window, what, count, size) \
+    frame_calloc((window), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
+#define ALLOC_REALLOC(window, what, block, count, size) \
+    frame_realloc((window), (block), (size_t)(count) * (size_t)(size), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
+// The same for a block that is made larger than the report says, so that it need not grow at every step.
+#define ALLOC_REALLOC_ROOM(window, what, block, bytes, count, size) \
+    frame_realloc((window), (block), (size_t)(bytes), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
+#define ALLOC_STRDUP(window, what, text) frame_strdup((window), (text), (what), SOURCE, __LINE__)
+
+// For tests: when set, asked before each allocation; an answer of 1 refuses it.
+extern int (*frame_refuse_allocation)();
+
+#endif

@@ -1,0 +1,102 @@
+#include "tests/support/reports.h"
+
+#include <ostream>
+#include <regex>
+
+#include "frame/frame_internal.h"
+
+void PrintTo(const Report &report, std::ostream *out)
+{
+    *out << report.level << ": \"";
+    for (char c : report.text) {
+        unsigned char byte = static_cast<unsigned char>(c);
+        char shown[8];
+        if (byte < 0x20 || byte >= 0x7F)
+            snprintf(shown, sizeof shown, "\\x%02X", byte);
+        else
+            snprintf(shown, sizeof shown, "%c", c);
+        *out << shown;
+    }
+    *out << '"';
+}
+
+static void take(void *user, HWND, int level, const char *text)
+{
+    static_cast<Reports *>(user)->all.push_back({level, text});
+}
+
+Reports::Reports(int threshold)
+    : old_threshold(Error_Get_Threshold()), old_warning(Flag_Error_Warning), old_report(Flag_Error_Report)
+{
+    Flag_Error_Warning = WARNING;
+    Flag_Error_Report = REMARK;
+    Error_Set_Threshold(threshold);
+    Error_Set_Sink(take, this);
+}
+
+Reports::~Reports()
+{
+    Error_Set_Sink(nullptr, nullptr);
+    Error_Set_Threshold(old_threshold);
+    Flag_Error_Warning = old_warning;
+    Flag_Error_Report = old_report;
+}
+
+std::string Reports::texts(int level) const
+{
+    std::string out;
+    for (const Report &report : all)
+        if (report.level == level)
+            out += report.text + "\n";
+    return out;
+}
+
+std::string Reports::failures() const
+{
+    std::string out;
+    for (const Report &report : all)
+        if (report.level == LEVEL_MEMORY || report.level == LEVEL_FILE)
+            out += without_line_number(report.text) + "\n";
+    return out;
+}
+
+std::string without_line_number(const std::string &text)
+{
+    static const std::regex number("^line [0-9]+ *of|line:[0-9]+$");
+    return std::regex_replace(text, number, "line N of");
+}
+
+static int refused_one = 0, asked_so_far = 0;
+static bool has_refused = false;
+
+static int decide()
+{
+    asked_so_far++;
+    if (asked_so_far != refused_one)
+        return 0;
+    has_refused = true;
+    return 1;
+}
+
+Refuse::Refuse(int n)
+{
+    refused_one = n;
+    asked_so_far = 0;
+    has_refused = false;
+    frame_refuse_allocation = decide;
+}
+
+Refuse::~Refuse()
+{
+    frame_refuse_allocation = nullptr;
+}
+
+bool Refuse::happened()
+{
+    return has_refused;
+}
+
+int Refuse::asked()
+{
+    return asked_so_far;
+}

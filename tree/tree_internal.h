@@ -1,0 +1,77 @@
+// What the folders of the library share of the tree: the small questions that are asked everywhere, the walk over the
+// items of a sequence, and the operations that hosts do not see.
+#ifndef VELMORA_TREE_INTERNAL_H
+#define VELMORA_TREE_INTERNAL_H
+
+#include "frame/frame_internal.h"
+#include "tree/DICOM_Constants.h"
+#include "tree/Velmora_DICOM.h"
+
+inline char first_letter(unsigned short packed)
+{
+    return static_cast<char>(packed >> 8);
+}
+
+inline char second_letter(unsigned short packed)
+{
+    return static_cast<char>(packed & 0xFF);
+}
+
+// A letter as messages print it: a zero byte shows as "-".
+inline char shown_letter(char letter)
+{
+    return letter != '\0' ? letter : '-';
+}
+
+// The VR that counts: the stream's own, else the one by definition.
+inline unsigned short working_vr(const DICOM_List *tag)
+{
+    return tag->vr_explicit != 0 ? tag->vr_explicit : tag->vr;
+}
+
+inline bool is_tag(const DICOM_List *tag, unsigned short group, unsigned short element)
+{
+    return tag->group == group && tag->element == element;
+}
+
+inline bool is_private_group(unsigned short group)
+{
+    return (group & 1) != 0;
+}
+
+// A value of this size may have been left in the source, to be fetched when somebody asks for it.
+inline bool is_unread(const DICOM_List *tag)
+{
+    return tag->data == nullptr && tag->size >= SMALLEST_UNREAD_VALUE;
+}
+
+// Takes the cursor through the items of a sequence and calls work with the address of each item's head, up to the
+// first empty slot. The cursor comes back as it went.
+//   level  level of the visible lines of the cursor; 15 inside the library
+template <class Work>
+inline void walk_items(HWND window, DICOM_Root *root, DICOM_List *sequence, int level, Work work)
+{
+    DICOM_Attribute_Sequence_Start(window, root, sequence->group, sequence->element, sequence->flag, level);
+    for (int i = 0; i < sequence->nb_item && sequence->item[i] != nullptr; i++) {
+        DICOM_Attribute_Item_Start(window, root, level);
+        work(&sequence->item[i]);
+        DICOM_Attribute_Item_Stop(window, root, level);
+    }
+    DICOM_Attribute_Sequence_Stop(window, root, level);
+}
+
+// Steps one level down from the head of a chain whose depth is less than the cursor's: gives the address of the item
+// slot that the cursor selects, makes the sequence or the slot that is missing, and returns null when memory ran out
+// (which it reports) or the cursor is not deeper than the chain.
+DICOM_List **DICOM_Attribute_Item_Walk(HWND window, DICOM_Root *root, DICOM_List *head);
+
+// Merges one node into another under the rules of their flags. Returns 0 when memory ran out; what was copied stays.
+int DICOM_Attribute_Copy_Tag(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source);
+
+// Settles the VR of one node of a flat chain: checks an explicit one, guesses where there is none.
+int DICOM_Attribute_Format_VR(HWND window, DICOM_List *tag);
+
+// 1 if the VR is one of the node's dictionary row; reports and returns 0 if not.
+int DICOM_Attribute_Format_Check_VR(DICOM_List *tag, unsigned short vr);
+
+#endif
