@@ -1,0 +1,122 @@
+// Trees for the tests of this area, written as they look, and blocks that free themselves.
+#ifndef VELMORA_TESTS_WRITE_TREES_H
+#define VELMORA_TESTS_WRITE_TREES_H
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "tests/support/bytes.h"
+#include "tree/Velmora_DICOM.h"
+
+using Chain = std::vector<DICOM_List *>;
+
+inline DICOM_List *linked(const Chain &nodes)
+{
+    for (size_t i = 0; i + 1 < nodes.size(); i++)
+        nodes[i]->next = nodes[i + 1];
+    return nodes.empty() ? nullptr : nodes[0];
+}
+
+inline DICOM_List *attribute(Tag tag, const char *vr, const Bytes &value, unsigned short flag = 1)
+{
+    DICOM_List *node = static_cast<DICOM_List *>(calloc(1, sizeof(DICOM_List)));
+    node->syntax = 8;
+    node->flag = flag;
+    node->group = tag.group;
+    node->element = tag.element;
+    if (vr[0] != '\0')
+        node->vr = pack_letters(vr[0], vr[1]);
+    node->size = static_cast<int>(value.size());
+    if (!value.empty()) {
+        node->data = static_cast<char *>(malloc(value.size()));
+        memcpy(node->data, value.data(), value.size());
+    }
+    return node;
+}
+
+// A value that was left in the source.
+inline DICOM_List *unread(Tag tag, const char *vr, int size, int data_pos = 0)
+{
+    DICOM_List *node = attribute(tag, vr, "");
+    node->size = size;
+    node->data_pos = data_pos;
+    return node;
+}
+
+inline DICOM_List *sequence_of(Tag tag, const std::vector<Chain> &items, unsigned short flag = 1)
+{
+    DICOM_List *node = attribute(tag, "SQ", "", flag);
+    node->size = -1;
+    node->nb_item = static_cast<int>(items.size());
+    node->item = static_cast<DICOM_List **>(calloc(items.size() + 1, sizeof(DICOM_List *)));
+    for (size_t i = 0; i < items.size(); i++)
+        node->item[i] = linked(items[i]);
+    return node;
+}
+
+inline DICOM_List *with_type(unsigned short type, DICOM_List *node)
+{
+    node->type = type;
+    return node;
+}
+
+struct Tree {
+    explicit Tree(const Chain &nodes) : head(linked(nodes)) { settle(head, 0); }
+    ~Tree() { release(head); }
+    Tree(const Tree &) = delete;
+
+    DICOM_List *head;
+
+private:
+    static void settle(DICOM_List *node, int depth)
+    {
+        for (; node != nullptr; node = node->next) {
+            node->depth = static_cast<unsigned char>(depth);
+            for (int i = 0; node->item != nullptr && i < node->nb_item; i++)
+                settle(node->item[i], depth + 1);
+        }
+    }
+    static void release(DICOM_List *node)
+    {
+        while (node != nullptr) {
+            DICOM_List *next = node->next;
+            for (int i = 0; node->item != nullptr && i < node->nb_item; i++)
+                release(node->item[i]);
+            free(node->item);
+            free(node->data);
+            free(node->description);
+            free(node);
+            node = next;
+        }
+    }
+};
+
+struct Block {
+    Block() = default;
+    ~Block() { free(data); }
+    Block(const Block &) = delete;
+    Bytes bytes(int64_t size) const { return Bytes(data != nullptr ? data : "", data != nullptr ? static_cast<size_t>(size) : 0); }
+
+    char *data = nullptr;
+};
+
+// Sets a flag of the library and puts it back.
+struct With {
+    With(char *setting, char value) : flag(setting), old(*setting) { *flag = value; }
+    ~With() { *flag = old; }
+    With(const With &) = delete;
+
+private:
+    char *flag, old;
+};
+
+// "08 00" as two bytes.
+inline Bytes hex(const char *text)
+{
+    Bytes out;
+    for (char *end; *text != '\0'; text = end)
+        out += static_cast<char>(strtol(text, &end, 16));
+    return out;
+}
+
+#endif
