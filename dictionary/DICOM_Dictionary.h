@@ -1,3 +1,11 @@
+// The data dictionary of DICOM PS3.6, and what the library does with it: it complements attributes from it, repairs them
+// by the rules of their VR, or only checks them.
+//
+//     DICOM_Root root = {};                                  // a cursor at the top level
+//     DICOM_Attribute_Complement(nullptr, &root, tree);      // rows, VRs, descriptions
+//     DICOM_Attribute_Syntax(nullptr, &root, tree);          // reports what breaks the rules
+//     DICOM_Attribute_Cleanup(nullptr, &root, tree);         // mends it
+//     printf("%s\n", NEMA_db_Locate(0x0010, 0x0010)->description);
 #ifndef VELMORA_DICOM_DICTIONARY_H
 #define VELMORA_DICOM_DICTIONARY_H
 
@@ -6,6 +14,9 @@
 struct DICOM_List;
 struct DICOM_Root;
 
+/* ---- the dictionary ---------------------------------------------------------------- */
+
+// One row of the dictionary. Rows are owned by the library, and stay where they are until NEMA_db_Cleanup.
 struct TAG_db_Elems {
     unsigned short group;             // a wildcard digit counts as 0
     unsigned short element;           // a wildcard digit counts as 0
@@ -17,17 +28,49 @@ struct TAG_db_Elems {
     TAG_db_Elems  *next;              // next row of the group, in ascending order of element
 };
 
+// Finds the row of a tag. The groups 50xx and 60xx stand for all their even groups; elements are compared as they are,
+// so that (0028,0804) finds the row of (0028,08x4) and (0028,0814) finds none.
+// The first call builds the dictionary: it, and NEMA_db_Cleanup, are made while no other call of the library is under
+// way. Lookups after it may run in any number of threads.
+// Returns the row, owned by the library. Returns null for private tags (odd groups), for tags that are not there, and
+// when memory for the dictionary ran out: that is reported, and the next call tries again.
 DICOM_EXPORT TAG_db_Elems *NEMA_db_Locate(unsigned short group, unsigned short element);
+
+// Prints the dictionary, a line for each group and each row. Prints no row when the dictionary has not been built.
+//   level  level of the lines; those above the threshold of Error_Set_Threshold are not made
 DICOM_EXPORT void NEMA_db_Stool(HWND window, int level);
+
+// Releases the dictionary; the next lookup builds it again. All rows go: the host releases its trees before, since
+// their nodes point at rows. Harmless when there is no dictionary.
 DICOM_EXPORT void NEMA_db_Cleanup();
 
 DICOM_EXPORT int DICOM_Attribute_Cleanup(HWND window, DICOM_Root *root, DICOM_List *list);
 DICOM_EXPORT int DICOM_Attribute_Cleanup_Tag(HWND window, DICOM_List *tag);
 DICOM_EXPORT int DICOM_Attribute_Syntax(HWND window, DICOM_Root *root, DICOM_List *list);
 
+/* ---- complement -------------------------------------------------------------------- */
+
+// Adds to the nodes of a chain, and of all items below it, what the library knows of their tags: the row of the
+// dictionary (db), the VR by definition (vr), and a description where the dictionary has none: group lengths, private
+// attributes by their creators and definition files, item tags, pixel data. Values and flags are not touched.
+//   root  cursor at the depth of list; it comes back as it went
+//   list  head of the chain, may be null
+// Returns 0, always. Failures of memory are reported, and leave nodes without a description.
 DICOM_EXPORT int DICOM_Attribute_Complement(HWND window, DICOM_Root *root, DICOM_List *list);
+
+// Gives a node a description and a VR by definition.
+//   vr      stored in tag->vr; 0 leaves that as it is
+//   format  of the description, in the manner of printf; a text is cut at 287 bytes; "" takes the description away
+// Returns 1, or 0 when memory ran out: that is reported, and the node has no description then.
 DICOM_EXPORT int DICOM_Attribute_Complement_Tag(HWND window, DICOM_List *tag, unsigned short vr, const char *format, ...)
     DICOM_PRINTF(4, 5);
+
+// Complements one node of an odd group, as DICOM PS3.5, 7.8.1 lays such groups out: a creator (gggg,0010 to 00FF) gets
+// LO and a description; an element of a block (gggg,1000 and up) gets what the definition file of its creator says,
+// else the creator's name as its description.
+//   root  cursor at the depth of list
+//   list  head of the chain in which the creator is looked for; the first node with the creator's tag counts
+// Returns 1, always.
 DICOM_EXPORT int DICOM_Attribute_Complement_Private(HWND window, DICOM_Root *root, DICOM_List *list, DICOM_List *tag);
 
 #endif
