@@ -266,6 +266,7 @@ TEST(WriteGroup, ReportsEachRefusedBlock)
         large.push_back(attribute({0x0010, i}, "OB", Bytes(1000, 'x')));
     Tree growing(large);
     int refused = 0;
+    said.all.clear();
     refuse_each_allocation([&](int) {
         unsigned int size = DICOM_Write_Group(nullptr, 0x0010, 8, growing.head, &block.data);
         EXPECT_EQ(size, block.data == nullptr ? 0u : 40u * 1012u);

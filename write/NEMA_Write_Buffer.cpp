@@ -13,6 +13,8 @@ enum {
     ITEM_TAG = 8,        // item tag or delimiter with its length; never with a VR
 };
 
+static const uint64_t SMALLEST_ROOM = 256;   // of a block that grows
+
 // How one call writes. Taken when it starts, so that sizing and writing agree.
 struct Encoding {
     HWND window;
@@ -231,7 +233,7 @@ static bool reserve(HWND window, Write_Block *to, int bytes)
     if (needed <= to->capacity)
         return true;
 
-    uint64_t room = needed + needed / 2;
+    uint64_t room = needed < SMALLEST_ROOM ? SMALLEST_ROOM : needed + needed / 2;
     if (room > to->limit)
         room = to->limit;
     void *grown = ALLOC_REALLOC_ROOM(window, "*buffer", *to->buffer, room, needed, 1);
