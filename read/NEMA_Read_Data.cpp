@@ -63,19 +63,36 @@ int seek_file(HWND window, int descriptor, const char *name, long position, Repo
     return 0;
 }
 
-int take_from_file(const Byte_Source &from, int size, void *out)
+int take_from_file(HWND window, intptr_t handle, const char *name, int size, void *out)
 {
-    return read_file(from.window, static_cast<int>(from.handle), from.name, size, out, HERE);
+    return read_file(window, static_cast<int>(handle), name, size, out, HERE);
 }
 
 /* ---- helpers of the reads ---------------------------------------------------------- */
+
+static int take(Byte_Source from, int size, void *out)
+{
+    int taken = size >= 0 && take_bytes(&from, size, out);
+    leave_source(from);
+    return taken;
+}
 
 // Takes the bytes of one number into a scratch area of SCRATCH bytes, zeroed behind what was taken. A size that the
 // area cannot hold is refused.
 static int take_number(const Byte_Source &from, int size, char *scratch)
 {
     memset(scratch, 0, SCRATCH);
-    return size >= 0 && size <= SCRATCH && take_bytes(from, size, scratch);
+    return size <= SCRATCH && take(from, size, scratch);
+}
+
+// A position in memory after a skip, kept inside the range of an int, so that a length out of a hostile stream can
+// neither overflow it nor turn it negative.
+static int moved_position(int position, int size)
+{
+    int64_t target = static_cast<int64_t>(position) + size;
+    if (target > INT_MAX)
+        return INT_MAX;
+    return target < 0 ? 0 : static_cast<int>(target);
 }
 
 // In data of 16-bit words the last byte of an odd size has no partner, and stays where it is.
@@ -96,7 +113,7 @@ static char *take_block(const Byte_Source &from, char format, int size, int extr
     char *buf = static_cast<char *>(ALLOC_MALLOC(from.window, "buf", static_cast<size_t>(size) + extra, 1));
     if (buf == nullptr)
         return nullptr;
-    if (!take_bytes(from, size, buf)) {
+    if (!take(from, size, buf)) {
         free(buf);
         return nullptr;
     }
@@ -109,13 +126,13 @@ static char *take_block(const Byte_Source &from, char format, int size, int extr
 
 int NEMA_Read_Byte(HWND window, int source, intptr_t handle, const char *name, char, int size, char *out)
 {
-    return size >= 0 && take_bytes({window, source, handle, name, NO_END}, size, out);
+    return take(enter_source(window, source, handle, name), size, out);
 }
 
 int NEMA_Read_Short(HWND window, int source, intptr_t handle, const char *name, char format, int size, short *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = NEMA_Convert_Short(format, scratch);
     return 1;
@@ -125,7 +142,7 @@ int NEMA_Read_UShort(HWND window, int source, intptr_t handle, const char *name,
                      unsigned short *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = NEMA_Convert_UShort(format, scratch);
     return 1;
@@ -134,7 +151,7 @@ int NEMA_Read_UShort(HWND window, int source, intptr_t handle, const char *name,
 int NEMA_Read_Int(HWND window, int source, intptr_t handle, const char *name, char format, int size, int *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = NEMA_Convert_Int(format, scratch);
     return 1;
@@ -143,7 +160,7 @@ int NEMA_Read_Int(HWND window, int source, intptr_t handle, const char *name, ch
 int NEMA_Read_UInt(HWND window, int source, intptr_t handle, const char *name, char format, int size, unsigned int *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = static_cast<unsigned int>(NEMA_Convert_Int(format, scratch));
     return 1;
@@ -152,7 +169,7 @@ int NEMA_Read_UInt(HWND window, int source, intptr_t handle, const char *name, c
 int NEMA_Read_Float(HWND window, int source, intptr_t handle, const char *name, char format, int size, float *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = NEMA_Convert_Float(format, scratch);
     return 1;
@@ -161,7 +178,7 @@ int NEMA_Read_Float(HWND window, int source, intptr_t handle, const char *name, 
 int NEMA_Read_Double(HWND window, int source, intptr_t handle, const char *name, char format, int size, double *out)
 {
     char scratch[SCRATCH];
-    if (!take_number({window, source, handle, name, NO_END}, size, scratch))
+    if (!take_number(enter_source(window, source, handle, name), size, scratch))
         return 0;
     *out = NEMA_Convert_Double(format, scratch);
     return 1;
@@ -169,12 +186,12 @@ int NEMA_Read_Double(HWND window, int source, intptr_t handle, const char *name,
 
 char *NEMA_Read_Buffer(HWND window, int source, intptr_t handle, const char *name, char format, int size)
 {
-    return take_block({window, source, handle, name, NO_END}, format, size, 0);
+    return take_block(enter_source(window, source, handle, name), format, size, 0);
 }
 
 char *NEMA_Read_Str(HWND window, int source, intptr_t handle, const char *name, char format, int size)
 {
-    char *text = take_block({window, source, handle, name, NO_END}, format, size, 1);
+    char *text = take_block(enter_source(window, source, handle, name), format, size, 1);
     if (text != nullptr)
         text[size] = '\0';
     return text;

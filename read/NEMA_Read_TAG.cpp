@@ -36,11 +36,6 @@ static char format_of(const Element_Read &read)
     return static_cast<char>(read.mode);
 }
 
-static bool is_from_file(const Element_Read &read)
-{
-    return read.from.kind == SOURCE_FILE;
-}
-
 static bool has_tag(const Element_Read &read, unsigned short group, unsigned short element)
 {
     return read.group == group && read.element == element;
@@ -68,14 +63,14 @@ static long position_of(const Byte_Source &from)
 {
     if (from.kind == SOURCE_FILE)
         return file_position(from.window, static_cast<int>(from.handle), from.name, HERE);
-    return *cursor_of(from.handle);
+    return static_cast<int>(from.position);
 }
 
-static int return_to(const Byte_Source &from, long position)
+static int return_to(Byte_Source *from, long position)
 {
-    if (from.kind == SOURCE_FILE)
-        return seek_file(from.window, static_cast<int>(from.handle), from.name, position, HERE);
-    *cursor_of(from.handle) = static_cast<int>(position);
+    if (from->kind == SOURCE_FILE)
+        return seek_file(from->window, static_cast<int>(from->handle), from->name, position, HERE);
+    from->position = static_cast<uint32_t>(position);
     return 1;
 }
 
@@ -84,7 +79,7 @@ static int return_to(const Byte_Source &from, long position)
 static Outcome read_tag(Element_Read &read)
 {
     char bytes[2];
-    if (!take_bytes(read.from, 2, bytes)) {
+    if (!take_bytes(&read.from, 2, bytes)) {
         REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read group");
         return FAILED;
     }
@@ -95,7 +90,7 @@ static Outcome read_tag(Element_Read &read)
     else
         read.group = load_16(format_of(read), bytes);
 
-    if (!take_16(read.from, format_of(read), &read.element)) {
+    if (!take_16(&read.from, format_of(read), &read.element)) {
         REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read element");
         return FAILED;
     }
@@ -124,7 +119,7 @@ static void report_failed_size(const Element_Read &read)
 static Outcome read_implicit_length(Element_Read &read)
 {
     read.vr = VR_NONE;
-    if (take_32(read.from, format_of(read), &read.length))
+    if (take_32(&read.from, format_of(read), &read.length))
         return GO_ON;
     report_failed_size(read);
     // A stream may end directly behind the tag of its last delimiter.
@@ -136,7 +131,7 @@ static Outcome read_implicit_length(Element_Read &read)
 static Outcome read_long_length(Element_Read &read)
 {
     unsigned short reserved;
-    if (!take_16(read.from, format_of(read), &reserved))
+    if (!take_16(&read.from, format_of(read), &reserved))
         return FAILED;
     // Written with a short length field all the same: the reserved word is the length.
     if (reserved != 0 && read.vr != VR_OX && has_tag(read, 0x0040, 0x0275)) {
@@ -148,7 +143,7 @@ static Outcome read_long_length(Element_Read &read)
         read.length = reserved;
         return DONE;
     }
-    if (take_32(read.from, format_of(read), &read.length))
+    if (take_32(&read.from, format_of(read), &read.length))
         return GO_ON;
     report_failed_size(read);
     return FAILED;
@@ -156,19 +151,21 @@ static Outcome read_long_length(Element_Read &read)
 
 static Outcome read_short_length(Element_Read &read)
 {
-    char field[4] = {first_letter(read.vr), second_letter(read.vr)};
+    char bytes[2];
     read.length = 0;
-    if (!take_bytes(read.from, 2, field + 2)) {
+    if (!take_bytes(&read.from, 2, bytes)) {
         report_failed_size(read);
         return FAILED;
     }
-    read.length = load_16(format_of(read), field + 2);
-    if (is_upper_case(field[0]) && is_upper_case(field[1]))
+    read.length = load_16(format_of(read), bytes);
+    char first = first_letter(read.vr), second = second_letter(read.vr);
+    if (is_upper_case(first) && is_upper_case(second))
         return GO_ON;
     if (read.vr == VR_UNKNOWN_1 || read.vr == VR_UNKNOWN_2)
         return GO_ON;
 
     // No VR: the stream is implicit after all, and its length field was taken for a VR and a short length.
+    const char field[4] = {first, second, bytes[0], bytes[1]};
     read.length = static_cast<int>(load_32(static_cast<char>(read.mode & SYNTAX_BIG_ENDIAN), field));
     read.vr = VR_NONE;
     read.mode = static_cast<unsigned char>(~read.mode & (SYNTAX_BIG_ENDIAN | SYNTAX_EXPLICIT));
@@ -177,13 +174,16 @@ static Outcome read_short_length(Element_Read &read)
 
 static Outcome read_vr_and_length(Element_Read &read)
 {
-    char letters[2];
-    for (int i = 0; i < 2; i++)
-        if (!take_bytes(read.from, 1, &letters[i])) {
-            REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read VR byte[%d]", i);
-            return FAILED;
-        }
-    read.vr = pack_letters(letters[0], letters[1]);
+    char first, second;
+    if (!take_bytes(&read.from, 1, &first)) {
+        REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read VR byte[0]");
+        return FAILED;
+    }
+    if (!take_bytes(&read.from, 1, &second)) {
+        REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read VR byte[1]");
+        return FAILED;
+    }
+    read.vr = pack_letters(first, second);
     switch (read.vr) {
     case VR_OB:
     case VR_OW:
@@ -247,8 +247,8 @@ static int look_ahead(Element_Read &read, int *value)
 {
     long position = position_of(read.from);
     *value = 0;
-    take_32(read.from, format_of(read), value);
-    return return_to(read.from, position);
+    take_32(&read.from, format_of(read), value);
+    return return_to(&read.from, position);
 }
 
 static Outcome repair_false_ul(Element_Read &read)
@@ -277,19 +277,14 @@ static int find_word(const char *words, int size, const char *word)
     return -1;
 }
 
-static int find_in_memory(const Element_Read &read, const char *word)
-{
-    int position = *cursor_of(read.from.handle);
-    return find_word(read.from.name + position, read.limit - position, word);
-}
-
 // Reads in blocks as long as the file fills them, then word by word: reads that fail do not end the search.
-static int find_in_file(const Element_Read &read, const char *word)
+static int find_in_file(HWND window, intptr_t handle, const char *name, int limit, const char *word)
 {
     static const int BLOCK = 8192;
     char block[BLOCK];
-    int descriptor = static_cast<int>(read.from.handle);
-    int limit = read.limit < INT_MAX - 2 ? read.limit : INT_MAX - 2;   // two more than this is still a length
+    int descriptor = static_cast<int>(handle);
+    if (limit > INT_MAX - 2)
+        limit = INT_MAX - 2;   // two more than this is still a length
     int counter = 0, obtained;
     do {
         int left = (limit - counter + 1) & ~1;
@@ -302,12 +297,18 @@ static int find_in_file(const Element_Read &read, const char *word)
 
     if (obtained > 0 && obtained % 2 != 0)
         lseek(descriptor, -1, SEEK_CUR);
-    for (; counter < limit; counter += 2) {
-        char bytes[2];
-        if (take_bytes(read.from, 2, bytes) && find_word(bytes, 2, word) == 0)
+    for (; counter < limit; counter += 2)
+        if (take_from_file(window, handle, name, 2, block) && find_word(block, 2, word) == 0)
             return counter;
-    }
     return -1;
+}
+
+static int find_in_source(const Byte_Source &from, int limit, const char *word)
+{
+    if (from.kind == SOURCE_FILE)
+        return find_in_file(from.window, from.handle, from.name, limit, word);
+    int position = static_cast<int>(from.position);
+    return find_word(from.name + position, limit - position, word);
 }
 
 // Pixel data that are a JPEG stream of their own, without a length and without the items of DICOM PS3.5, A.4: the
@@ -330,14 +331,14 @@ static Outcome repair_bare_jpeg(Element_Read &read)
     char word[2];
     store_16(format_of(read), word, end_marker);
     long position = position_of(read.from);
-    int counter = is_from_file(read) ? find_in_file(read, word) : find_in_memory(read, word);
+    int counter = find_in_source(read.from, read.limit, word);
     if (counter >= 0) {
         read.length = counter + 2;
         REPORT(read.from.window, Flag_Error_Warning,
                "    \xF1\x05" "WARNING:\x02 Fix Siemens bug: lenght changed from -1 to %d in tag (%04x,%04x)",
                read.length, read.group, read.element);
     }
-    if (!return_to(read.from, position))
+    if (!return_to(&read.from, position))
         return FAILED;
     return counter >= 0 ? GO_ON : FAILED;
 }
@@ -378,12 +379,14 @@ int NEMA_Get_Data_Element(HWND window, int source, intptr_t handle, const char *
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in NEMA_Get_Data_Element(mode:%04X)", mode);
     uint64_t end = limit == 0 ? NO_END : static_cast<uint64_t>(limit > 0 ? limit : 0);
-    Element_Read read = {{window, source, handle, name, end}, mode, mode, limit, *group, *element, *vr, *length};
+    Element_Read read = {enter_source(window, source, handle, name, end), mode, mode, limit, *group, *element, *vr,
+                         *length};
 
     // Only the trace needs it, and so does the report of a failure to get it: a file is not asked for nothing.
     long start = LEVEL_LOCATION <= report_threshold ? position_of(read.from) : 0;
 
     Outcome outcome = read_header(read);
+    leave_source(read.from);
     if (outcome == GO_ON)
         REPORT(window, LEVEL_LOCATION, "[%06X] --> (%04x,%04x) VR:%c%c lenght:%08X (%d)",
                static_cast<unsigned int>(start), *group, *element, letter_1(*vr), letter_2(*vr),

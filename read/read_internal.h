@@ -20,13 +20,15 @@ struct Report_Place {
 enum { SOURCE_FILE = 1 };                            // the one value of a source argument that means a file
 static const uint64_t NO_END = UINT64_MAX;           // the end of a memory source whose size nobody told
 
-// The four leading arguments of every read, and the end of a memory source.
+// The four leading arguments of every read, and the end of a memory source. The position in memory is held here while
+// an operation reads, where it can stay in a register; leave_source hands it back to the caller's cursor.
 struct Byte_Source {
     HWND window;
     int kind;            // SOURCE_FILE; anything else is memory
     intptr_t handle;     // a descriptor, or the address of an int, the offset of the next read
     const char *name;    // the file's name for messages, or the start of the buffer
     uint64_t end;        // memory: no byte at this offset or behind it is touched
+    uint32_t position;   // memory: as unsigned, so that a negative cursor lies behind every known end
 };
 
 inline int *cursor_of(intptr_t handle)
@@ -34,14 +36,16 @@ inline int *cursor_of(intptr_t handle)
     return reinterpret_cast<int *>(handle);
 }
 
-// A position in memory after a move, kept inside the range of an int, so that a length out of a hostile stream can
-// neither overflow nor turn a cursor negative.
-inline int moved_position(int position, int size)
+inline Byte_Source enter_source(HWND window, int source, intptr_t handle, const char *name, uint64_t end = NO_END)
 {
-    int64_t target = static_cast<int64_t>(position) + size;
-    if (target > INT_MAX)
-        return INT_MAX;
-    return target < 0 ? 0 : static_cast<int>(target);
+    uint32_t position = source == SOURCE_FILE ? 0 : static_cast<uint32_t>(*cursor_of(handle));
+    return {window, source, handle, name, end, position};
+}
+
+inline void leave_source(const Byte_Source &from)
+{
+    if (from.kind != SOURCE_FILE)
+        *cursor_of(from.handle) = static_cast<int>(from.position);
 }
 
 // One read call, repeated when a signal interrupts it. Returns the bytes obtained, or -1.
@@ -58,25 +62,23 @@ long file_position(HWND window, int descriptor, const char *name, Report_Place p
 int seek_file(HWND window, int descriptor, const char *name, long position, Report_Place place);
 
 // read_file for the reads of a stream, under the place that all of those reports name.
-int take_from_file(const Byte_Source &from, int size, void *out);
+int take_from_file(HWND window, intptr_t handle, const char *name, int size, void *out);
 
 // Takes the next size bytes of a source; size must not be negative. Reads of constant size from memory compile to a
 // comparison and a load. Memory that has not so many bytes left gives 0, without a report and without a move.
-inline int take_bytes(const Byte_Source &from, int size, void *out)
+inline int take_bytes(Byte_Source *from, int size, void *out)
 {
-    if (from.kind == SOURCE_FILE)
-        return take_from_file(from, size, out);
-    int *cursor = cursor_of(from.handle);
-    // As an unsigned number a negative cursor lies behind every known end.
-    if (static_cast<uint64_t>(static_cast<uint32_t>(*cursor)) + static_cast<uint64_t>(size) > from.end)
+    if (from->kind == SOURCE_FILE)
+        return take_from_file(from->window, from->handle, from->name, size, out);
+    if (static_cast<uint64_t>(from->position) + static_cast<uint64_t>(size) > from->end)
         return 0;
     if (size > 0)
-        memcpy(out, from.name + *cursor, static_cast<size_t>(size));
-    *cursor = moved_position(*cursor, size);
+        memcpy(out, from->name + static_cast<int>(from->position), static_cast<size_t>(size));
+    from->position += static_cast<uint32_t>(size);
     return 1;
 }
 
-inline int take_16(const Byte_Source &from, char format, unsigned short *out)
+inline int take_16(Byte_Source *from, char format, unsigned short *out)
 {
     char bytes[2];
     if (!take_bytes(from, 2, bytes))
@@ -85,7 +87,7 @@ inline int take_16(const Byte_Source &from, char format, unsigned short *out)
     return 1;
 }
 
-inline int take_32(const Byte_Source &from, char format, int *out)
+inline int take_32(Byte_Source *from, char format, int *out)
 {
     char bytes[4];
     if (!take_bytes(from, 4, bytes))
