@@ -34,9 +34,26 @@ inline bool is_tag(const DICOM_List *tag, unsigned short group, unsigned short e
     return tag->group == group && tag->element == element;
 }
 
+// A tag as one number, for the order of tags: group first.
+inline unsigned int tag_number(unsigned short group, unsigned short element)
+{
+    return static_cast<unsigned int>(group) << 16 | element;
+}
+
+inline unsigned int tag_number(const DICOM_List *tag)
+{
+    return tag_number(tag->group, tag->element);
+}
+
 inline bool is_private_group(unsigned short group)
 {
     return (group & 1) != 0;
+}
+
+// May this depth be an index of a cursor's arrays? Hosts fill in cursors themselves.
+inline bool is_usable_depth(int depth)
+{
+    return depth >= 0 && depth <= MAX_SEQUENCE_DEPTH;
 }
 
 // A value of this size may have been left in the source, to be fetched when somebody asks for it.
@@ -60,9 +77,23 @@ inline void walk_items(HWND window, DICOM_Root *root, DICOM_List *sequence, int 
     DICOM_Attribute_Sequence_Stop(window, root, level);
 }
 
+// The first node of a chain with this tag, or null.
+DICOM_List *first_with_tag(DICOM_List *head, unsigned short group, unsigned short element);
+
+// The slot of an item, counted from 0; makes the slots that are missing, one by one, all empty.
+//   room  null, or the number of slots that the array has space for: it is then made larger than it has to be
+// Returns null when memory ran out (reported); the slots so far stay.
+DICOM_List **item_slot(HWND window, DICOM_List *sequence, int index, int *room);
+
+// The steps of DICOM_Attribute_Insert, for a caller who knows the chain: its trace, the warning that there is no way
+// to the chain (always null), and the copy that is put at the chain's end.
+void trace_insert(HWND window, const DICOM_List *source);
+DICOM_List *refuse_insert(HWND window, const DICOM_List *source);
+DICOM_List *append_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List **chain, DICOM_List *source);
+
 // Steps one level down from the head of a chain whose depth is less than the cursor's: gives the address of the item
 // slot that the cursor selects, makes the sequence or the slot that is missing, and returns null when memory ran out
-// (which it reports) or the cursor is not deeper than the chain.
+// (which it reports), the cursor is not deeper than the chain, or it has started no item there.
 DICOM_List **DICOM_Attribute_Item_Walk(HWND window, DICOM_Root *root, DICOM_List *head);
 
 // Merges one node into another under the rules of their flags. Returns 0 when memory ran out; what was copied stays.

@@ -1,0 +1,275 @@
+// Finding, getting, matching and inserting attributes, and the walk from a cursor to its place in the tree.
+#include <gtest/gtest.h>
+
+#include "tests/support/outline.h"
+#include "tests/support/reports.h"
+#include "tree/tree_internal.h"
+
+static const Tag STEPS = {0x0040, 0x0275}, STEP_ID = {0x0040, 0x0009}, CODES = {0x0040, 0x0008};
+
+// Puts a cursor into an item, counted from 1, of a sequence of the chain that it stands in.
+static void enter(DICOM_Root *root, Tag sequence, int item)
+{
+    DICOM_Attribute_Sequence_Start(nullptr, root, sequence.group, sequence.element, 0x0008, 0);
+    root->Item_Number[root->Sequence_Depth] = item;
+}
+
+static DICOM_List *find(Tree &tree, Tag tag)
+{
+    return DICOM_Attribute_Find(nullptr, &tree.root, &tree.head, tag.group, tag.element);
+}
+
+static DICOM_List *get(Tree &tree, unsigned short group, unsigned short element)
+{
+    return DICOM_Attribute_Get(nullptr, &tree.root, tree.head, group, element, 0);
+}
+
+TEST(Find, KeepsAChainInTheOrderOfTags)
+{
+    Tree tree;
+    DICOM_List *first = find(tree, {0x0010, 0x0020});
+    ASSERT_EQ(tree.head, first);
+    EXPECT_EQ(first->last, first);
+    EXPECT_EQ(first->flag, 0);
+    DICOM_List *last = find(tree, {0x0020, 0x0010});
+    EXPECT_EQ(tree.head->last, last);
+    DICOM_List *between = find(tree, {0x0018, 0xFFFF});
+    EXPECT_EQ(tree.head->last, nullptr) << "inserted in the middle: the tail is to be looked for";
+    DICOM_List *lowest = find(tree, {0x0008, 0x0060});
+    EXPECT_EQ(tree.head, lowest);
+    EXPECT_EQ(tree.head->last, nullptr);
+    EXPECT_EQ(outline(tree.head), "0008,0060 --\n0010,0020 --\n0018,ffff --\n0020,0010 --\n");
+    EXPECT_EQ(tree.root.Sequence_Group[0], 0x0008);
+    EXPECT_EQ(tree.root.Sequence_Element[0], 0x0060);
+
+    Refuse count(0);
+    EXPECT_EQ(find(tree, {0x0018, 0xFFFF}), between);
+    EXPECT_EQ(Refuse::asked(), 0) << "what is there is not made again";
+}
+
+TEST(Find, MissesATagBehindAGreaterOne)
+{
+    Tree tree;
+    tree.append({0x0020, 0x0010});
+    tree.append({0x0010, 0x0020});
+    tree.append({0x0010, 0x0020});
+    EXPECT_EQ(find(tree, {0x0010, 0x0020}), tree.head->last) << "the last of those with the tag";
+    tree.append({0x0030, 0x0000});
+    tree.append({0x0028, 0x0010});
+    find(tree, {0x0028, 0x0010});
+    EXPECT_EQ(outline(tree.head), "0020,0010 --\n0010,0020 --\n0010,0020 --\n0028,0010 --\n0030,0000 --\n0028,0010 --\n");
+}
+
+TEST(Find, WorksInTheItemOfTheCursor)
+{
+    Tree tree;
+    add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
+    enter(&tree.root, STEPS, 3);
+    find(tree, STEP_ID);
+    DICOM_List *sequence = tree.head;
+    EXPECT_EQ(sequence->nb_item, 3);
+    EXPECT_EQ(sequence->item[2]->depth, 1);
+    EXPECT_EQ(outline(tree.head), "0040,0275 SQ\n"
+                                  "  item\n"
+                                  "    0040,0009 SH [A1]\n"
+                                  "  empty item\n"
+                                  "  item\n"
+                                  "    0040,0009 --\n");
+
+    enter(&tree.root, CODES, 1);
+    find(tree, {0x0008, 0x0100});
+    EXPECT_EQ(outline(sequence->item[2]), "0040,0009 --\n"
+                                          "0040,0008 SQ\n"
+                                          "  item\n"
+                                          "    0008,0100 --\n") << "a sequence that is not there is made at the end";
+    EXPECT_EQ(sequence->item[2]->next->flag, 0x0008);
+    EXPECT_EQ(sequence->item[2]->next->vr, VR_SQ);
+    EXPECT_EQ(sequence->item[2]->last, sequence->item[2]->next);
+}
+
+TEST(Find, MakesNoParentsInAnEmptyTree)
+{
+    Tree tree;
+    enter(&tree.root, STEPS, 1);
+    enter(&tree.root, CODES, 1);
+    find(tree, STEP_ID);
+    EXPECT_EQ(outline(tree.head), "0040,0009 --\n");
+    EXPECT_EQ(tree.head->depth, 2);
+}
+
+TEST(Walk, GivesTheFirstSlotOfASequenceThatItMakes)
+{
+    Tree tree;
+    tree.append({0x0008, 0x0060});
+    enter(&tree.root, STEPS, 2);
+    DICOM_List **slot = DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head);
+    ASSERT_NE(tree.head->next, nullptr);
+    EXPECT_EQ(slot, &tree.head->next->item[0]);
+    EXPECT_EQ(tree.head->next->nb_item, 1);
+    slot = DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head);
+    EXPECT_EQ(slot, &tree.head->next->item[1]);
+}
+
+TEST(Walk, RefusesACursorThatHasNoPlace)
+{
+    Tree tree;
+    add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
+    EXPECT_EQ(DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head), nullptr) << "the cursor is not deeper";
+
+    enter(&tree.root, STEPS, 0);
+    Reports said;
+    EXPECT_EQ(DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head), nullptr) << "no item has been started";
+    EXPECT_EQ(find(tree, STEP_ID), nullptr);
+    EXPECT_EQ(get(tree, STEPS.group, STEPS.element), tree.head) << "stays in the chain that was reached";
+    Tree source(new_node({0x0040, 0x000A}));
+    EXPECT_EQ(DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.head, 0), nullptr);
+    EXPECT_EQ(said.warnings(), "\xF1\x05    \x02" "Failed to insert tag(\x01" "0040\x02,\x01" "000A\x02)\n");
+
+    for (int depth : {-3, 10, 1000}) {
+        tree.root.Sequence_Depth = depth;
+        for (int &number : tree.root.Item_Number)
+            number = 1;
+        for (int i = 0; i < 10; i++)
+            DICOM_Attribute_Sequence_Set(nullptr, &tree.root, i, STEPS.group, STEPS.element, 0);
+        EXPECT_EQ(find(tree, STEP_ID), nullptr);
+        get(tree, 1, 1);
+        Tree empty;
+        EXPECT_EQ(DICOM_Attribute_Insert(nullptr, &tree.root, &empty.head, source.head, 0), nullptr);
+    }
+}
+
+TEST(Get, ReturnsTheFirstThatMatches)
+{
+    Tree tree;
+    DICOM_List *a = tree.append({0x0020, 0x0010}), *b = tree.append({0x0010, 0x0020});
+    tree.append({0x0010, 0x0020});
+    EXPECT_EQ(get(tree, 0x0010, 0x0020), b);
+    EXPECT_EQ(get(tree, 0xFFFF, 0xFFFF), a);
+    EXPECT_EQ(get(tree, 0xFFFF, 0x0020), b);
+    EXPECT_EQ(get(tree, 0x0010, 0xFFFF), b);
+    EXPECT_EQ(get(tree, 0x0010, 0x0021), nullptr);
+    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, tree.head, "001?", "*", 0), b);
+    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, tree.head, "0010", "0021", 0), nullptr);
+}
+
+TEST(Get, TracesEachStepDown)
+{
+    Tree tree;
+    add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
+    enter(&tree.root, STEPS, 1);
+    Reports said(15);
+    EXPECT_EQ(get(tree, STEP_ID.group, STEP_ID.element), tree.head->item[0]);
+    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, tree.head, "0040", "00*", 0), tree.head->item[0]);
+    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, nullptr, 1, 2, 0), nullptr);
+    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Get(0040,0009)\nin DICOM_Attribute_Get(0040,0009)\n"
+                              "in DICOM_Attribute_Get(0040,00*)\nin DICOM_Attribute_Get(0040,00*)\n"
+                              "in DICOM_Attribute_Get(0001,0002)\n");
+}
+
+TEST(Get, LeavesAnEmptySequenceWhereThereWasNone)
+{
+    Tree tree;
+    tree.append({0x0008, 0x0060});
+    enter(&tree.root, STEPS, 1);
+    EXPECT_EQ(get(tree, STEP_ID.group, STEP_ID.element), nullptr);
+    EXPECT_EQ(outline(tree.head), "0008,0060 --\n0040,0275 SQ\n  empty item\n");
+}
+
+TEST(Match, ComparesWithUpperCaseHexadecimal)
+{
+    EXPECT_EQ(DICOM_Attribute_Match("7FE0", "0010", 0x7FE0, 0x0010), 1);
+    EXPECT_EQ(DICOM_Attribute_Match("7fe0", "0010", 0x7FE0, 0x0010), 0);
+    EXPECT_EQ(DICOM_Attribute_Match("60*", "3?00", 0x60AB, 0x3000), 1);
+    EXPECT_EQ(DICOM_Attribute_Match("60*", "3?00", 0x60AB, 0x3001), 0);
+    EXPECT_EQ(DICOM_Attribute_Match("*", "*", 0, 0xCDEF), 1);
+}
+
+TEST(CodeString, IsMadeOfAnyText)
+{
+    struct { const char *text, *wanted; } cases[] = {
+        {"  ab-c d  ", "AB_C D"},
+        {"", ""},
+        {"    ", ""},
+        {"ORIGINAL\\primary", "ORIGINAL\\PRIMARY"},
+        {"abcdefghijklmnopqrstuvwxyz", "ABCDEFGHIJKLMNOP"},
+        {" abcdefghijklmno   z", "ABCDEFGHIJKLMNO "},
+        {"a_9\xE9\x01z", "A_9__Z"},
+    };
+    for (const auto &each : cases) {
+        char text[64] = {};
+        snprintf(text, sizeof text, "%s", each.text);
+        EXPECT_EQ(DICOM_Str_To_CS(text), 1);
+        EXPECT_STREQ(text, each.wanted);
+    }
+}
+
+TEST(Insert, AppendsWhateverTheTag)
+{
+    Tree tree, source;
+    Reports said(15);
+    DICOM_List *node = source.append({0x0020, 0x0010}, "SH", "S1");
+    DICOM_List *first = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, node, 0);
+    source.append({0x0010, 0x0020});
+    DICOM_List *second = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.head->next, 0);
+    EXPECT_EQ(tree.head, first);
+    EXPECT_EQ(first->next, second);
+    EXPECT_EQ(first->last, second);
+    EXPECT_NE(first->data, node->data);
+    EXPECT_EQ(outline(tree.head), "0020,0010 SH [S1]\n0010,0020 --\n");
+    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Insert(0020,0010) SH 2 bytes\n"
+                              "in DICOM_Attribute_Insert(0010,0020) -- 0 bytes\n");
+}
+
+TEST(Insert, MakesTheSequencesOfTheCursorInAnEmptyTree)
+{
+    Tree tree, source;
+    enter(&tree.root, STEPS, 2);
+    enter(&tree.root, CODES, 1);
+    source.append({0x0008, 0x0100}, "SH", "T-04");
+    DICOM_List *node = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.head, 0);
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(node->depth, 2);
+    EXPECT_EQ(full_outline(tree.head),
+              "0040,0275 SQ flag=0008 depth=0 vr=SQ/SQ syntax=0 type=0000 at 0,0,0\n"
+              "  item\n"
+              "    0040,0008 SQ flag=0008 depth=1 vr=SQ/SQ syntax=0 type=0000 at 0,0,0\n"
+              "      item\n"
+              "        0008,0100 SH [T-04] flag=0000 depth=2 vr=SH/-- syntax=0 type=0000 at 0,0,0\n");
+    EXPECT_EQ(tree.head->last, tree.head);
+}
+
+TEST(Insert, LooksForATailThatIsNotKnown)
+{
+    Tree tree, source;
+    for (unsigned short i = 1; i <= 3; i++)
+        tree.append({0x0010, i});
+    tree.head->last = nullptr;
+    source.append({0x0008, 0x0060});
+    EXPECT_EQ(DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.head, 0), tree.head->last);
+    EXPECT_EQ(outline(tree.head), "0010,0001 --\n0010,0002 --\n0010,0003 --\n0008,0060 --\n");
+}
+
+TEST(Lookup, ReportsEachRefusedAllocationAndKeepsAValidTree)
+{
+    static const std::string at = "line N of .\\NEMA_Tag_Attribute \nmemory error in ";
+    std::vector<std::string> failures;
+    refuse_each_allocation([&](int) {
+        Tree tree, empty, source;
+        Reports said;
+        source.append({0x0008, 0x0100}, "SH", "T-04");
+        add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
+        enter(&tree.root, STEPS, 2);
+        bool failed = find(tree, STEP_ID) == nullptr;
+        enter(&tree.root, CODES, 1);
+        failed = find(tree, STEP_ID) == nullptr || failed;
+        empty.root = tree.root;
+        failed = DICOM_Attribute_Insert(nullptr, &empty.root, &empty.head, source.head, 0) == nullptr || failed;
+        EXPECT_EQ(failed, Refuse::happened());
+        if (failed)
+            failures.push_back(said.failures());
+    });
+    const std::string node = at + "calloc (var=insert, dim=1x96)\n", slot = at + "calloc (var=insert->item, dim=1x8)\n";
+    EXPECT_EQ(failures, (std::vector<std::string>{
+        at + "realloc (var=pt->item, dim=2x8)\n", node, node, slot, node, node, slot, node, slot, node,
+        "line N of .\\NEMA_Tag_Copy \nmemory error in malloc (var=target->data, dim=4x1)\n"}));
+}

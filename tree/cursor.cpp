@@ -1,0 +1,154 @@
+// The cursor: moves a DICOM_Root into a sequence, from item to item, and back. Damaged streams open and close sequences
+// at will, so too many of either are warned of and clamped, never refused.
+#include <limits.h>
+
+#include "tree/tree_internal.h"
+
+// The depth as an index of the cursor's arrays, whatever a host has written there.
+static int clamp_depth(DICOM_Root *root)
+{
+    if (!is_usable_depth(root->Sequence_Depth))
+        root->Sequence_Depth = root->Sequence_Depth < 0 ? 0 : MAX_SEQUENCE_DEPTH;
+    return root->Sequence_Depth;
+}
+
+// Width of the blanks in front of a visible line.
+static int indentation(int depth)
+{
+    return depth > 0 ? 4 * depth : 0;
+}
+
+static int begin_items(HWND window, DICOM_Root *root)
+{
+    int depth = root->Sequence_Depth;
+    root->Item_Number[depth] = 0;
+    REPORT(window, LEVEL_FUNCTION, "-> Item_Number[%d] = %d", depth, root->Item_Number[depth]);
+    return depth;
+}
+
+int DICOM_Attribute_Sequence_Start(HWND window, DICOM_Root *root, int level)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Start()");
+    int depth = clamp_depth(root);
+    if (level != 0)
+        REPORT(window, level, "%*s------------------------ ---- Sequence in ---------------", indentation(depth), "");
+
+    if (depth == MAX_SEQUENCE_DEPTH)
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 To many \"sequences\" in DICOM stream (%04x,%04x)",
+               root->Sequence_Group[MAX_SEQUENCE_DEPTH], root->Sequence_Element[MAX_SEQUENCE_DEPTH]);
+    else
+        root->Sequence_Depth++;
+    return begin_items(window, root);
+}
+
+int DICOM_Attribute_Sequence_Start(HWND window, DICOM_Root *root, unsigned short group, unsigned short element,
+                                   unsigned short flag, int level)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Start(%04x,%04x)", group, element);
+    int depth = clamp_depth(root);
+    if (level != 0)
+        REPORT(window, level, "%*s------------------------ ---- Sequence in ----(depth=%d)-----", indentation(depth),
+               "", depth);
+    DICOM_Attribute_Sequence_Set(window, root, depth, group, element, flag);
+
+    if (depth == MAX_SEQUENCE_DEPTH)
+        REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 To many \"sequences\" in DICOM stream");
+    else
+        root->Sequence_Depth++;
+    return begin_items(window, root);
+}
+
+int DICOM_Attribute_Sequence_Stop(HWND window, DICOM_Root *root, int level)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Stop()");
+    int depth = clamp_depth(root);
+    if (level != 0)
+        REPORT(window, level, "%*s------------------------ ---- Sequence out --------------", indentation(depth - 1),
+               "");
+
+    if (depth == 0) {
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 To many \"out of sequences\" in DICOM stream (%04x,%04x)",
+               root->Sequence_Group[0], root->Sequence_Element[0]);
+        return 0;
+    }
+    root->Item_Number[depth] = 0;
+    root->Sequence_Depth = --depth;
+    REPORT(window, LEVEL_FUNCTION, "-> Item_Number[%d] = %d", depth, root->Item_Number[depth]);
+    return depth;
+}
+
+int DICOM_Attribute_Sequence_End(HWND window, DICOM_Root *root)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_End()");
+    int depth = clamp_depth(root);
+    if (depth != 0)
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 Missing at least %d \"out of sequences\" in DICOM stream (%04x,%04x)", depth,
+               root->Sequence_Group[depth], root->Sequence_Element[depth]);
+    root->Sequence_Depth = 0;
+    REPORT(window, LEVEL_FUNCTION, "-> root->Sequence_Depth = %d", root->Sequence_Depth);
+    return 0;
+}
+
+void DICOM_Attribute_Sequence_Reset(HWND window, DICOM_Root *root)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Reset()");
+    *root = {};
+    REPORT(window, LEVEL_FUNCTION, "-> Item_Number[%d] = %d", root->Sequence_Depth, root->Item_Number[0]);
+}
+
+int DICOM_Attribute_Sequence_Querry(HWND, DICOM_Root *root)
+{
+    return root->Sequence_Depth;
+}
+
+void DICOM_Attribute_Sequence_Get(HWND, DICOM_Root *root, int depth, unsigned short *group, unsigned short *element,
+                                  unsigned short *flag)
+{
+    bool usable = is_usable_depth(depth);
+    *group = usable ? root->Sequence_Group[depth] : 0;
+    *element = usable ? root->Sequence_Element[depth] : 0;
+    if (flag != nullptr)
+        *flag = usable ? root->Sequence_Flag[depth] : 0;
+}
+
+void DICOM_Attribute_Sequence_Set(HWND, DICOM_Root *root, int depth, unsigned short group, unsigned short element,
+                                  unsigned short flag)
+{
+    if (!is_usable_depth(depth))
+        return;
+    root->Sequence_Group[depth] = group;
+    root->Sequence_Element[depth] = element;
+    root->Sequence_Flag[depth] = flag;
+}
+
+int DICOM_Attribute_Item_Start(HWND window, DICOM_Root *root, int level)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Item_Start()");
+    int depth = clamp_depth(root);
+    if (root->Item_Number[depth] < INT_MAX)
+        root->Item_Number[depth]++;
+    REPORT(window, LEVEL_FUNCTION, "-> root->Item_Number[%d] = %d", depth, root->Item_Number[depth]);
+    if (level != 0)
+        REPORT(window, level, "%*s------------------------ ---- Item[%d] in ---------------", indentation(depth), "",
+               root->Item_Number[depth]);
+    return 1;
+}
+
+int DICOM_Attribute_Item_Stop(HWND window, DICOM_Root *root, int level)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Item_Stop()");
+    int depth = clamp_depth(root);
+    if (level != 0)
+        REPORT(window, level, "%*s------------------------ ---- Item[%d] out --------------", indentation(depth), "",
+               root->Item_Number[depth]);
+    REPORT(window, LEVEL_FUNCTION, "-> Item_Number[%d] = %d", depth, root->Item_Number[depth]);
+    return 1;
+}
+
+int DICOM_Attribute_Item_Querry(HWND, DICOM_Root *root, int depth)
+{
+    return is_usable_depth(depth) ? root->Item_Number[depth] - 1 : -1;
+}
