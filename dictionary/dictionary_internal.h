@@ -49,4 +49,8 @@ int NEMA_db_Add_Elem(unsigned short group, unsigned short element, unsigned shor
 // The text of a pair of minimum and maximum, in a buffer of VN_TEXT_ROOM characters, which is the result.
 char *NEMA_db_VN_Text(const short vn[2], char *text);
 
+// Complement a node of group 1000, or of the groups 7F00 to 7FDF, by the layout of a vendor's compression. Return 1.
+int SPI_Complement_1000(HWND window, DICOM_List *tag);
+int SPI_Complement_7Fxx(HWND window, DICOM_List *tag);
+
 #endif
