@@ -1,0 +1,27 @@
+// What the sources of the dump share.
+#ifndef VELMORA_DUMP_INTERNAL_H
+#define VELMORA_DUMP_INTERNAL_H
+
+#include "dump/DICOM_Dump.h"
+
+// Room that a caller of DICOM_Attribute_Stool_Data gives for the text of a value.
+enum { STOOL_TEXT_ROOM = 1024 };
+
+struct UID_Name {
+    const char *uid;
+    unsigned long length;   // of uid, so that most rows are passed by without looking at their text
+    const char *name;
+};
+
+enum { UID_NAMES = 120 };
+extern const UID_Name uid_names[UID_NAMES];
+
+// The name of a UID, a constant text; null for one that is not in the table. The whole text has to be equal.
+const char *DICOM_Attribute_Stool_UID(const char *uid);
+
+// Parts of a line: each writes at a place that has room, without a terminator, and returns the place behind.
+char *put_text(char *at, const char *text);
+char *put_hex(char *at, unsigned int number, int digits);
+char *put_int(char *at, int number);
+
+#endif
