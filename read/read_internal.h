@@ -106,4 +106,61 @@ inline int take_32(Byte_Source *from, char format, int *out)
 // Returns 1. Returns 0 after a failure, which is reported; tag->data is null then, so that a later call tries again.
 int fetch_unread_value(HWND window, DICOM_List *tag, int trace_level, const char *variable, Report_Place place);
 
+/* ---- typed values ------------------------------------------------------------------ */
+
+enum { RING_SLOTS = 128 };   // a result stays for 127 further calls of its operation
+
+// One call of a value operation.
+struct Value_Call {
+    HWND window;
+    DICOM_List *tag;
+    unsigned short vr;   // the one that counts
+    int slot;            // of the operation's ring
+};
+
+enum Value_Source { AS_IT_IS, FETCH_UNREAD };
+
+// What every operation starts with: moves its counter to the slot of this call, clears the node's vm, fetches a value
+// that was left unread if the operation does that, and settles the VR: the one asked for, or the node's own for 0.
+// Returns 0 when there is no value to work on.
+int begin_value(Value_Call *call, HWND window, DICOM_List *tag, unsigned short vr, int *counter, Value_Source source);
+
+// Reports a VR that an operation does not take. list names those that it takes.
+void report_bad_vr(const Value_Call &call, unsigned short vr, const char *list, Report_Place place);
+
+// The end of the value that begins here: a backslash, or the zero byte behind the last one.
+inline const char *end_of_value(const char *start)
+{
+    while (*start != '\0' && *start != '\\')
+        start++;
+    return start;
+}
+
+// Copies the node's value to a new block, terminated, which the caller frees. Null when memory ran out.
+char *copy_value(const Value_Call &call);
+
+// Texts of a slot. Every entry is null or a block of its own; the blocks stay for the next use of the slot.
+struct Text_Array {
+    char **texts;
+    int room;
+};
+
+// Makes each value of a text, split at the backslashes, a text of the array. Returns how many they are, at least one,
+// or 0 when memory ran out.
+int split_into(HWND window, Text_Array *array, const char *text);
+
+void free_texts(Text_Array *array);
+
+// Numbers of a text up to end, in the manner of atoi and atof: blanks in front are skipped, what follows the number
+// does not matter, no number is 0. The decimal point is always a point. A whole number too great for an int, and a
+// real one when it is cut to an int, become the nearest int; what is not a number at all becomes 0.
+int whole_number(const char *text, const char *end);
+double real_number(const char *text, const char *end);
+int cut_to_int(double value);
+
+// The parts of NEMA_Value_Cleanup.
+void release_texts();
+void release_numbers();
+void release_records();
+
 #endif
