@@ -201,18 +201,13 @@ static DICOM_List *chain_to_read(HWND window, DICOM_Root *root, DICOM_List *list
     return list;
 }
 
-static bool is_wanted(unsigned short number, unsigned short wanted)
-{
-    return wanted == ANY_TAG_NUMBER || number == wanted;
-}
-
 DICOM_List *DICOM_Attribute_Get(HWND window, DICOM_Root *root, DICOM_List *list, unsigned short group,
                                 unsigned short element, char)
 {
     list = chain_to_read(window, root, list, [=] {
         REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Get(%04x,%04x)", group, element);
     });
-    while (list != nullptr && !(is_wanted(list->group, group) && is_wanted(list->element, element)))
+    while (list != nullptr && !fits_tag(list, group, element))
         list = list->next;
     return list;
 }

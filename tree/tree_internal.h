@@ -34,6 +34,12 @@ inline bool is_tag(const DICOM_List *tag, unsigned short group, unsigned short e
     return tag->group == group && tag->element == element;
 }
 
+// The same with ANY_TAG_NUMBER as a wildcard.
+inline bool fits_tag(const DICOM_List *tag, unsigned short group, unsigned short element)
+{
+    return (group == ANY_TAG_NUMBER || tag->group == group) && (element == ANY_TAG_NUMBER || tag->element == element);
+}
+
 // A tag as one number, for the order of tags: group first.
 inline unsigned int tag_number(unsigned short group, unsigned short element)
 {

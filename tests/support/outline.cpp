@@ -79,7 +79,7 @@ static std::string shown_value(const DICOM_List *node)
     if (node->size == UNDEFINED_LENGTH)
         return " undefined length";
     if (node->data == nullptr)
-        return node->size == 0 ? "" : " " + std::to_string(node->size) + " bytes unread";
+        return node->size == 0 ? "" : printed(" %d bytes unread", static_cast<unsigned int>(node->size));
     std::string out = " [";
     for (int i = 0; i < node->size; i++) {
         unsigned char byte = static_cast<unsigned char>(node->data[i]);
