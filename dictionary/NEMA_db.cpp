@@ -80,6 +80,7 @@ static void release_dictionary()
     release(&group_blocks);
     groups = filing_group = nullptr;
     is_built = false;
+    build_number++;   // also when the next build fails: what threads remember is gone
 }
 
 /* ---- filing a row ------------------------------------------------------------------ */
