@@ -15,8 +15,8 @@
 //     DICOM_Include_<macro>.txt     the same; can be included anywhere
 //     DICOM_Private_<creator>.txt   attribute lines for the private attributes of one creator
 //
-// A line may begin with ! (its value wins), = (its value is a default), - (the attribute goes), + (its value is added to
-// what there is), in this order, and then has one > for each sequence that it stands in. A file is read up to a form
+// A line may begin with ! (its value wins), = (its value is a default), - (the attribute goes), + (its value is added
+// to what there is), in this order, and then has one > for each sequence that it stands in. A file is read up to a form
 // feed or its end; a last line without a line feed does not count.
 #ifndef VELMORA_MODULES_H
 #define VELMORA_MODULES_H
@@ -46,14 +46,15 @@ DICOM_EXPORT const char *DICOM_Module_Setup(HWND window, const char *directory);
 // Returns 1 when a whole line stands in the buffer. Returns 0 at the end of the file, at a form feed, on a read error
 // and on a line of more than 2047 bytes, the latter two of which are reported; a line that the end cuts off counts as
 // not there.
-DICOM_EXPORT int DICOM_Module_Read_Line(HWND window, FILE *stream, int line, char *buffer, const char *file, char **comment);
+DICOM_EXPORT int DICOM_Module_Read_Line(HWND window, FILE *stream, int line, char *buffer, const char *file,
+                                        char **comment);
 
 // Gives a node the value that a text stands for: the text itself, made even, for a VR of text; numbers, in the byte
 // order of the node's syntax, for a VR of numbers. The numbers of a list stand apart like this: "1\2 3".
 //   node   its vr decides; an old value is released first
 //   value  null and the empty text leave the node empty; the text is cut up where it holds numbers
-// Returns 1. Returns 0, and the node is left empty, for a null node, for a VR that takes no text (OB, SQ, UN, none), for
-// numbers of more than 1024 bytes in all, and when memory ran out, which is reported through the variable hwnd.
+// Returns 1. Returns 0, and the node is left empty, for a null node, for a VR that takes no text (OB, SQ, UN, none),
+// for numbers of more than 1024 bytes in all, and when memory ran out, which is reported through the variable hwnd.
 DICOM_EXPORT int DICOM_Module_Read_Value(DICOM_List *node, char *value);
 
 // Gives the attributes of a macro, read from DICOM_Include_<name>.txt if no macro of this name has been read yet.
@@ -62,7 +63,7 @@ DICOM_EXPORT int DICOM_Module_Read_Value(DICOM_List *node, char *value);
 //   line  number of the line that includes it, for messages
 // Returns a flat list with item and delimiter nodes that the library owns. It stays until the next DICOM_Module_Read
 // that reads files, or DICOM_Module_Cleanup. Returns null for an empty macro and, with a report, for one that cannot be
-// read: no file, one that is just being read, more than 32 of them one inside the other, more than 10239 in all.
+// read: no file, one that is just being read, more than 16 of them one inside the other, more than 10239 in all.
 DICOM_EXPORT DICOM_List *DICOM_Module_Include_Get(HWND window, char *name, const char *file, int line);
 
 /* ---- templates ---------------------------------------------------------------------- */
@@ -79,8 +80,8 @@ DICOM_EXPORT DICOM_List *DICOM_Module_Read(HWND window, const char *name);
 // Gives the name of the module for a modality.
 //   modality  two letters packed like a VR (0x4354 is "CT"); DICOM_Modality goes before it when that is not 0
 //   frames    number of frames; more than 1 may give a module of its own
-// Returns a name for DICOM_Module_Read: "OT_Image" for no modality. A modality without a module of its own gives its two
-// letters, in a static buffer that the next such call overwrites.
+// Returns a name for DICOM_Module_Read: "OT_Image" for no modality. A modality without a module of its own gives its
+// two letters, in a static buffer that the next such call overwrites.
 DICOM_EXPORT const char *DICOM_Module_Name(HWND window, int modality, int frames);
 
 // Gives the name of the module for a data set, by its SOP Class UID (0008,0016).
@@ -126,9 +127,10 @@ struct Code_Seq {
 // begin with * # or ; being comments. The row wins whose meaning has most words, or heads of words, in the text.
 //   code   str is the text, at most 191 bytes
 //   table  file name of the table in the definition directory
-// Returns 1, with the three texts filled in and the record made the current one. Returns 0, with the record as it was
-// and none current, when there is no table, no row is like the text, or memory ran out, all of which it reports, and for
-// a null text. Rows that are equally good are reported, and the first one is taken. Reports go through the variable hwnd.
+// Returns 1, with the three texts filled in and the record made the current one. Rows that are equally good are
+// reported, and the first one is taken. Returns 0, with the record as it was and none current, for a null text, and
+// when there is no table, no row is like the text, or memory ran out, which is reported. Reports go through the
+// variable hwnd.
 DICOM_EXPORT int DICOM_Macro_CodeSequence_Set(Code_Seq *code, const char *table);
 
 // The record that the last lookup filled, or null if it failed. The record is the host's: reset before it goes.

@@ -9,11 +9,11 @@ static const char SOURCE[] = ".\\NEMA_Read_IOD";
 // One definition file while it is read.
 struct Definition {
     HWND window;
-    const char *name;      // for messages
-    int line;              // number of the current line, from 1
+    const char *name;   // for messages
+    int line;           // number of the current line, from 1
     DICOM_List **list;
-    DICOM_Root top;        // a cursor that stays at the top level: the list is flat
-    int level;             // depth that the lines have reached
+    DICOM_Root top;   // a cursor that stays at the top level: the list is flat
+    int level;        // depth that the lines have reached
     int open_items;
     int open_sequences;
 };
@@ -21,14 +21,14 @@ struct Definition {
 // One attribute line while it is read. The texts stand in the line.
 struct Attribute_Line {
     DICOM_List tag;
-    char *value;           // null: the line has none
+    char *value;   // null: the line has none
     char *description;
 };
 
 /* ---- warnings and the allowance of nodes -------------------------------------------- */
 
-static int open_runs = 0;      // runs that have been started and not stopped
-static int nodes_left = 0;     // nodes that the current run may still make
+static int open_runs = 0;    // runs that have been started and not stopped
+static int nodes_left = 0;   // nodes that the current run may still make
 static bool has_run_dry = false;
 
 void start_definition_run()
@@ -46,15 +46,15 @@ void stop_definition_run()
 
 void report_attribute_line(HWND window, const char *file, int line)
 {
-    REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 reading Attribute file:\x01%s\x02 line:\x01%d\x02", file,
-           line);
+    REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 reading Attribute file:\x01%s\x02 line:\x01%d\x02",
+           file, line);
 }
 
 // A warning pair about the current line of a file.
-#define REPORT_LINE(file, ...)                                             \
-    do {                                                                   \
-        report_attribute_line((file)->window, (file)->name, (file)->line); \
-        REPORT((file)->window, Flag_Error_Warning, __VA_ARGS__);           \
+#define REPORT_LINE(file, ...)                                                                                         \
+    do {                                                                                                               \
+        report_attribute_line((file)->window, (file)->name, (file)->line);                                             \
+        REPORT((file)->window, Flag_Error_Warning, __VA_ARGS__);                                                       \
     } while (0)
 
 // Macros that include others twice double the list with each step, so that a few short files could fill the memory.
@@ -200,17 +200,17 @@ static bool take_nothing(Attribute_Line *, char *)
 }
 
 struct Token_Rule {
-    const char *head;                                    // how the token begins
-    bool (*take)(Attribute_Line *line, char *token);     // false: the token is bad
-    const char *shown;                                   // what the warning about a bad one asks for
+    const char *head;                                  // how the token begins
+    bool (*take)(Attribute_Line *line, char *token);   // false: the token is bad
+    const char *shown;                                 // what the warning about a bad one asks for
 };
 
 static const Token_Rule token_rules[] = {
-    { "\"",    take_value,       ""              },
-    { "type=", take_type,        "\"type=xx\""   },
-    { "desc=", take_description, ""              },
-    { "VR=",   take_vr,          "\"VR=xx\""     },
-    { "VN=",   take_nothing,     ""              },
+    {"\"",    take_value,       ""           },
+    {"type=", take_type,        "\"type=xx\""},
+    {"desc=", take_description, ""           },
+    {"VR=",   take_vr,          "\"VR=xx\""  },
+    {"VN=",   take_nothing,     ""           },
 };
 
 static const Token_Rule *find_rule(const char *token)
@@ -298,7 +298,8 @@ static bool read_attribute(Definition *file, char *text, unsigned short flag, in
     DICOM_List *tag = &line.tag;
     char *rest = read_tag(text, tag);
     if (rest == nullptr) {
-        REPORT_LINE(file, "    \xF1\t\t\x02 Syntax error: expecting \"\x01(xxxx,yyyy) ...\x02\" instead of \"\x01%s\x02\"",
+        REPORT_LINE(file,
+                    "    \xF1\t\t\x02 Syntax error: expecting \"\x01(xxxx,yyyy) ...\x02\" instead of \"\x01%s\x02\"",
                     text);
         return true;
     }
@@ -368,10 +369,10 @@ static const struct Prefix {
     char mark;
     unsigned short flag;
 } prefixes[] = {
-    { '!', FLAG_FORCED },
-    { '=', FLAG_DEFAULT },
-    { '-', FLAG_TO_DELETE },
-    { '+', FLAG_APPEND },
+    {'!', FLAG_FORCED   },
+    {'=', FLAG_DEFAULT  },
+    {'-', FLAG_TO_DELETE},
+    {'+', FLAG_APPEND   },
 };
 
 static bool read_text(Definition *file, char *text, long offset)

@@ -7,12 +7,12 @@
 static const char SOURCE[] = ".\\NEMA_Work_Macro";
 
 enum Code_Limits {
-    ROW_ROOM = 180,           // a line of a table, terminated; a longer one comes in as two rows
+    ROW_ROOM = 180,   // a line of a table, terminated; a longer one comes in as two rows
     TABLE_PATH_ROOM = 272,
-    SOUGHT_ROOM = 192,        // the text to look up, terminated
-    MAX_WORDS = 19,           // of a meaning; the words behind them are not looked for
-    MAX_WORD_LENGTH = 79,     // a longer word is not looked for
-    MAX_TIES = 100,           // rows that are listed as equally good
+    SOUGHT_ROOM = 192,      // the text to look up, terminated
+    MAX_WORDS = 19,         // of a meaning; the words behind them are not looked for
+    MAX_WORD_LENGTH = 79,   // a longer word is not looked for
+    MAX_TIES = 100,         // rows that are listed as equally good
 };
 
 // The rows of a table; a field that a row does not have is null.
@@ -188,8 +188,8 @@ static void report_tie(const Code_Seq *code, const char *table_name, const Code_
            "    \xF1\x05WARNING:\x02 Find to many matchs (\x01%d\x02) for \x01%s\x02 in table \x01%s", best->count,
            code->str, table_name);
     for (int i = 0; i < best->count; i++)
-        REPORT(hwnd, Flag_Error_Warning, "\t\t\t   %s \x01%s\x02 = \x01%s", i == 0 ? "We used:" : "And not:  ",
-               table->value[best->row[i]], table->meaning[best->row[i]]);
+        REPORT(hwnd, Flag_Error_Warning, "\t\t\t   %s \x01%s\x02 = \x01%s",
+               i == 0 ? "We used:" : "And not:  ", table->value[best->row[i]], table->meaning[best->row[i]]);
 }
 
 // The texts of a row go over to the record.

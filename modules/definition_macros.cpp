@@ -34,7 +34,8 @@ static DICOM_List *recall_macro(HWND window, int slot, const char *file, int lin
     if (!is_being_read(slot))
         return Include_List[slot];
     report_attribute_line(window, file, line);
-    REPORT(window, Flag_Error_Warning, "    \xF1\t\t\x02 Included file includes itself:\x01\"%s\"\x02", Include_Name[slot]);
+    REPORT(window, Flag_Error_Warning, "    \xF1\t\t\x02 Included file includes itself:\x01\"%s\"\x02",
+           Include_Name[slot]);
     return nullptr;
 }
 
@@ -74,7 +75,8 @@ static DICOM_List *open_macro(HWND window, const char *name, const char *file, i
 {
     if (open_depth == MAX_INCLUDE_DEPTH) {
         report_attribute_line(window, file, line);
-        REPORT(window, Flag_Error_Warning, "    \xF1\t\t\x02 Included files too deep (max=\x01%d\x02)", MAX_INCLUDE_DEPTH);
+        REPORT(window, Flag_Error_Warning, "    \xF1\t\t\x02 Included files too deep (max=\x01%d\x02)",
+               MAX_INCLUDE_DEPTH);
         return nullptr;
     }
     char macro_file[FILE_NAME_ROOM];

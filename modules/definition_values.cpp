@@ -54,36 +54,35 @@ static const char *put_ushort(char order, const char *text)
 
 struct Value_Form {
     unsigned short vr;
-    int width;                                           // bytes of one number; 0: a text
-    const char *(*put)(char order, const char *text);    // the bytes of one number
-    char pad;                                            // makes a text even
+    int width;                                          // bytes of one number; 0: a text
+    const char *(*put)(char order, const char *text);   // the bytes of one number
+    char pad;                                           // makes a text even
 };
 
-// A VR that is not here takes no value.
+// VR, width, number, pad. A VR that is not here takes no value.
 static const Value_Form value_forms[] = {
-    // VR    width  number       pad
-    { VR_AE, 0,     nullptr,     ' ' },
-    { VR_AS, 0,     nullptr,     ' ' },
-    { VR_CS, 0,     nullptr,     ' ' },
-    { VR_DA, 0,     nullptr,     ' ' },
-    { VR_DS, 0,     nullptr,     ' ' },
-    { VR_DT, 0,     nullptr,     ' ' },
-    { VR_IS, 0,     nullptr,     ' ' },
-    { VR_LO, 0,     nullptr,     ' ' },
-    { VR_LT, 0,     nullptr,     ' ' },
-    { VR_PN, 0,     nullptr,     ' ' },
-    { VR_SH, 0,     nullptr,     ' ' },
-    { VR_ST, 0,     nullptr,     ' ' },
-    { VR_TM, 0,     nullptr,     ' ' },
-    { VR_UT, 0,     nullptr,     ' ' },
-    { VR_UI, 0,     nullptr,    '\0' },
-    { VR_FD, 8,     put_double,  0   },
-    { VR_FL, 4,     put_float,   0   },
-    { VR_SL, 4,     put_int,     0   },
-    { VR_UL, 4,     put_int,     0   },
-    { VR_SS, 2,     put_short,   0   },
-    { VR_US, 2,     put_ushort,  0   },
-    { VR_AT, 2,     put_ushort,  0   },   // one decimal number for each half of a tag
+    {VR_AE, 0, nullptr,    ' ' },
+    {VR_AS, 0, nullptr,    ' ' },
+    {VR_CS, 0, nullptr,    ' ' },
+    {VR_DA, 0, nullptr,    ' ' },
+    {VR_DS, 0, nullptr,    ' ' },
+    {VR_DT, 0, nullptr,    ' ' },
+    {VR_IS, 0, nullptr,    ' ' },
+    {VR_LO, 0, nullptr,    ' ' },
+    {VR_LT, 0, nullptr,    ' ' },
+    {VR_PN, 0, nullptr,    ' ' },
+    {VR_SH, 0, nullptr,    ' ' },
+    {VR_ST, 0, nullptr,    ' ' },
+    {VR_TM, 0, nullptr,    ' ' },
+    {VR_UT, 0, nullptr,    ' ' },
+    {VR_UI, 0, nullptr,    '\0'},
+    {VR_FD, 8, put_double, 0   },
+    {VR_FL, 4, put_float,  0   },
+    {VR_SL, 4, put_int,    0   },
+    {VR_UL, 4, put_int,    0   },
+    {VR_SS, 2, put_short,  0   },
+    {VR_US, 2, put_ushort, 0   },
+    {VR_AT, 2, put_ushort, 0   }, // one decimal number for each half of a tag
 };
 
 static const Value_Form *find_form(unsigned short vr)

@@ -70,8 +70,9 @@ static int enter_template(HWND window, const char *name)
     }
     if (Modality_Nb < MODALITY_ROOM)
         return Modality_Nb - 1;
-    REPORT(window, Flag_Error_Warning,
-           "    \xF1\x04" "ERROR:\x02 DICOM_Module_Read \x02" "Exceeding %d modalities!", MODALITY_ROOM);
+    // In octal where the next letter could be a hexadecimal digit.
+    REPORT(window, Flag_Error_Warning, "    \xF1\004ERROR:\x02 DICOM_Module_Read \002Exceeding %d modalities!",
+           MODALITY_ROOM);
     return -1;
 }
 
@@ -108,8 +109,8 @@ static FILE *open_module(HWND window, const char *name, char *file)
     FILE *stream = fits ? open_definition(file) : nullptr;
     if (stream != nullptr)
         return stream;
-    REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 Unable to open module IOD file:\x01%s\x02 in dir:\x01%s",
-           file, DICOM_Module_Dir);
+    REPORT(window, Flag_Error_Warning,
+           "    \xF1\x05WARNING:\x02 Unable to open module IOD file:\x01%s\x02 in dir:\x01%s", file, DICOM_Module_Dir);
     return open_definition_named(file, "DICOM_Module_", "OT_Image");
 }
 

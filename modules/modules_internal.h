@@ -7,28 +7,28 @@
 #include "tree/tree_internal.h"
 
 enum Definition_Limits {
-    LINE_ROOM = 2048,                // one line with its comment, terminated
-    VALUE_ROOM = 1024,               // a quoted value or a description, terminated; the binary form of a list of numbers
-    FILE_NAME_ROOM = 256,            // a file name without its directory, terminated
-    PATH_ROOM = 2048,                // directory and file name, terminated
-    INCLUDE_ROOM = 10240,            // slots of the macro table; the last one stays without a list
-    MODALITY_ROOM = 100,             // slots of the template cache; the last one stays without a template
-    MAX_INCLUDE_DEPTH = 32,          // macros that are read one inside the other; real ones need five
+    LINE_ROOM = 2048,         // one line with its comment, terminated
+    VALUE_ROOM = 1024,        // a quoted value or a description, terminated; the binary form of a list of numbers
+    FILE_NAME_ROOM = 256,     // a file name without its directory, terminated
+    PATH_ROOM = 2048,         // directory and file name, terminated
+    INCLUDE_ROOM = 10240,     // slots of the macro table; the last one stays without a list
+    MODALITY_ROOM = 100,      // slots of the template cache; the last one stays without a template
+    MAX_INCLUDE_DEPTH = 16,   // macros that are read one inside the other, 4 KB of stack each; real ones need five
     MAX_DEFINITION_NODES = 100000,   // nodes that one run may make; the largest real template needs under 8,000
 };
 
-extern char *DICOM_Module_Dir;       // heap text that ends with its separator; null: not set
+extern char *DICOM_Module_Dir;   // heap text that ends with its separator; null: not set
 
 extern char *Include_Name[INCLUDE_ROOM];
 extern DICOM_List *Include_List[INCLUDE_ROOM];
 extern int Include_Nb;
 
-// Composes prefix, name and ".txt". Returns false if the result does not fit; the buffer then holds its beginning, which
-// serves for messages and must not be opened.
+// Composes prefix, name and ".txt". Returns false if the result does not fit; the buffer then holds its beginning,
+// which serves for messages and must not be opened.
 bool compose_definition_name(char *buffer, const char *prefix, const char *name);
 
-// Opens a file of the definition directory for reading. Returns null if there is no directory, if the path does not fit,
-// or if the file cannot be opened.
+// Opens a file of the definition directory for reading. Returns null if there is no directory, if the path does not
+// fit, or if the file cannot be opened.
 FILE *open_definition(const char *file);
 
 // The same from a name that is still to be composed; the buffer has FILE_NAME_ROOM bytes and gets the bare file name.

@@ -102,9 +102,8 @@ static void read_creator_file(HWND window, const char *creator, DICOM_List **lis
         DICOM_Module_Read_File(window, stream, file, list);
         fclose(stream);
     } else if (Prog_Name != nullptr && strcmp(Prog_Name, "Orvane") == 0) {
-        REPORT(window, Flag_Error_Report,
-               "    Found no private attribute file for creator:\x01%s\x02 in dir:\x01%s", creator,
-               DICOM_Module_Dir != nullptr ? DICOM_Module_Dir : "");
+        REPORT(window, Flag_Error_Report, "    Found no private attribute file for creator:\x01%s\x02 in dir:\x01%s",
+               creator, DICOM_Module_Dir != nullptr ? DICOM_Module_Dir : "");
     }
 }
 
