@@ -1,0 +1,221 @@
+// Handlers: which attribute reaches which, and what they may do on the way.
+#include <gtest/gtest.h>
+
+#include "tests/support/reports.h"
+#include "tree/tree_internal.h"
+
+// A flat chain of attributes on the heap.
+struct Chain {
+    DICOM_List *head = nullptr, *tail = nullptr;
+
+    Chain &add(unsigned short group, unsigned short element, const std::string &value = "", unsigned short flag = 1)
+    {
+        DICOM_List *tag = static_cast<DICOM_List *>(calloc(1, sizeof(DICOM_List)));
+        tag->group = group;
+        tag->element = element;
+        tag->flag = flag;
+        tag->size = static_cast<int>(value.size());
+        tag->data = value.empty() ? nullptr : static_cast<char *>(malloc(value.size()));
+        if (tag->data != nullptr)
+            memcpy(tag->data, value.data(), value.size());
+        (head == nullptr ? head : tail->next) = tag;
+        tail = tag;
+        return *this;
+    }
+
+    ~Chain()
+    {
+        while (head != nullptr) {
+            DICOM_List *next = head->next;
+            free(head->data);
+            free(head);
+            head = next;
+        }
+    }
+};
+
+// Notes "name:gggg,eeee " for each call.
+template <char Name> static void *note(HWND, DICOM_Root *, DICOM_List *tag, void *user)
+{
+    char text[32];
+    snprintf(text, sizeof text, "%c:%04x,%04x ", Name, tag->group, tag->element);
+    *static_cast<std::string *>(user) += text;
+    return user;
+}
+
+static void *stop(HWND, DICOM_Root *, DICOM_List *, void *)
+{
+    return nullptr;
+}
+
+static void *release(HWND, DICOM_Root *, DICOM_List *tag, void *user)
+{
+    free(tag->data);
+    free(tag);
+    return user;
+}
+
+class Parse : public testing::Test
+{
+  protected:
+    ~Parse()
+    {
+        DICOM_Attribute_List_Cleanup();
+    }
+
+    std::string parsed(const Chain &chain)
+    {
+        std::string calls;
+        EXPECT_EQ(DICOM_Attribute_Parse(nullptr, &root, chain.head, &calls), &calls);
+        return calls;
+    }
+
+    DICOM_Root root = {};
+};
+
+TEST_F(Parse, DispatchesByGroup)
+{
+    Chain chain;
+    chain.add(0x0008, 0x0005).add(0x0010, 0x0010).add(0x0010, 0x0020).add(0x0028, 0x0010);
+    EXPECT_EQ(parsed(chain), "");
+    EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0010, note<'a'>), 1);
+    EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0010, note<'b'>), 1);
+    EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0028, note<'c'>), 1);
+    EXPECT_EQ(DICOM_Attribute_List_SPI_Grow(0x0008, note<'d'>), 1);
+    EXPECT_EQ(parsed(chain), "a:0010,0010 a:0010,0020 c:0028,0010 ") << "the first record of a group counts";
+    DICOM_Attribute_List_Cleanup();
+    EXPECT_EQ(parsed(chain), "");
+    EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0028, note<'e'>), 1);
+    EXPECT_EQ(parsed(chain), "e:0028,0010 ");
+}
+
+TEST_F(Parse, DispatchesPrivateElementsByTheirCreator)
+{
+    Chain chain;
+    chain.add(0x0009, 0x0010, "VENDOR 1.0   ").add(0x0009, 0x0011, " OTHER").add(0x0009, 0x0012, "vendor");
+    chain.add(0x0009, 0x0013).add(0x0009, 0x0FFF, "VENDOR").add(0x0009, 0x1010).add(0x0009, 0x1102);
+    chain.add(0x0009, 0x12FF).add(0x0009, 0x1301).add(0x0009, 0x1401).add(0x0009, 0xFF01);
+    chain.add(0x000B, 0x1001).add(0x000B, 0x0010, "OTHER").add(0x000B, 0x0010, "VENDOR").add(0x0009, 0x1011);
+    DICOM_Attribute_List_Group_Grow(0x0009, note<'g'>);
+    DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>);
+    DICOM_Attribute_List_Private_Grow("VENDOR 1.0", note<'w'>);
+    DICOM_Attribute_List_Private_Grow("OTHER", note<'o'>);
+    EXPECT_EQ(parsed(chain), "v:0009,1010 o:0009,1102 o:000b,1001 v:0009,1011 ")
+        << "a creator behind its elements is found; of two with one tag the first counts";
+}
+
+TEST_F(Parse, ComparesTheFirst64BytesOfACreatorWithAtMost71OfAName)
+{
+    std::string long_text(80, 'x');
+    Chain chain;
+    chain.add(0x0009, 0x0010, long_text)
+        .add(0x0009, 0x1001)
+        .add(0x0009, 0x0011, std::string("A\0B", 3))
+        .add(0x0009, 0x1101);
+    DICOM_Attribute_List_Private_Grow(long_text.c_str(), note<'a'>);
+    DICOM_Attribute_List_Private_Grow(long_text.substr(0, 65).c_str(), note<'b'>);
+    DICOM_Attribute_List_Private_Grow(long_text.substr(0, 64).c_str(), note<'c'>);
+    DICOM_Attribute_List_Private_Grow("A", note<'d'>);
+    EXPECT_EQ(parsed(chain), "c:0009,1001 d:0009,1101 ");
+}
+
+TEST_F(Parse, GivesSelectedPrivateGroupsWhole)
+{
+    Chain chain;
+    chain.add(0x0009, 0x0010, "VENDOR", 0x41).add(0x0009, 0x1001, "", 0x41).add(0x0009, 0x1002, "", 0x01);
+    chain.add(0x000B, 0x0010, "VENDOR", 0x41).add(0x000B, 0x1001, "", 0x41);
+    DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>);
+    DICOM_Attribute_List_SPI_Grow(0x0009, note<'s'>);
+    EXPECT_EQ(parsed(chain), "s:0009,0010 s:0009,1001 v:0009,1002 v:000b,1001 ") << "the private bit decides";
+}
+
+TEST_F(Parse, EndsWhereAHandlerReturnsNull)
+{
+    Chain chain;
+    chain.add(0x0008, 0x0005).add(0x0010, 0x0010).add(0x0012, 0x0010);
+    DICOM_Attribute_List_Group_Grow(0x0008, note<'a'>);
+    DICOM_Attribute_List_Group_Grow(0x0010, stop);
+    DICOM_Attribute_List_Group_Grow(0x0012, note<'c'>);
+    std::string calls;
+    EXPECT_EQ(DICOM_Attribute_Parse(nullptr, &root, chain.head, &calls), nullptr);
+    EXPECT_EQ(calls, "a:0008,0005 ");
+    EXPECT_EQ(DICOM_Attribute_Parse(nullptr, &root, nullptr, &calls), &calls);
+}
+
+TEST_F(Parse, LetsHandlersReleaseTheirNodes)
+{
+    Chain chain;
+    chain.add(0x0008, 0x0005).add(0x0009, 0x0010, "VENDOR", 0x41).add(0x0009, 0x1001).add(0x0009, 0x1002);
+    chain.add(0x0010, 0x0010);
+    DICOM_Attribute_List_Group_Grow(0x0008, release);
+    DICOM_Attribute_List_Group_Grow(0x0010, release);
+    DICOM_Attribute_List_SPI_Grow(0x0009, release);
+    DICOM_Attribute_List_Private_Grow("VENDOR", release);
+    EXPECT_EQ(parsed(chain), "");
+    chain.head = nullptr;   // all five are gone, the creator before its elements were asked for
+}
+
+TEST_F(Parse, LooksForCreatorsWhereTheCursorIs)
+{
+    Chain item;
+    item.add(0x0009, 0x0010, "VENDOR").add(0x0009, 0x1001);
+    for (DICOM_List *tag = item.head; tag != nullptr; tag = tag->next)
+        tag->depth = 1;
+    root.Sequence_Depth = 1;
+    root.Item_Number[1] = 1;
+    DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>);
+    EXPECT_EQ(parsed(item), "v:0009,1001 ");
+}
+
+TEST_F(Parse, TracesEachAttribute)
+{
+    Chain chain;
+    chain.add(0x0008, 0x0005).add(0x7FE0, 0x0010);
+    Reports said(14);
+    EXPECT_EQ(DICOM_Attribute_Parse(nullptr, &root, chain.head, nullptr), nullptr);
+    EXPECT_EQ(said.texts(14), "in DICOM_Attribute_Parse()\n"
+                              "DICOM_Attribute_Parse (0008,0005)\n"
+                              "DICOM_Attribute_Parse (7fe0,0010)\n");
+}
+
+TEST_F(Parse, SurvivesEachRefusedAllocation)
+{
+    auto failure = [](const char *table, int count, size_t size) {
+        return "line N of .\\NEMA_Tag_Parse \nmemory error in realloc (var=" + std::string(table) +
+               ", dim=" + std::to_string(count) + "x" + std::to_string(size) + ")\n";
+    };
+    struct Named {
+        char name[72];
+        DICOM_Parse_Fct parse;
+    };
+    Chain chain;
+    chain.add(0x0008, 0x0005).add(0x0009, 0x0010, "VENDOR").add(0x0009, 0x1001);
+    DICOM_Attribute_List_Group_Grow(0x0008, note<'g'>);
+    {
+        Reports said;
+        Refuse refuse(1);
+        EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0010, note<'h'>), 0);
+        EXPECT_EQ(said.failures(), failure("List_Group", 2, 2 * sizeof(void *)));
+    }
+    EXPECT_EQ(parsed(chain), "g:0008,0005 ") << "the table is as it was";
+    {
+        Reports said;
+        Refuse refuse(1);
+        EXPECT_EQ(DICOM_Attribute_List_SPI_Grow(0x0009, note<'s'>), 0);
+        EXPECT_EQ(said.failures(), failure("List_SPI", 1, 2 * sizeof(void *)));
+    }
+    {
+        Reports said;
+        Refuse refuse(1);
+        EXPECT_EQ(DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>), 0);
+        EXPECT_EQ(said.failures(), failure("List_Private", 1, sizeof(Named)));
+    }
+    EXPECT_EQ(DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>), 1);
+    {
+        Reports said;
+        Refuse refuse(1);
+        EXPECT_EQ(parsed(chain), "g:0008,0005 ") << "without memory for the creators";
+        EXPECT_NE(said.failures(), "");
+    }
+    EXPECT_EQ(parsed(chain), "g:0008,0005 v:0009,1001 ");
+}
