@@ -83,6 +83,15 @@ TEST(Reporting, DropsWhatLiesAboveTheThresholdUnformatted)
     EXPECT_EQ(said.all, (std::vector<Report>{{11, "kept \xF1\x05"}}));
 }
 
+TEST(Reporting, HandsOnAReadyTextAsItIs)
+{
+    Reports said;
+    Error_Fct(nullptr, 1, "%s", "100%s %d");
+    Error_Fct(nullptr, 1, "%s", "");
+    Error_Fct(nullptr, 1, "%s", std::string(8191, 'x').c_str());
+    EXPECT_EQ(said.texts(1), "100%s %d\n\n" + std::string(8191, 'x') + "\n");
+}
+
 TEST(Reporting, CutsATextThatIsTooLong)
 {
     Reports said;

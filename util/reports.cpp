@@ -35,23 +35,44 @@ static void print_plain(const char *text)
     fwrite(line, 1, length, stderr);
 }
 
+static void hand_on(HWND window, int level, const char *text)
+{
+    if (current_sink != nullptr)
+        current_sink(sink_user, window, level, text);
+    else
+        print_plain(text);
+}
+
+// The lines of a dump come ready made, one for each attribute: they need no second copy.
+static const char *ready_text(const char *format, va_list values)
+{
+    if (strcmp(format, "%s") != 0)
+        return nullptr;
+    const char *text = va_arg(values, const char *);
+    return text != nullptr && strlen(text) < TEXT_ROOM ? text : nullptr;
+}
+
 int Error_Fct(HWND window, int level, const char *format, ...)
 {
     if (level > report_threshold)
         return 0;
 
-    char text[TEXT_ROOM];
     va_list values;
+    va_start(values, format);
+    const char *ready = ready_text(format, values);
+    va_end(values);
+    if (ready != nullptr) {
+        hand_on(window, level, ready);
+        return 1;
+    }
+
+    char text[TEXT_ROOM];
     va_start(values, format);
     int length = vsnprintf(text, sizeof text, format, values);
     va_end(values);
     if (length < 0)
         text[0] = '\0';
-
-    if (current_sink != nullptr)
-        current_sink(sink_user, window, level, text);
-    else
-        print_plain(text);
+    hand_on(window, level, text);
     return 1;
 }
 
