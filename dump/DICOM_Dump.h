@@ -1,5 +1,5 @@
-// The readable dump of a tree, called Stool: a line for each attribute, with its origin, tag, description, VR, type, size
-// and the start of its value, through Error_Fct.
+// The readable dump of a tree, called Stool: a line for each attribute, with its origin, tag, description, VR, type,
+// size and the start of its value, through Error_Fct.
 //
 //     DICOM_Root root = {};                                       // a cursor at the top level
 //     DICOM_Attribute_Complement(nullptr, &root, tree);           // so that there are descriptions

@@ -95,11 +95,10 @@ static char *put_description(char *at, const char *text)
     for (; length < DESCRIPTION_WIDTH && text[length] != '\0'; length++) {
         unsigned char c = static_cast<unsigned char>(text[length]);
         unseen += c <= 9 || c >= 0xF0;
-        *at++ = text[length];
+        at[length] = text[length];
     }
-    int blanks = DESCRIPTION_WIDTH - length + unseen;
-    memset(at, ' ', static_cast<size_t>(blanks));
-    return at + blanks;
+    memset(at + length, ' ', static_cast<size_t>(DESCRIPTION_WIDTH - length + unseen));
+    return at + DESCRIPTION_WIDTH + unseen;
 }
 
 static const char *description_of(const DICOM_List *tag)

@@ -1,9 +1,6 @@
 // The start of a value as a readable text, by its VR. How much is looked at is bounded, whatever the size of the value.
 #include "dump/dump_internal.h"
 
-#include <charconv>
-#include <string.h>
-
 #include "tree/tree_internal.h"
 
 enum {
@@ -13,27 +10,7 @@ enum {
     ITEM_ROOM = 336,       // a separator and the largest double: 309 digits, sign, point and three decimals
 };
 
-/* ---- parts of a line --------------------------------------------------------------- */
-
-char *put_text(char *at, const char *text)
-{
-    size_t length = strlen(text);
-    memcpy(at, text, length);
-    return at + length;
-}
-
-char *put_hex(char *at, unsigned int number, int digits)
-{
-    for (int i = digits - 1; i >= 0; i--, number >>= 4)
-        at[i] = "0123456789abcdef"[number & 0xF];
-    return at + digits;
-}
-
-char *put_int(char *at, int number)
-{
-    const int longest = 11;   // "-2147483648"
-    return std::to_chars(at, at + longest, number).ptr;
-}
+/* ---- one number -------------------------------------------------------------------- */
 
 // As "%.3f" in the C locale.
 static char *put_decimal(char *at, double number)
@@ -41,8 +18,6 @@ static char *put_decimal(char *at, double number)
     const int longest = ITEM_ROOM - 8;
     return std::to_chars(at, at + longest, number, std::chars_format::fixed, 3).ptr;
 }
-
-/* ---- one number -------------------------------------------------------------------- */
 
 static char *put_byte(char *at, char, const char *bytes)
 {
