@@ -1,5 +1,5 @@
-// The data dictionary of DICOM PS3.6, and what the library does with it: it complements attributes from it, repairs them
-// by the rules of their VR, or only checks them.
+// The data dictionary of DICOM PS3.6, and what the library does with it: it complements attributes from it, repairs
+// them by the rules of their VR, or only checks them.
 //
 //     DICOM_Root root = {};                                  // a cursor at the top level
 //     DICOM_Attribute_Complement(nullptr, &root, tree);      // rows, VRs, descriptions
@@ -44,8 +44,32 @@ DICOM_EXPORT void NEMA_db_Stool(HWND window, int level);
 // their nodes point at rows. Harmless when there is no dictionary.
 DICOM_EXPORT void NEMA_db_Cleanup();
 
+/* ---- cleanup and check --------------------------------------------------------------- */
+
+// Repairs the values of a chain, and of all items below it, by the rules of their VR (DICOM PS3.5 6.2): padding, stray
+// characters, values that are too long, dates and times of ACR-NEMA, decimal points in integers. What it changes, and
+// what it cannot mend, is reported: at Flag_Error_Report what was repaired without doubt, at Flag_Error_Warning the
+// rest. Big-endian values are turned into little-endian order first. One bad attribute does not stop the walk.
+//   root  cursor at the depth of list; it comes back as it went
+//   list  head of the chain, may be null. Items nested deeper than 256 levels are not walked
+// Returns 1, always. Flags tell more: FLAG_SYNTAX_ERROR (0x0010) characters were taken from the value, FLAG_INVALID
+// (0x0800) it failed its rule or has a wrong number of values. A value that failed its rule is gone.
 DICOM_EXPORT int DICOM_Attribute_Cleanup(HWND window, DICOM_Root *root, DICOM_List *list);
+
+// The same for the value of one attribute, without its items and without a change of byte order.
+// Returns 1 if the value passed, after repairs perhaps, or if there is none (also none yet: see DICOM_Lib_File_Source).
+// Returns 0 if
+//   - there is no rule for the VR: the value stays, nothing is reported;
+//   - the value failed its rule, or memory ran out, which is reported: data is null and size 0 then;
+//   - the number of values is not what the dictionary row (db) asks for: the value stays, with FLAG_INVALID.
 DICOM_EXPORT int DICOM_Attribute_Cleanup_Tag(HWND window, DICOM_List *tag);
+
+// Judges the values of a chain, and of all items below it, as DICOM_Attribute_Cleanup would, and only reports: values,
+// sizes and flags stay. Dates and times in old syntax, short ages and decimal points in integers are failures here.
+// Only big-endian values are turned into little-endian order, as cleanup does it.
+//   root  cursor at the depth of list; it comes back as it went
+//   list  head of the chain, may be null. Items nested deeper than 256 levels are not walked
+// Returns 1, always: the findings are the reports.
 DICOM_EXPORT int DICOM_Attribute_Syntax(HWND window, DICOM_Root *root, DICOM_List *list);
 
 /* ---- complement -------------------------------------------------------------------- */

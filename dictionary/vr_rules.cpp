@@ -1,5 +1,5 @@
-// The table of VRs, and the rules that its rows name: which stages a value goes through, and the VRs with steps of their
-// own. The stages themselves are in vr_rules_stages.cpp, the quick looks in vr_rules_quick.cpp.
+// The table of VRs, and the rules that its rows name: which stages a value goes through, and the VRs with steps of
+// their own. The stages themselves are in vr_rules_stages.cpp, the quick looks in vr_rules_quick.cpp.
 #include "dictionary/vr_rules_internal.h"
 
 #include <limits.h>
@@ -33,7 +33,7 @@ static int fit_length(Pass *pass, DICOM_List *tag, const VR_Rule *rule)
 
 static int text_rule(Pass *pass, DICOM_List *tag, const VR_Rule *rule)
 {
-    if (rule->trail != NO_STAGE)
+    if (rule->trail != SKIP)
         padding_stage(pass, tag, rule->lead, rule->trail);
     if (char_set_text(rule->set) != nullptr)
         char_set_stage(pass, tag, char_set_text(rule->set));
@@ -101,8 +101,8 @@ static void write_short_date(char *date, const char *old)
     write_date(date, year < 1960 ? year + 100 : year, number_in(old + 2, 2), number_in(old + 4, 2));
 }
 
-// The year of this writer is counted from 1900 and ran past 1999 into a third digit: 19100.01.2 is a day of January 2000.
-// The digit too many has pushed the last one of the day out.
+// The year of this writer is counted from 1900 and ran past 1999 into a third digit: 19100.01.2 is a day of January
+// 2000. The digit too many has pushed the last one of the day out.
 static bool has_lost_day(const char *old)
 {
     return old[0] == '1' && old[1] == '9' && old[5] == '.';
@@ -148,7 +148,8 @@ static int integer_rule(Pass *pass, DICOM_List *tag, const VR_Rule *rule)
 {
     bool decimal = tag->size > 0 && memchr(tag->data, '.', static_cast<size_t>(tag->size)) != nullptr;
     if (decimal && !pass->twin->repairs) {
-        REPORT(pass->window, Flag_Error_Warning, "%s Invalid data! Expecting VR=IS but got VR=DS", warning_prefix(pass));
+        REPORT(pass->window, Flag_Error_Warning, "%s Invalid data! Expecting VR=IS but got VR=DS",
+               warning_prefix(pass));
         return 0;
     }
     if (decimal && !int_from_float_stage(pass, tag))
@@ -192,41 +193,43 @@ static int time_rule(Pass *pass, DICOM_List *tag, const VR_Rule *rule)
 
 /* ---- the table --------------------------------------------------------------------- */
 
-static const bool ONE = false, EACH = true;      // how many values the units are
+static const bool ONE = false, EACH = true;   // how many values the units are
 static const unsigned int UT_MAX = 4294967293U;
 
 // clang-format off
-#define NO_TEXT NO_STAGE, NO_STAGE, ANY_CHARS, SINGLE, 0, '\0'
+#define NO_TEXT SKIP, SKIP, ANY_CHAR, SINGLE, 0, '\0'
+#define NO_UNIT 0, 0, ONE
 
 static constexpr VR_Rule rules[] = {
-    //  VR     quick look     rule           lead      trail     characters       length    max     pad   swap unit values  expected
-    {VR_AE, quick_text,    entity_rule,  NO_STAGE, NO_STAGE, PRINTABLE,       MULTIPLE,    16, ' '},
-    {VR_AS, quick_exact,   age_rule,     NO_STAGE, NO_STAGE, AGE_CHARS,       SINGLE,       4, ' ',  0, 0, ONE, "4 bytes"},
+    // VR   quick look     rule          lead     trail    characters  length       max  pad
+    //                                   NO_TEXT, swap, unit, values, expected length
+    {VR_AE, quick_text,    entity_rule,  SKIP,    SKIP,    PRINTABLE,  MULTIPLE,     16, ' '},
+    {VR_AS, quick_exact,   age_rule,     SKIP,    SKIP,    AGES,       SINGLE,        4, ' ', NO_UNIT, "4 bytes"},
     {VR_AT, quick_binary,  binary_rule,  NO_TEXT, 0, 4, ONE,  "multiple 2*\"Unigned Short\""},
-    {VR_CS, quick_text,    text_rule,    ' ',      ' ',      CODE_CHARS,      MULTIPLE,    16, ' '},
-    {VR_DA, quick_exact,   date_rule,    NO_STAGE, NO_STAGE, DATE_CHARS,      SINGLE,       8, ' ',  0, 0, ONE, "6, 8 or 10 bytes"},
-    {VR_DS, quick_text,    text_rule,    ' ',      ' ',      DECIMAL_CHARS,   MULTIPLE,    16, ' '},
-    {VR_DT, quick_text,    text_rule,    NO_LEAD,  ' ',      DATE_TIME_CHARS, MULTIPLE,    26, ' '},
+    {VR_CS, quick_text,    text_rule,    ' ',     ' ',     CODES,      MULTIPLE,     16, ' '},
+    {VR_DA, quick_exact,   date_rule,    SKIP,    SKIP,    DATES,      SINGLE,        8, ' ', NO_UNIT, "6, 8 or 10 bytes"},
+    {VR_DS, quick_text,    text_rule,    ' ',     ' ',     DECIMALS,   MULTIPLE,     16, ' '},
+    {VR_DT, quick_text,    text_rule,    NO_LEAD, ' ',     DATE_TIMES, MULTIPLE,     26, ' '},
     {VR_FD, quick_binary,  binary_rule,  NO_TEXT, 8, 8, EACH, "\"Floation Point Double\""},
     {VR_FL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Floation Point\""},
-    {VR_IS, quick_integer, integer_rule, ' ',      ' ',      INTEGER_CHARS,   MULTIPLE,    12, ' '},
-    {VR_LO, quick_text,    text_rule,    ' ',      ' ',      ANY_CHARS,       MULTIPLE,    64, ' '},
-    {VR_LT, quick_text,    text_rule,    NO_LEAD,  ' ',      ANY_CHARS,       SINGLE,   10240, ' '},
+    {VR_IS, quick_integer, integer_rule, ' ',     ' ',     INTEGERS,   MULTIPLE,     12, ' '},
+    {VR_LO, quick_text,    text_rule,    ' ',     ' ',     ANY_CHAR,   MULTIPLE,     64, ' '},
+    {VR_LT, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,    10240, ' '},
     {VR_OB, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_OF, quick_binary,  binary_rule,  NO_TEXT, 4, 4, ONE,  "\"Other Float\""},
     {VR_OW, quick_binary,  binary_rule,  NO_TEXT, 2, 2, ONE,  "\"Other Word\""},
-    {VR_PN, quick_text,    text_rule,    NO_STAGE, NO_STAGE, ANY_CHARS,       MULTIPLE,   320, ' '},
-    {VR_SH, quick_text,    text_rule,    ' ',      ' ',      ANY_CHARS,       MULTIPLE,    16, ' '},
+    {VR_PN, quick_text,    text_rule,    SKIP,    SKIP,    ANY_CHAR,   MULTIPLE,    320, ' '},
+    {VR_SH, quick_text,    text_rule,    ' ',     ' ',     ANY_CHAR,   MULTIPLE,     16, ' '},
     {VR_SL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Signed Long\""},
     {VR_SQ, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_SS, quick_binary,  binary_rule,  NO_TEXT, 2, 2, EACH, "\"Signed Short\""},
-    {VR_ST, quick_text,    text_rule,    NO_LEAD,  ' ',      ANY_CHARS,       SINGLE,    1024, ' '},
-    {VR_TM, quick_time,    time_rule,    NO_LEAD,  ' ',      TIME_CHARS,      MULTIPLE,    16, ' '},
-    {VR_UI, quick_text,    text_rule,    NO_LEAD,  '\0',     UID_CHARS,       MULTIPLE,    64, '\0'},
+    {VR_ST, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,     1024, ' '},
+    {VR_TM, quick_time,    time_rule,    NO_LEAD, ' ',     TIMES,      MULTIPLE,     16, ' '},
+    {VR_UI, quick_text,    text_rule,    NO_LEAD, '\0',    UIDS,       MULTIPLE,     64, '\0'},
     {VR_UL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Signed Long\""},
     {VR_UN, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_US, quick_binary,  binary_rule,  NO_TEXT, 2, 2, EACH, "\"Unsigned Short\""},
-    {VR_UT, quick_text,    text_rule,    NO_LEAD,  ' ',      ANY_CHARS,       SINGLE,  UT_MAX, ' '},
+    {VR_UT, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,   UT_MAX, ' '},
 };
 // clang-format on
 

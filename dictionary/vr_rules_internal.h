@@ -1,6 +1,6 @@
 // The rules by VR (DICOM PS3.5 6.2), for the two passes over a tree that go by them: cleanup, which repairs the values,
-// and the check, which only judges them. They are twins: one walk, one table of VRs and one set of stages serve both, and
-// a Twin holds all that tells them apart.
+// and the check, which only judges them. They are twins: one walk, one table of VRs and one set of stages serve both,
+// and a Twin holds all that tells them apart.
 #ifndef VELMORA_VR_RULES_INTERNAL_H
 #define VELMORA_VR_RULES_INTERNAL_H
 
@@ -8,17 +8,17 @@
 
 // Where the twins differ. The texts are formats for Error_Fct; each is used in one place.
 struct Twin {
-    const char *source;           // the file that reports of memory failures name
-    bool repairs;                 // changes the value and its flag; else judges a copy of the value
-    const char *swab_trace;       // group, element; so in all traces
+    const char *source;       // the file that reports of memory failures name
+    bool repairs;             // changes the value and its flag; else judges a copy of the value
+    const char *swab_trace;   // group, element; so in all traces
     const char *tag_trace;
     const char *multiple_trace;
-    const char *single_trace;     // or null
+    const char *single_trace;   // or null
     const char *int_trace;
     const char *last_backslash;   // prefix
-    const char *long_text;        // prefix, length, limit; then, if it likes, start and end of what is kept, what is cut
-    const char *old_syntax;       // prefix, length and start of the old text, length and start of the new one
-    const char *lost_day;         // prefix, length and start of the old text, the new one
+    const char *long_text;    // prefix, length, limit; then, if it likes, start and end of what is kept, what is cut
+    const char *old_syntax;   // prefix, length and start of the old text, length and start of the new one
+    const char *lost_day;     // prefix, length and start of the old text, the new one
 };
 extern const Twin cleanup_twin, syntax_twin;
 
@@ -39,15 +39,17 @@ const char *report_prefix(Pass *pass);
 const char *warning_prefix(Pass *pass);
 
 // The sets of characters. A zero byte is in none of them.
+// clang-format off
 enum Char_Set : unsigned char {
-    ANY_CHARS, PRINTABLE, CODE_CHARS, DECIMAL_CHARS, INTEGER_CHARS, DATE_TIME_CHARS, TIME_CHARS, UID_CHARS, DATE_CHARS,
-    AGE_CHARS, CHAR_SETS,
+    ANY_CHAR, PRINTABLE, CODES, DECIMALS, INTEGERS, DATE_TIMES, TIMES, UIDS, DATES,
+    AGES, CHAR_SETS,
 };
+// clang-format on
 
 enum Length_Stage : unsigned char { MULTIPLE, SINGLE };
 
 // As lead or trail: the padding stage leaves this end alone, or does not run at all.
-enum : unsigned char { NO_LEAD = 0xFF, NO_STAGE = 0xFE };
+enum : unsigned char { NO_LEAD = 0xFF, SKIP = 0xFE };
 
 // What a valid value of a VR looks like, and what is done with one that is not: a row of the table of VRs.
 struct VR_Rule {
@@ -58,12 +60,12 @@ struct VR_Rule {
     // Number of values, or 0 for failure.
     int (*full)(Pass *pass, DICOM_List *tag, const VR_Rule *rule);
     // Texts.
-    unsigned char lead;               // stripped from the start
-    unsigned char trail;              // stripped from the end
+    unsigned char lead;    // stripped from the start
+    unsigned char trail;   // stripped from the end
     Char_Set set;
     Length_Stage stage;
-    unsigned int max;                 // limit of the length stage; the length of an age or a date
-    char pad;                         // added to an odd length
+    unsigned int max;   // limit of the length stage; the length of an age or a date
+    char pad;           // added to an odd length
     // Numbers, and bytes that nobody looks at.
     signed char swap = 0;             // size of what a big-endian stream swaps; 0: nothing
     signed char unit = 0;             // the length must be a multiple of it; 0: a text
@@ -72,7 +74,7 @@ struct VR_Rule {
 };
 const VR_Rule *find_rule(unsigned short vr);   // null: no rule
 
-const char *char_set_text(Char_Set set);       // null for the sets that no message prints
+const char *char_set_text(Char_Set set);   // null for the sets that no message prints
 bool is_printable(char c);
 
 // What quick may say of each kind of value.
@@ -82,16 +84,16 @@ int quick_time(Pass *pass, const DICOM_List *tag, const VR_Rule *rule);
 int quick_exact(Pass *pass, const DICOM_List *tag, const VR_Rule *rule);
 int quick_binary(Pass *pass, const DICOM_List *tag, const VR_Rule *rule);
 
-bool is_old_time(const DICOM_List *tag);            // HH:MM:SS or HH.MM.SS
-int find_out_of_range(const DICOM_List *tag);       // offset of the first such integer, or -1
+bool is_old_time(const DICOM_List *tag);        // HH:MM:SS or HH.MM.SS
+int find_out_of_range(const DICOM_List *tag);   // offset of the first such integer, or -1
 
 // The stages. Each gives 0 when memory ran out, and leaves the value as far as it got.
 int padding_stage(Pass *pass, DICOM_List *tag, unsigned char lead, unsigned char trail);
 int char_set_stage(Pass *pass, DICOM_List *tag, const char *set);
-int text_multiple_stage(Pass *pass, DICOM_List *tag, int max);            // number of values
-int text_single_stage(Pass *pass, DICOM_List *tag, unsigned int max);     // 1
+int text_multiple_stage(Pass *pass, DICOM_List *tag, int max);          // number of values
+int text_single_stage(Pass *pass, DICOM_List *tag, unsigned int max);   // 1
 int even_stage(Pass *pass, DICOM_List *tag, char pad);
-int valid_int_stage(Pass *pass, DICOM_List *tag);                         // 0 for out of range too
+int valid_int_stage(Pass *pass, DICOM_List *tag);   // 0 for out of range too
 int int_from_float_stage(Pass *pass, DICOM_List *tag);
 
 // Puts other text in the place of the value.

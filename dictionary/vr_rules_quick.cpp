@@ -7,16 +7,16 @@
 /* ---- classes of characters --------------------------------------------------------- */
 
 static constexpr const char *set_texts[CHAR_SETS] = {
-    nullptr,                                       // ANY_CHARS: all but zero
-    nullptr,                                       // PRINTABLE: 0x20 to 0x7E
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\",    // CODE_CHARS
-    "0123456789+-Ee. \\",                          // DECIMAL_CHARS
-    "0123456789+- \\",                             // INTEGER_CHARS
-    "0123456789+-. \\",                            // DATE_TIME_CHARS
-    "0123456789. \\",                              // TIME_CHARS
-    "0123456789. \\",                              // UID_CHARS
-    "0123456789.\\",                               // DATE_CHARS
-    "0123456789DWMY",                              // AGE_CHARS
+    nullptr,                                      // ANY_CHAR: all but zero
+    nullptr,                                      // PRINTABLE: 0x20 to 0x7E
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\",   // CODES
+    "0123456789+-Ee. \\",                         // DECIMALS
+    "0123456789+- \\",                            // INTEGERS
+    "0123456789+-. \\",                           // DATE_TIMES
+    "0123456789. \\",                             // TIMES
+    "0123456789. \\",                             // UIDS
+    "0123456789.\\",                              // DATES
+    "0123456789DWMY",                             // AGES
 };
 
 enum : unsigned short { BREAK = 1 << CHAR_SETS };   // a backslash or a blank
@@ -29,7 +29,7 @@ static constexpr Char_Classes make_classes()
 {
     Char_Classes classes = {};
     for (int c = 1; c < 256; c++)
-        classes.of[c] = static_cast<unsigned short>(1 << ANY_CHARS | (c >= 0x20 && c <= 0x7E ? 1 << PRINTABLE : 0));
+        classes.of[c] = static_cast<unsigned short>(1 << ANY_CHAR | (c >= 0x20 && c <= 0x7E ? 1 << PRINTABLE : 0));
     for (int set = 0; set < CHAR_SETS; set++)
         for (const char *c = set_texts[set]; c != nullptr && *c != '\0'; c++)
             classes.of[static_cast<unsigned char>(*c)] |= static_cast<unsigned short>(1 << set);
@@ -113,7 +113,7 @@ static int count_clean_values(const char *text, int length, int size, const VR_R
     if (length > start && text[length - 1] == ' ')
         return 0;
     // Without a padding stage the pad byte counts towards the length of the last value.
-    int last = rule->trail == NO_STAGE ? size - start : length - start;
+    int last = rule->trail == SKIP ? size - start : length - start;
     return last <= max ? count : 0;
 }
 
@@ -132,7 +132,7 @@ static int count_clean_text(const DICOM_List *tag, const VR_Rule *rule)
         bool terminated = memchr(tag->data, '\0', static_cast<size_t>(length)) != nullptr;
         return !terminated && static_cast<unsigned int>(length) <= rule->max;
     }
-    int end_of_text = rule->trail == NO_STAGE ? tag->size : length;
+    int end_of_text = rule->trail == SKIP ? tag->size : length;
     if (!is_private_group(tag->group) && tag->data[end_of_text - 1] == '\\')
         return 0;
     return count_clean_values(tag->data, length, tag->size, rule);

@@ -100,11 +100,11 @@ static int drop_wrong_pad(Pass *pass, DICOM_List *tag, unsigned char trail)
     if (buf == nullptr)
         return 0;
     if (trail == ' ')
-        REPORT(pass->window, Flag_Error_Report, "%s invalid padding char used in \"\x01%s\x02\" (NULL instead of SPACE)",
-               report_prefix(pass), buf);
+        REPORT(pass->window, Flag_Error_Report,
+               "%s invalid padding char used in \"\x01%s\x02\" (NULL instead of SPACE)", report_prefix(pass), buf);
     else
-        REPORT(pass->window, Flag_Error_Report, "%s invalid padding char used in \"\x01%s\x02\" (SPACE instead of NULL)",
-               report_prefix(pass), buf);
+        REPORT(pass->window, Flag_Error_Report,
+               "%s invalid padding char used in \"\x01%s\x02\" (SPACE instead of NULL)", report_prefix(pass), buf);
     free(buf);
     return shrink_value(pass, tag, tag->size - 1);
 }
@@ -317,8 +317,8 @@ int valid_int_stage(Pass *pass, DICOM_List *tag)
     return 0;
 }
 
-// The work text ends in a zero byte; atof stops at the backslash. It reads the decimal point of the locale that the host
-// has set, so that one is put in.
+// The work text ends in a zero byte; atof stops at the backslash. It reads the decimal point of the locale that the
+// host has set, so that one is put in.
 static void use_decimal_point(char *text)
 {
     const char point = *localeconv()->decimal_point;
@@ -336,7 +336,8 @@ static int truncated(double number)
     return INT32_MIN;
 }
 
-// Writes the integers that stand in a work text between backslashes. Returns their length; without out it only measures.
+// Writes the integers that stand in a work text between backslashes. Returns their length; without out it only
+// measures.
 static size_t write_integers(const char *float_str, char *out)
 {
     size_t size = 0;

@@ -1,0 +1,270 @@
+// The driver of cleanup: the byte swap, the walk, the prefixes and the number of values.
+#include "tests/cleanup_values.h"
+
+#include <memory>
+
+struct Row : TAG_db_Elems {
+    Row(int type_of_row, int minimum, int maximum) : TAG_db_Elems()
+    {
+        type = static_cast<signed char>(type_of_row);
+        vn[0][0] = static_cast<short>(minimum);
+        vn[0][1] = static_cast<short>(maximum);
+    }
+};
+
+TEST(CleanupSwab, ReversesTheUnitsOfTheVr)
+{
+    struct { const char *vr; Bytes value, swapped; int result; } cases[] = {
+        {"FD", "12345678abcdefgh", "87654321hgfedcba", 1},
+        {"FD", "12345678abcd", "12345678abcd", 0},
+        {"FL", "1234abcd", "4321dcba", 1},
+        {"OF", "12345", "12345", 0},
+        {"SL", "1234", "4321", 1},
+        {"UL", "1234", "4321", 1},
+        {"UL", "12", "12", 0},
+        {"OW", "1234", "2143", 1},
+        {"SS", "12", "21", 1},
+        {"US", "12345", "21435", 1},   // the odd byte stays
+        {"US", "1", "1", 1},
+        {"AT", "1234", "1234", 1},
+        {"LO", "1234", "1234", 1},
+        {"", "1234", "1234", 1},
+    };
+    for (const auto &each : cases) {
+        Value value(each.vr, each.value);
+        value.tag.syntax = SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN;
+        EXPECT_EQ(DICOM_Attribute_Cleanup_Swab(nullptr, &value.tag), each.result) << value.name();
+        EXPECT_EQ(value.bytes(), each.swapped) << each.vr;
+        EXPECT_EQ(value.tag.syntax, SYNTAX_EXPLICIT) << each.vr;
+
+        Value little(each.vr, each.value);
+        EXPECT_EQ(DICOM_Attribute_Cleanup_Swab(nullptr, &little.tag), 1);
+        EXPECT_EQ(little.bytes(), each.value) << "in little-endian order already";
+    }
+}
+
+TEST(CleanupSwab, GoesByTheWorkingVrAndNeedsAValue)
+{
+    Value value("", "1234");
+    value.tag.vr = VR_UL;
+    value.tag.syntax = SYNTAX_BIG_ENDIAN;
+    DICOM_Attribute_Cleanup_Swab(nullptr, &value.tag);
+    EXPECT_EQ(value.bytes(), "4321");
+
+    DICOM_List unread = {};
+    unread.syntax = SYNTAX_BIG_ENDIAN;
+    unread.vr = VR_OW;
+    unread.size = 2000;
+    EXPECT_EQ(DICOM_Attribute_Cleanup_Swab(nullptr, &unread), 1);
+    EXPECT_EQ(unread.syntax, SYNTAX_BIG_ENDIAN) << "the value is swapped when it has been read";
+    EXPECT_EQ(DICOM_Attribute_Cleanup_Tag(nullptr, &unread), 1);
+    EXPECT_EQ(unread.size, 2000);
+}
+
+TEST(Cleanup, StartsEachMessageWithTheAttribute)
+{
+    Value value("LO", "abc\\", 0x00AE);
+    Row row(1, 2, 2);
+    value.tag.db = &row;
+    value.tag.element = 0x00FB;
+    Reports said;
+    DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
+    EXPECT_EQ(said.remarks(),
+              "\x02    (\x01" "00ae\x02,\x01" "00fb\x02) VR=\x01LO\x02 Removed last char (=\x01\\\x02) from string!\n");
+    EXPECT_EQ(said.warnings(), "    \xF1\x05WARNING:\x02 (\x01" "00ae\x02,\x01" "00fb\x02) VR=\x01LO\x02 "
+                               "Invalid number of values in data!, Expecting VN=2 but got 1 values\n");
+}
+
+TEST(Cleanup, LeavesValuesWithoutARuleAlone)
+{
+    for (const char *vr : {"", "RT", "OX", "I-", "Ia", "UC", "OD", "lo", "zz"}) {
+        Value value(vr, "odd");
+        Reports said;
+        EXPECT_EQ(DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag), 0) << vr;
+        EXPECT_EQ(value.bytes(), "odd") << vr;
+        EXPECT_EQ(value.tag.flag, ORIGIN_DICOM) << vr;
+        EXPECT_EQ(said_of(said, value.tag), "") << vr;
+    }
+}
+
+TEST(CleanupCount, IsThatOfTheFirstAlternateOfTheRow)
+{
+    struct { int type, minimum, maximum, count, result; const char *said; } cases[] = {
+        {1, 2, 2, 2, 1, ""},
+        {1, 2, 2, 3, 0, "W Invalid number of values in data!, Expecting VN=2 but got 3 values\n"},
+        {2, 2, 3, 1, 0, "W Not enough values in data! Expecting VN=2-3 but got 1 values\n"},
+        {1, 3, -1, 2, 0, "W Not enough values in data! Expecting VN=3-n but got 2 values\n"},
+        {1, 1, 3, 4, 0, "W To many values in data! Expecting VN=1-3 but got 4 values\n"},
+        {1, 1, 3, 3, 1, ""},
+        {1, 1, -1, 5000, 1, ""},
+        {3, 1, -1, 1, 1, ""},
+        {-1, 2, 2, 1, 1, ""},   // retired
+        {0, -1, 0, 1, 1, ""},   // no VR
+    };
+    for (const auto &each : cases) {
+        Row row(each.type, each.minimum, each.maximum);
+        Value value("US", "ab");
+        value.tag.db = &row;
+        Reports said;
+        EXPECT_EQ(DICOM_Tag_Cleanup_VN(nullptr, &value.tag, each.count), each.result) << each.said;
+        EXPECT_EQ(said_of(said, value.tag), each.said);
+        EXPECT_EQ(value.tag.flag, ORIGIN_DICOM | (each.result == 1 ? 0 : FLAG_INVALID)) << each.said;
+        EXPECT_EQ(value.bytes(), "ab");
+
+        value.tag.flag = ORIGIN_DICOM;
+        EXPECT_EQ(DICOM_Tag_Syntax_VN(nullptr, &value.tag, each.count), each.result);
+        EXPECT_EQ(said_of(said, value.tag), std::string(each.said) + each.said);
+        EXPECT_EQ(value.tag.flag, ORIGIN_DICOM);
+    }
+}
+
+// The count that a rule hands on, asked for through a row that never fits.
+TEST(CleanupCount, ComesFromTheRule)
+{
+    struct { const char *vr; Bytes value; int count; unsigned short group; } cases[] = {
+        {"LO", "a\\\\b\\c ", 4, 0x0008}, {"LO", "abc\\", 1, 0x0008}, {"LO", "abc\\", 2, 0x0009},
+        {"PN", "  ", 1, 0x0008}, {"LT", "a\\b ", 1, 0x0008}, {"DS", "1.5\\2", 2, 0x0008},
+        {"IS", "12.7\\-3.2", 2, 0x0008},
+        {"AS", "7Y", 1, 0x0008}, {"DA", "991231", 1, 0x0008}, {"TM", "10:11:12\\13", 2, 0x0008},
+        {"AT", "12345678", 1, 0x0008}, {"FD", Bytes(24, 'x'), 3, 0x0008}, {"UL", "12345678", 2, 0x0008},
+        {"US", "12345678", 4, 0x0008}, {"OW", "12345678", 1, 0x0008}, {"OF", "12345678", 1, 0x0008},
+    };
+    for (const auto &each : cases) {
+        Row row(1, 5, 5);
+        Value value(each.vr, each.value, each.group);
+        value.tag.db = &row;
+        Reports said;
+        DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
+        std::string expected = "Expecting VN=5 but got " + std::to_string(each.count) + " values";
+        EXPECT_NE(said.warnings().find(expected), std::string::npos) << each.vr << ": " << said.warnings();
+    }
+}
+
+/* ---- the walk ---------------------------------------------------------------------- */
+
+// A sequence with an item for each chain; a null chain is an empty slot.
+struct Sequence : Value {
+    explicit Sequence(std::vector<DICOM_List *> chains) : Value("SQ", ""), slots(chains)
+    {
+        free(tag.data);
+        tag.data = nullptr;
+        tag.element = 0x1140;
+        tag.item = slots.data();
+        tag.nb_item = static_cast<int>(slots.size());
+    }
+    std::vector<DICOM_List *> slots;
+};
+
+TEST(Cleanup, WalksTheItemsUpToTheFirstEmptySlot)
+{
+    Value first("LO", "a "), inner("US", "12"), second("SH", "  "), behind("SH", "  "), last("CS", "x");
+    Sequence nested({&inner.tag}), outer({&first.tag, &second.tag, nullptr, &behind.tag});
+    first.tag.next = &nested.tag;
+    outer.tag.next = &last.tag;
+    inner.tag.syntax = SYNTAX_BIG_ENDIAN;
+    Reports said;
+    DICOM_Root root = {};
+    EXPECT_EQ(DICOM_Attribute_Cleanup(nullptr, &root, &outer.tag), 1);
+    EXPECT_EQ(inner.bytes(), "21");
+    EXPECT_EQ(second.tag.data, nullptr);
+    EXPECT_NE(behind.tag.data, nullptr);
+    EXPECT_EQ(last.tag.data, nullptr);
+    EXPECT_EQ(root.Sequence_Depth, 0);
+    EXPECT_EQ(DICOM_Attribute_Cleanup(nullptr, &root, nullptr), 1);
+}
+
+TEST(Cleanup, TracesEachStepAndMovesTheCursorAtTheLevelOfTraces)
+{
+    Value inner("IS", "12"), text("ST", "ab");
+    inner.tag.next = &text.tag;
+    Sequence outer({&inner.tag});
+    DICOM_Root root = {};
+    Reports said(15);
+    DICOM_Attribute_Cleanup(nullptr, &root, &outer.tag);
+    std::string steps;
+    for (const Report &report : said.all)
+        if (report.text.starts_with("in "))
+            steps += std::to_string(report.level) + " " + report.text + "\n";
+    EXPECT_EQ(steps, "15 in DICOM_Attribute_Cleanup_Swab(0008,1140)\n"
+                     "15 in DICOM_Attribute_Cleanup_Tag(0008,1140)\n"
+                     "15 in DICOM_Attribute_Sequence_Start(0008,1140)\n"
+                     "15 in DICOM_Attribute_Item_Start()\n"
+                     "15 in DICOM_Attribute_Cleanup_Swab(0008,1234)\n"
+                     "15 in DICOM_Attribute_Cleanup_Tag(0008,1234)\n"
+                     "15 in DICOM_Tag_Cleanup_Valid_Int(0008,1234)\n"
+                     "15 in DICOM_Tag_Cleanup_Text_Multiple(0008,1234)\n"
+                     "15 in DICOM_Attribute_Cleanup_Swab(0008,1234)\n"
+                     "15 in DICOM_Attribute_Cleanup_Tag(0008,1234)\n"
+                     "11 in DICOM_Tag_Cleanup_Text_Single(0008,1234)\n"
+                     "15 in DICOM_Attribute_Item_Stop()\n"
+                     "15 in DICOM_Attribute_Sequence_Stop()\n");
+    for (const Report &report : said.all)
+        EXPECT_TRUE(report.level == 15 || report.level == 11) << report.text;
+}
+
+TEST(Cleanup, EndsInATreeThatIsNestedTooDeep)
+{
+    Value leaf("LO", "leaf");
+    std::vector<std::unique_ptr<Sequence>> levels;
+    DICOM_List *inside = &leaf.tag;
+    for (int i = 0; i < 100000; i++) {
+        levels.push_back(std::make_unique<Sequence>(std::vector<DICOM_List *>{inside}));
+        inside = &levels.back()->tag;
+    }
+    Reports said(1);
+    DICOM_Root root = {};
+    EXPECT_EQ(DICOM_Attribute_Cleanup(nullptr, &root, inside), 1);
+    EXPECT_EQ(DICOM_Attribute_Syntax(nullptr, &root, inside), 1);
+    EXPECT_GE(root.Sequence_Depth, 0);
+}
+
+/* ---- the stages under their own names ------------------------------------------------ */
+
+TEST(CleanupStage, WorksForAnyArguments)
+{
+    Reports said;
+    Value padded("LO", "00x#00##");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Padding(nullptr, &padded.tag, '0', '#'), 1);
+    EXPECT_EQ(padded.bytes(), "x#00");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Char_Set(nullptr, &padded.tag, "0x"), 1);
+    EXPECT_EQ(padded.bytes(), "x00");
+
+    Value list("LO", "a\\bcd\\ \\");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Text_Multiple(nullptr, &list.tag, 2), 3);
+    EXPECT_EQ(list.bytes(), "a\\bc\\");
+    Value text("LO", "abcde");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Text_Single(nullptr, &text.tag, 3), 1);
+    EXPECT_EQ(text.bytes(), "abc");
+
+    Value number("LO", "7.5");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Int_From_Float(nullptr, &number.tag), 1);
+    EXPECT_EQ(number.bytes(), "7");
+    EXPECT_EQ(DICOM_Tag_Cleanup_Valid_Int(nullptr, &number.tag), 1);
+    const Bytes shown = Bytes(17, ' ') + "abc";
+    EXPECT_EQ(said_of(said, list.tag),
+              not_from_set(1, "x#00", "0x") + "R Removed last char (=\x01\\\x02) from string!\n" +
+                  too_long(3, 2, "bc", "d") +
+                  "W String too long! (\x01" "5\x02/vs/\x01" "3 max\x02) Truncated to \"\x01" +
+                  shown + " \x02...\x01 " + shown + "\x02\"(\x04" "de\x02) \n"
+                  "W Invalid data! Converted from \"\x01" "7.5\x02\" to \"\x01" "7\x02\"\n");
+}
+
+TEST(CheckStage, WorksOnACopyWithATerminator)
+{
+    struct Copy : Value {
+        explicit Copy(const Bytes &bytes) : Value("IS", bytes + '\0') { tag.size--; }
+    };
+    Reports said;
+    Copy padded("  12  "), list("12\\"), text("12345"), number("12x4567890a");
+    EXPECT_EQ(DICOM_Tag_Syntax_Padding(nullptr, &padded.tag, ' ', ' '), 1);
+    EXPECT_EQ(Bytes(padded.tag.data, 3), Bytes("12\0", 3));
+    EXPECT_EQ(DICOM_Tag_Syntax_Text_Multiple(nullptr, &list.tag, 12), 2);
+    EXPECT_EQ(DICOM_Tag_Syntax_Text_Single(nullptr, &text.tag, 3), 1);
+    EXPECT_EQ(text.bytes(), "12345");
+    EXPECT_EQ(DICOM_Tag_Syntax_Char_Set(nullptr, &number.tag, "0123456789"), 1);
+    EXPECT_EQ(DICOM_Tag_Syntax_Valid_Int(nullptr, &number.tag), 0);
+    EXPECT_EQ(number.bytes(), "12x4567890a");
+    EXPECT_EQ(said_of(said, text.tag), "R last char is (=\x01\\\x02)!\n"
+                                       "W String too long! (\x01" "5\x02/vs/\x01" "3 max\x02) \n" +
+                                           not_from_set(2, "12x4567890a", "0123456789") + out_of_range("12x4567890a"));
+}
