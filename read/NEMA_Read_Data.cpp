@@ -57,7 +57,7 @@ int seek_file(HWND window, int descriptor, const char *name, long position, Repo
     int error = errno;
     close(descriptor);
     REPORT(window, LEVEL_LOCATION, "file:%s line:%d", place.source, place.line);
-    REPORT(window, LEVEL_FILE, "\xF1\x04" "ERROR:\x02 while seeking pos %ld", position);
+    REPORT(window, LEVEL_FILE, "\xF1\004ERROR:\x02 while seeking pos %ld", position);
     REPORT(window, LEVEL_FILE, "%s", Error_Perror(error));
     REPORT(window, LEVEL_FILE, "file: (%s)", name);
     return 0;
@@ -106,7 +106,7 @@ static void swap_pairs(char *bytes, int size)
 }
 
 // A new block with the next size bytes of the source, and room for extra bytes behind them.
-static char *take_block(const Byte_Source &from, char format, int size, int extra)
+static char *take_block(const Byte_Source &from, char format, int size, size_t extra)
 {
     if (size < 0)
         return nullptr;

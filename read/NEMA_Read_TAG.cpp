@@ -24,7 +24,7 @@ enum Outcome { FAILED = 0, DONE = 1, GO_ON = 2 };
 // One call. The results are the caller's variables, written as they become known.
 struct Element_Read {
     Byte_Source from;
-    unsigned char mode;            // follows the rules for groups 0002 and FFFE and for a mistaken VR
+    unsigned char mode;   // follows the rules for groups 0002 and FFFE and for a mistaken VR
     const unsigned char told_mode;
     const int limit;
     unsigned short &group, &element, &vr;
@@ -98,7 +98,7 @@ static Outcome read_tag(Element_Read &read)
 
     if (has_tag(read, 0x3F3F, 0x003F)) {
         REPORT(read.from.window, Flag_Error_Warning,
-               "    \xF1\x05" "WARNING:\x02 Fix Philips bug: tag (3F3F,003F) replaced by (FFFE,E000)");
+               "    \xF1\x05WARNING:\x02 Fix Philips bug: tag (3F3F,003F) replaced by (FFFE,E000)");
         read.group = GROUP_ITEM;
         read.element = ELEMENT_ITEM;
     }
@@ -123,8 +123,8 @@ static Outcome read_implicit_length(Element_Read &read)
         return GO_ON;
     report_failed_size(read);
     // A stream may end directly behind the tag of its last delimiter.
-    bool is_delimiter = read.group == GROUP_ITEM &&
-                        (read.element == ELEMENT_ITEM_END || read.element == ELEMENT_SEQUENCE_END);
+    bool is_delimiter =
+        read.group == GROUP_ITEM && (read.element == ELEMENT_ITEM_END || read.element == ELEMENT_SEQUENCE_END);
     return is_delimiter ? DONE : FAILED;
 }
 
@@ -136,7 +136,7 @@ static Outcome read_long_length(Element_Read &read)
     // Written with a short length field all the same: the reserved word is the length.
     if (reserved != 0 && read.vr != VR_OX && has_tag(read, 0x0040, 0x0275)) {
         REPORT(read.from.window, Flag_Error_Warning,
-               "    \xF1\x05" "WARNING:\x02 Fix Siemens bug: tag (0040,0275) is skipped");
+               "    \xF1\x05WARNING:\x02 Fix Siemens bug: tag (0040,0275) is skipped");
         read.group = 0xFFFF;
         read.element = 0xFFFF;
         read.vr = VR_OB;
@@ -213,12 +213,12 @@ static Outcome check_length(Element_Read &read)
     bool is_ge = (read.mode & VENDOR_MASK) == VENDOR_GE;
     if (is_ge && read.length == 13) {
         REPORT(window, Flag_Error_Warning,
-               "    \xF1\x05" "WARNING:\x02 Fix GE bug: lenght from 13 to 10 in tag (%04x,%04x)", read.group,
+               "    \xF1\x05WARNING:\x02 Fix GE bug: lenght from 13 to 10 in tag (%04x,%04x)", read.group,
                read.element);
         read.length = 10;
         return DONE;
     }
-    REPORT(window, Flag_Error_Warning, "    \xF1\x05" "WARNING:\x02 tag lenght is odd in tag (%04x,%04x)", read.group,
+    REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 tag lenght is odd in tag (%04x,%04x)", read.group,
            read.element);
     if (is_ge) {
         REPORT(window, Flag_Error_Warning,
@@ -234,7 +234,7 @@ static Outcome repair_rogan_item(Element_Read &read)
     if (static_cast<int64_t>(position_of(read.from)) + read.length <= read.limit)
         return GO_ON;
     REPORT(read.from.window, Flag_Error_Warning,
-           "    \xF1\x05" "WARNING:\x02 Fix GE ROGAN LIB bug: lenght from 0x%08x to 0x%08x in tag (%04x,%04x)",
+           "    \xF1\x05WARNING:\x02 Fix GE ROGAN LIB bug: lenght from 0x%08x to 0x%08x in tag (%04x,%04x)",
            static_cast<unsigned int>(read.length), static_cast<unsigned int>(read.length - 8), read.group,
            read.element);
     read.length -= 8;
@@ -259,7 +259,7 @@ static Outcome repair_false_ul(Element_Read &read)
     if (value != 0x20202020)
         return GO_ON;
     REPORT(read.from.window, Flag_Error_Warning,
-           "    \xF1\x05" "WARNING:\x02 Fix Siemens bug: lenght changed from 6 to 4 in tag (%04x,%04x)", read.group,
+           "    \xF1\x05WARNING:\x02 Fix Siemens bug: lenght changed from 6 to 4 in tag (%04x,%04x)", read.group,
            read.element);
     read.length = 4;
     read.vr = VR_CS;
@@ -335,8 +335,8 @@ static Outcome repair_bare_jpeg(Element_Read &read)
     if (counter >= 0) {
         read.length = counter + 2;
         REPORT(read.from.window, Flag_Error_Warning,
-               "    \xF1\x05" "WARNING:\x02 Fix Siemens bug: lenght changed from -1 to %d in tag (%04x,%04x)",
-               read.length, read.group, read.element);
+               "    \xF1\x05WARNING:\x02 Fix Siemens bug: lenght changed from -1 to %d in tag (%04x,%04x)", read.length,
+               read.group, read.element);
     }
     if (!return_to(&read.from, position))
         return FAILED;
@@ -379,8 +379,8 @@ int NEMA_Get_Data_Element(HWND window, int source, intptr_t handle, const char *
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in NEMA_Get_Data_Element(mode:%04X)", mode);
     uint64_t end = limit == 0 ? NO_END : static_cast<uint64_t>(limit > 0 ? limit : 0);
-    Element_Read read = {enter_source(window, source, handle, name, end), mode, mode, limit, *group, *element, *vr,
-                         *length};
+    Element_Read read = {
+        enter_source(window, source, handle, name, end), mode, mode, limit, *group, *element, *vr, *length};
 
     // Only the trace needs it, and so does the report of a failure to get it: a file is not asked for nothing.
     long start = LEVEL_LOCATION <= report_threshold ? position_of(read.from) : 0;

@@ -25,8 +25,7 @@ int begin_value(Value_Call *call, HWND window, DICOM_List *tag, unsigned short v
     tag->vm = 0;
     if (tag->size <= 0)
         return 0;
-    if (source == FETCH_UNREAD && is_unread(tag) &&
-        !fetch_unread_value(window, tag, LEVEL_LOCATION, "tag->data", HERE))
+    if (source == FETCH_UNREAD && is_unread(tag) && !fetch_unread_value(window, tag, LEVEL_LOCATION, "tag->data", HERE))
         return 0;
     if (tag->data == nullptr)
         return 0;

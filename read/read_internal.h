@@ -17,8 +17,8 @@ struct Report_Place {
 
 /* ---- bytes from a source ----------------------------------------------------------- */
 
-enum { SOURCE_FILE = 1 };                            // the one value of a source argument that means a file
-static const uint64_t NO_END = UINT64_MAX;           // the end of a memory source whose size nobody told
+enum { SOURCE_FILE = 1 };                    // the one value of a source argument that means a file
+static const uint64_t NO_END = UINT64_MAX;   // the end of a memory source whose size nobody told
 
 // The four leading arguments of every read, and the end of a memory source. The position in memory is held here while
 // an operation reads, where it can stay in a register; leave_source hands it back to the caller's cursor.

@@ -28,7 +28,7 @@ static int open_at(HWND window, const char *name, int position, Report_Place pla
     if (descriptor == -1) {
         int error = errno;
         REPORT(window, LEVEL_LOCATION, "file:%s line:%d", place.source, place.line);
-        REPORT(window, LEVEL_FILE, "\xF1\x04" "ERROR:\x02 Unable to open file");
+        REPORT(window, LEVEL_FILE, "\xF1\004ERROR:\x02 Unable to open file");
         REPORT(window, LEVEL_FILE, "%s", Error_Perror(error));
         REPORT(window, LEVEL_FILE, "file: (%s)", name);
         return -1;

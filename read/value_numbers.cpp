@@ -23,8 +23,8 @@ static int grow_numbers(HWND window, Number_Array *array, int count, int room, c
 {
     if (count <= array->room)
         return 1;
-    void *numbers = ALLOC_REALLOC_ROOM(window, what, array->numbers, static_cast<size_t>(room) * NUMBER_SIZE, count,
-                                       NUMBER_SIZE);
+    void *numbers =
+        ALLOC_REALLOC_ROOM(window, what, array->numbers, static_cast<size_t>(room) * NUMBER_SIZE, count, NUMBER_SIZE);
     if (numbers == nullptr)
         return 0;
     array->numbers = numbers;
@@ -34,21 +34,23 @@ static int grow_numbers(HWND window, Number_Array *array, int count, int room, c
 
 // Calls convert(i, order) for i from 0 to count - 1. The order is settled outside of the loop: inside it is a constant,
 // which makes the conversion a plain load.
-template <class Convert>
-static void convert_each(char order, int count, Convert convert)
+template <int ORDER, class Convert> static void convert_in_order(int count, Convert convert)
+{
+    for (int i = 0; i < count; i++)
+        convert(i, static_cast<char>(ORDER));
+}
+
+template <class Convert> static void convert_each(int order, int count, Convert convert)
 {
     switch (order & (ORDER_BIG_ENDIAN | ORDER_SWAPPED_WORDS)) {
     case 0:
-        for (int i = 0; i < count; i++)
-            convert(i, 0);
-        break;
+        return convert_in_order<0>(count, convert);
     case ORDER_BIG_ENDIAN:
-        for (int i = 0; i < count; i++)
-            convert(i, ORDER_BIG_ENDIAN);
-        break;
+        return convert_in_order<ORDER_BIG_ENDIAN>(count, convert);
+    case ORDER_SWAPPED_WORDS:
+        return convert_in_order<ORDER_SWAPPED_WORDS>(count, convert);
     default:
-        for (int i = 0; i < count; i++)
-            convert(i, order);
+        return convert_in_order<ORDER_BIG_ENDIAN | ORDER_SWAPPED_WORDS>(count, convert);
     }
 }
 
@@ -100,7 +102,7 @@ static int ints_of_words(const Value_Call &call, Number_Array *array, int width,
         return 0;
     int *out = static_cast<int *>(array->numbers);
     const char *bytes = call.tag->data;
-    char order = static_cast<char>(call.tag->syntax);
+    int order = call.tag->syntax;
     if (width == 4)
         convert_each(order, count, [=](int i, char o) { out[i] = static_cast<int>(load_32(o, bytes + i * 4)); });
     else if (is_signed)
@@ -147,8 +149,8 @@ int *NEMA_Value_Int(HWND window, DICOM_List *tag, unsigned short vr)
 static int floats_of_text(const Value_Call &call, Number_Array *array, bool is_decimal)
 {
     return convert_text(call, array, "V_Float[cc]", [=](int i, const char *start, const char *end) {
-        static_cast<float *>(array->numbers)[i] = is_decimal ? static_cast<float>(real_number(start, end))
-                                                             : static_cast<float>(whole_number(start, end));
+        static_cast<float *>(array->numbers)[i] =
+            is_decimal ? static_cast<float>(real_number(start, end)) : static_cast<float>(whole_number(start, end));
     });
 }
 
@@ -161,7 +163,7 @@ static int floats_of_bits(const Value_Call &call, Number_Array *array, int width
         return 0;
     float *out = static_cast<float *>(array->numbers);
     const char *bytes = call.tag->data;
-    char order = static_cast<char>(call.tag->syntax);
+    int order = call.tag->syntax;
     if (width == 4)
         convert_each(order, count, [=](int i, char o) { out[i] = std::bit_cast<float>(load_32(o, bytes + i * 4)); });
     else

@@ -5,8 +5,8 @@ static const char SOURCE[] = ".\\NEMA_Read_Value";
 
 struct Name_Array {
     Velmora_Name *names;
-    int count;            // records of the last call, each of which may own texts
-    Text_Array work;      // the values as texts, of which the names are made
+    int count;         // records of the last call, each of which may own texts
+    Text_Array work;   // the values as texts, of which the names are made
 };
 
 static Velmora_Date dates[RING_SLOTS];

@@ -75,8 +75,7 @@ char *copy_value(const Value_Call &call)
 
 static int take_whole(const Value_Call &call, Text_Array *array)
 {
-    return set_text(call.window, array, 0, call.tag->data, static_cast<size_t>(call.tag->size),
-                    "(V_Str[cc][tag->vm])");
+    return set_text(call.window, array, 0, call.tag->data, static_cast<size_t>(call.tag->size), "(V_Str[cc][tag->vm])");
 }
 
 static int take_split(const Value_Call &call, Text_Array *array)

@@ -5,7 +5,7 @@
 #include "tests/read_stream.h"
 #include "tests/support/reports.h"
 
-#define WARNING_HEAD "    \xF1\x05" "WARNING:\x02 "
+#define WARNING_HEAD "    \xF1\x05WARNING:\x02 "
 
 struct Header {
     int result = -9;

@@ -29,8 +29,9 @@ struct Node : DICOM_List {
     Node(const Node &) = delete;
 };
 
-class Values : public testing::Test {
-protected:
+class Values : public testing::Test
+{
+  protected:
     ~Values()
     {
         NEMA_Value_Cleanup();
