@@ -82,6 +82,31 @@ DICOM_EXPORT int DICOM_Attribute_Item_Querry(HWND window, DICOM_Root *root, int 
 
 /* ---- building and changing --------------------------------------------------------- */
 
+// Makes an attribute with a value from the program's own values, and cleans it. One that has a value already stays as
+// it is: the first value counts.
+//   root, list      the place in the tree; the head changes when the new node sorts in front of it
+//   VR              packed, first letter in the high byte
+//   nb_arg          number of values that follow, one argument each. 0: none, the attribute stays without a value.
+//                   Less than 0: the opposite number of values, in an array that one pointer gives
+//   ...             each value, or what the array holds, by VR:
+//                     AE CS LO SH            const char *
+//                     AS LT ST UT            const char *, one, no array
+//                     UI                     const char *, no array
+//                     PN                     Velmora_Name, no array
+//                     AT                     unsigned short: group and element, two arguments a tag; no array
+//                     DS                     const float *; an array holds floats
+//                     IS SL                  int
+//                     UL                     unsigned int
+//                     SS                     short
+//                     US OW                  unsigned short
+//                     OB                     a byte
+//                     FL, FD                 float, double
+//                     DA, TM                 Velmora_Date, Velmora_Time
+//                     DT                     Velmora_Date and Velmora_Time, two arguments a value; two arrays
+//                     SQ                     unsigned short that is or-ed into the flag; one, whatever nb_arg says
+//                   The value copies what it needs. A date, time or name without numbers or fields gives an empty value
+// Returns the head of the tree in every case. What goes wrong is reported: without memory, with a null among the values
+// or a VR that is not listed, the attribute is there without a value.
 DICOM_EXPORT DICOM_List *DICOM_Attribute_Add(HWND window, DICOM_Root *root, DICOM_List **list, unsigned short group,
                                              unsigned short element, unsigned short VR, int nb_arg, ...);
 DICOM_EXPORT int DICOM_Attribute_Copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source);
@@ -99,11 +124,27 @@ DICOM_EXPORT DICOM_List *DICOM_Attribute_Format(HWND window, DICOM_List *list);
 
 /* ---- handlers for reading a data set ------------------------------------------------ */
 
+// Gets an attribute of a data set; it may release the node. root and user are those of DICOM_Attribute_Parse.
+// Returns the user pointer for the next call; null ends the walk.
 typedef void *(*DICOM_Parse_Fct)(HWND window, DICOM_Root *root, DICOM_List *node, void *user);
+
+// Register a handler: for the private attributes whose creator's value begins with a name (at most 71 bytes), for an
+// even group, and for a private group whole, creators or not, where the nodes carry the private flag. The handler
+// registered first counts. Handlers do not register others. The tables are not guarded by a lock.
+// Return 1; 0 when memory ran out, and then the table is as it was.
 DICOM_EXPORT int DICOM_Attribute_List_Private_Grow(const char *name, DICOM_Parse_Fct handler);
 DICOM_EXPORT int DICOM_Attribute_List_Group_Grow(unsigned short group, DICOM_Parse_Fct handler);
 DICOM_EXPORT int DICOM_Attribute_List_SPI_Grow(unsigned short group, DICOM_Parse_Fct handler);
+
+// Forgets all handlers.
 DICOM_EXPORT void DICOM_Attribute_List_Cleanup();
+
+// Hands each attribute of one chain to the handler registered for it; items of sequences are the handlers' business.
+// Creators of private blocks (DICOM PS3.5, 7.8.1) are looked up before the first handler runs.
+//   root  where the chain stands; handed on
+//   list  head of the chain, may be null
+//   user  handed to the first handler
+// Returns what the last handler returned; user when none ran.
 DICOM_EXPORT void *DICOM_Attribute_Parse(HWND window, DICOM_Root *root, DICOM_List *list, void *user);
 
 #include "frame/Velmora_Frame.h"
