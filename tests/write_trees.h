@@ -2,11 +2,16 @@
 #ifndef VELMORA_TESTS_WRITE_TREES_H
 #define VELMORA_TESTS_WRITE_TREES_H
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "tests/support/bytes.h"
 #include "tree/Velmora_DICOM.h"
+
+// Tags of the examples.
+inline constexpr Tag MODALITY = {0x0008, 0x0060}, REFERENCED = {0x0008, 0x1140}, CLASS = {0x0008, 0x1150},
+                 INSTANCE = {0x0008, 0x1155}, PATIENT = {0x0010, 0x0020}, NUMBER = {0x0020, 0x0013};
 
 using Chain = std::vector<DICOM_List *>;
 
@@ -91,11 +96,29 @@ private:
     }
 };
 
+// A tree as lines such as "0010,0020 LO [ID1 ] deleted", items indented below their sequence.
+inline std::string outline(const DICOM_List *node, int depth = 0)
+{
+    std::string out;
+    for (; node != nullptr; node = node->next) {
+        unsigned short vr = node->vr_explicit != 0 ? node->vr_explicit : node->vr;
+        char tag[40];
+        snprintf(tag, sizeof tag, "%*s%04x,%04x %c%c", depth * 2, "", node->group, node->element, vr >> 8, vr & 0xFF);
+        out += tag;
+        if (node->data != nullptr)
+            out += " [" + Bytes(node->data, static_cast<size_t>(node->size)) + "]";
+        out += (node->flag & FLAG_DELETED) != 0 ? " deleted\n" : "\n";
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            out += outline(node->item[i], depth + 1);
+    }
+    return out;
+}
+
 struct Block {
     Block() = default;
     ~Block() { free(data); }
     Block(const Block &) = delete;
-    Bytes bytes(int64_t size) const { return Bytes(data != nullptr ? data : "", data != nullptr ? static_cast<size_t>(size) : 0); }
+    Bytes bytes(int64_t size) const { return data != nullptr ? Bytes(data, static_cast<size_t>(size)) : ""; }
 
     char *data = nullptr;
 };
