@@ -8,7 +8,7 @@
 struct Image {
     Bytes bytes;               // the image
     bool moves = false;        // into a block of its own, exactly as large as needed
-    int told = -1;             // the result when it is not the number of bytes
+    int told = 0;              // the result when there are no bytes
     unsigned int offset = 0;   // as it was called
     char syntax = 0;
 };
@@ -19,10 +19,8 @@ static int write_image(HWND, char syntax, unsigned int offset, char **buffer, vo
     image->offset = offset;
     image->syntax = syntax;
     size_t size = image->bytes.size();
-    if (image->told >= 0)
-        return image->told;
     if (size == 0)
-        return 0;
+        return image->told;
     if (image->moves) {
         char *moved = static_cast<char *>(malloc(offset + size));
         memcpy(moved, *buffer, offset);
@@ -35,22 +33,32 @@ static int write_image(HWND, char syntax, unsigned int offset, char **buffer, vo
     return static_cast<int>(size);
 }
 
-static Bytes write_all(const Tree &tree, char syntax, Image *image)
+using Writer = unsigned int (*)(HWND, char, DICOM_List *, char **, void *);
+
+// What a writer makes of a tree, with the image callback in place.
+static Bytes stream(Writer writer, const Tree &tree, char syntax = 8, Image *image = nullptr)
 {
+    Image none;
     DICOM_Write_Image_Fct(write_image);
     Block block;
-    unsigned int size = DICOM_Write_Buffer(nullptr, syntax, tree.head, &block.data, image);
+    unsigned int size = writer(nullptr, syntax, tree.head, &block.data, image != nullptr ? image : &none);
     DICOM_Write_Image_Fct(nullptr);
     return block.bytes(size);
 }
 
-using Part_Writer = unsigned int (*)(HWND, char, DICOM_List *, char **, void *);
-
-static Bytes part(Part_Writer writer, const Tree &tree, char syntax = 8)
+// The writers without a user pointer. What their pointers hold before is not looked at.
+static unsigned int write_head(HWND window, char syntax, DICOM_List *list, char **buffer, void *)
 {
-    Block block;
-    unsigned int size = writer(nullptr, syntax, tree.head, &block.data, nullptr);
-    return block.bytes(size);
+    static char untouched;
+    *buffer = &untouched;
+    return DICOM_Write_Part10(window, syntax, list, buffer);
+}
+
+static unsigned int write_list(HWND window, char syntax, DICOM_List *list, char **buffer, void *)
+{
+    static char untouched;
+    *buffer = &untouched;
+    return static_cast<unsigned int>(DICOM_List2Stream(window, syntax, list, buffer));
 }
 
 static Bytes short_one(unsigned short group, int syntax = 8)
@@ -64,13 +72,13 @@ static DICOM_List *node(unsigned short group)
 }
 
 // All group numbers, so that what is selected can be read off the bytes.
-static std::vector<int> groups_written(Part_Writer writer, bool odd_too)
+static std::vector<int> groups_written(Writer writer, bool odd_too)
 {
     With odd(&Flag_DICOM_Propriatery, odd_too);
     Chain nodes;
     for (int group = 0; group <= 0xFFFF; group++)
         nodes.push_back(attribute({static_cast<unsigned short>(group), 0x0010}, "LO", ""));
-    Bytes bytes = part(writer, Tree(nodes));
+    Bytes bytes = stream(writer, Tree(nodes));
     std::vector<int> groups;
     for (size_t at = 0; at < bytes.size(); at += 8)
         groups.push_back(static_cast<unsigned char>(bytes[at]) | static_cast<unsigned char>(bytes[at + 1]) << 8);
@@ -106,17 +114,16 @@ TEST(WriteStream, PutsTheImageBetweenItsParts)
     Tree tree({node(0x0002), node(0x0008), node(0x0009), node(0x0010), node(0x7F00), node(0x7FE0), node(0x7FF0)});
     for (bool moves : {false, true}) {
         Image image = {.bytes = "pixels", .moves = moves};
-        EXPECT_EQ(write_all(tree, 9, &image), short_one(0x0008, 9) + short_one(0x0010, 9) + "pixels" + short_one(0x7FF0, 9));
+        EXPECT_EQ(stream(DICOM_Write_Buffer, tree, 9, &image),
+                  short_one(0x0008, 9) + short_one(0x0010, 9) + "pixels" + short_one(0x7FF0, 9));
         EXPECT_EQ(image.offset, 20u);
         EXPECT_EQ(image.syntax, 9);
     }
-    EXPECT_EQ(part(DICOM_Write_Buffer_A, tree), short_one(0x0008) + short_one(0x0010));
-    EXPECT_EQ(part(DICOM_Write_Buffer_C, tree), short_one(0x7FF0));
+    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), short_one(0x0008) + short_one(0x0010));
+    EXPECT_EQ(stream(DICOM_Write_Buffer_C, tree), short_one(0x7FF0));
 
-    Block all;
-    int size = DICOM_List2Stream(nullptr, 0, tree.head, &all.data);
-    EXPECT_EQ(all.bytes(size), short_one(2, 0) + short_one(8, 0) + short_one(9, 0) + short_one(0x10, 0) +
-                                   short_one(0x7F00, 0) + short_one(0x7FE0, 0) + short_one(0x7FF0, 0));
+    EXPECT_EQ(stream(write_list, tree, 0), short_one(2, 0) + short_one(8, 0) + short_one(9, 0) + short_one(0x10, 0) +
+                                               short_one(0x7F00, 0) + short_one(0x7FE0, 0) + short_one(0x7FF0, 0));
 }
 
 TEST(WriteStream, TracesEachSelectedGroup)
@@ -125,7 +132,7 @@ TEST(WriteStream, TracesEachSelectedGroup)
     With lengths(&DICOM_Flag_Elem_0000, 1);
     Tree tree({node(0x7FF1), node(0x7FFF)});
     Reports said(14);
-    EXPECT_EQ(part(DICOM_Write_Buffer_C, tree).size(), 2u * 22u);
+    EXPECT_EQ(stream(DICOM_Write_Buffer_C, tree).size(), 2u * 22u);
     std::string traces;
     for (int group = 0x7FF0, total = 0; group <= 0x7FFF; group++) {
         int bytes = group == 0x7FF1 || group == 0x7FFF ? 10 : 0;
@@ -139,14 +146,10 @@ TEST(WriteStream, TracesEachSelectedGroup)
     EXPECT_EQ(said.texts(13), "in DICOM_Write_Buffer_C()\n");
 
     said.all.clear();
-    Image image;
-    write_all(Tree({}), 8, &image);
-    part(DICOM_Write_Buffer_A, Tree({}));
-    Block head, none;
-    DICOM_Write_Part10(nullptr, 8, nullptr, &head.data);
-    DICOM_List2Stream(nullptr, 8, nullptr, &none.data);
-    EXPECT_TRUE(said.texts(14).ends_with("\nin DICOM_Write_Group(0002)\nin DICOM_List2Stream()\n"));
+    for (Writer each : {DICOM_Write_Buffer, DICOM_Write_Buffer_A, write_head, write_list})
+        stream(each, Tree({}));
     EXPECT_EQ(said.texts(13), "in DICOM_Write_Buffer()\nin DICOM_Write_Buffer_A()\nin DICOM_Write_Part10()\n");
+    EXPECT_TRUE(said.texts(14).ends_with("\nin DICOM_Write_Group(0002)\nin DICOM_List2Stream()\n"));
 }
 
 TEST(WriteStream, PutsTheLengthInFrontOfEachGroupThatIsThere)
@@ -156,11 +159,10 @@ TEST(WriteStream, PutsTheLengthInFrontOfEachGroupThatIsThere)
                node(0x0010), node(0x7FF2)});
     Bytes first = short_one(8) + element({0x0008, 0x0020}, "DA", "20040512");
     Bytes second = element({0x0010, 0x0000}, "UL", "1234") + short_one(0x10);
-    EXPECT_EQ(part(DICOM_Write_Buffer_A, tree), hex("08 00 00 00 55 4C 04 00 1A 00 00 00") + first +
+    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), hex("08 00 00 00 55 4C 04 00 1A 00 00 00") + first +
                                                     hex("10 00 00 00 55 4C 04 00 16 00 00 00") + second);
-    EXPECT_EQ(part(DICOM_Write_Buffer_C, tree, 9), hex("7F F2 00 00 55 4C 00 04 00 00 00 0A") + short_one(0x7FF2, 9));
-    Block all;
-    EXPECT_EQ(DICOM_List2Stream(nullptr, 8, tree.head, &all.data), int(first.size() + second.size()) + 10);
+    EXPECT_EQ(stream(DICOM_Write_Buffer_C, tree, 9), hex("7F F2 00 00 55 4C 00 04 00 00 00 0A") + short_one(0x7FF2, 9));
+    EXPECT_EQ(stream(write_list, tree), first + second + short_one(0x7FF2));
 }
 
 TEST(WriteStream, LosesWhatStandsBehindAHigherGroup)
@@ -168,9 +170,9 @@ TEST(WriteStream, LosesWhatStandsBehindAHigherGroup)
     Tree tree({node(0x0010), attribute({0x0008, 0x0020}, "DA", ""), attribute({0x0010, 0x0030}, "DA", ""), node(0x0020),
                attribute({0x0010, 0x0040}, "LO", "")});
     Bytes expected = short_one(0x10) + element({0x0010, 0x0030}, "DA", "") + short_one(0x20);
-    EXPECT_EQ(part(DICOM_Write_Buffer_A, tree), expected);
+    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), expected);
     Reports traced(14);
-    EXPECT_EQ(part(DICOM_Write_Buffer_A, tree), expected) << "with a look at every group";
+    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), expected) << "with a look at every group";
 }
 
 TEST(WriteStream, StartsAtTheBeginningOfTheCallersBlock)
@@ -182,35 +184,17 @@ TEST(WriteStream, StartsAtTheBeginningOfTheCallersBlock)
     EXPECT_EQ(block.bytes(10), short_one(8));
     char *same = block.data;
     EXPECT_EQ(DICOM_Write_Buffer_C(nullptr, 8, tree.head, &block.data, nullptr), 0u);
-    Image image;
-    DICOM_Write_Image_Fct(write_image);
-    EXPECT_EQ(DICOM_Write_Buffer(nullptr, 8, nullptr, &block.data, &image), 0u);
-    DICOM_Write_Image_Fct(nullptr);
     EXPECT_EQ(block.data, same) << "nothing was written";
     EXPECT_EQ(block.bytes(10), short_one(8));
-
-    Block none;
-    none.data = same;
-    EXPECT_EQ(DICOM_List2Stream(nullptr, 8, nullptr, &none.data), 0);
-    EXPECT_EQ(none.data, nullptr);
 }
 
 TEST(WriteStream, WritesTheHeadOfAFile)
 {
-    Tree empty({node(0x0008)});
-    Block plain;
-    EXPECT_EQ(DICOM_Write_Part10(nullptr, 8, empty.head, &plain.data), 132u);
-    EXPECT_EQ(plain.bytes(132), Bytes(128, '\0') + "DICM");
-
-    Bytes uid("1.2.840.10008.1.2.2\0", 20);
-    Tree tree({attribute({0x0002, 0x0001}, "OB", Bytes("\0\1", 2)), attribute({0x0002, 0x0010}, "UI", uid), node(0x0008)});
-    for (char syntax : {char(0), char(8), char(9)}) {
-        char untouched = 'x';
-        Block block;
-        block.data = &untouched;
-        unsigned int size = DICOM_Write_Part10(nullptr, syntax, tree.head, &block.data);
-        EXPECT_EQ(block.bytes(size), part10_head("1.2.840.10008.1.2.2")) << "in syntax " << int(syntax);
-    }
+    EXPECT_EQ(stream(write_head, Tree({node(0x0008)})), Bytes(128, '\0') + "DICM");
+    Tree tree({attribute({0x0002, 0x0001}, "OB", Bytes("\0\1", 2)),
+               attribute({0x0002, 0x0010}, "UI", Bytes("1.2.840.10008.1.2.2\0", 20)), node(0x0008)});
+    for (char syntax : {char(0), char(8), char(9)})
+        EXPECT_EQ(stream(write_head, tree, syntax), part10_head("1.2.840.10008.1.2.2")) << "in syntax " << int(syntax);
 }
 
 static int pass_on(HWND, char syntax, char **buffer, int a, int b, void *user)
@@ -231,7 +215,8 @@ TEST(WriteStream, HandsPiecesOfTheImageToItsCallback)
     EXPECT_EQ(called, "9 2 -38 0 1");
     DICOM_Write_Image_B_Fct(nullptr);
     EXPECT_EQ(DICOM_Write_Buffer_B(nullptr, 8, &buffer, 0, 0, &called), 0);
-    EXPECT_EQ(said.texts(13), "in DICOM_Write_Buffer_B(2,-3)\nin DICOM_Write_Buffer_B(0,1)\nin DICOM_Write_Buffer_B(0,0)\n");
+    EXPECT_EQ(said.texts(13), "in DICOM_Write_Buffer_B(2,-3)\n"
+                              "in DICOM_Write_Buffer_B(0,1)\nin DICOM_Write_Buffer_B(0,0)\n");
     EXPECT_EQ(said.warnings(), "\xF1\x05Warning:\x02 Write Image call back undefined!\n");
 }
 
@@ -256,66 +241,34 @@ TEST(WriteStream, RefusesAStreamThatNoResultCanTell)
 
     said.all.clear();
     Tree parts({node(0x0008), node(0x0010), unread({0x7FF0, 0x0010}, "OB", INT32_MAX - 12)});
-    Image image = {.bytes = "", .told = INT32_MAX};
-    EXPECT_EQ(write_all(parts, 8, &image), "");
-    EXPECT_EQ(said.failures(), "\xF1\x04" "ERROR:\x02 A stream of 4294967314 bytes is more than can be written\n");
-}
-
-static int take_back(HWND, char, unsigned int, char **, void *user)
-{
-    return *static_cast<int *>(user);
-}
-
-TEST(WriteStream, TakesANegativeImageAsItStandsButNeverBelowTheStart)
-{
-    Tree tree({node(0x0008), node(0x7FF0)});
-    DICOM_Write_Image_Fct(take_back);
-    Reports said;
-    struct { int result; Bytes expected; } cases[] = {
-        {-2, short_one(8).substr(0, 8) + short_one(0x7FF0)}, {-10, short_one(0x7FF0)}, {-11, ""}, {INT32_MIN, ""},
-    };
-    for (auto &each : cases) {
-        Block block;
-        unsigned int size = DICOM_Write_Buffer(nullptr, 8, tree.head, &block.data, &each.result);
-        EXPECT_EQ(block.bytes(size), each.expected) << each.result;
-    }
-    DICOM_Write_Image_Fct(nullptr);
-    EXPECT_EQ(said.failures(), "\xF1\x04" "ERROR:\x02 A stream of -1 bytes can not be written\n"
-                               "\xF1\x04" "ERROR:\x02 A stream of -2147483638 bytes can not be written\n");
+    Image large = {.bytes = "", .told = INT32_MAX}, negative = {.bytes = "", .told = -21};
+    EXPECT_EQ(stream(DICOM_Write_Buffer, parts, 8, &large), "");
+    EXPECT_EQ(stream(DICOM_Write_Buffer, parts, 8, &negative), "");
+    EXPECT_EQ(said.failures(), "\xF1\x04" "ERROR:\x02 A stream of 4294967314 bytes is more than can be written\n"
+                               "\xF1\x04" "ERROR:\x02 A stream of -1 bytes can not be written\n");
 }
 
 TEST(WriteStream, EndsWithZeroWhenABlockIsRefused)
 {
     With lengths(&DICOM_Flag_Elem_0000, 1);
     Chain nodes;
-    for (unsigned short group : std::vector<unsigned short>{0x0002, 0x0008, 0x0010, 0x7FF0})
+    for (int group : {0x0002, 0x0008, 0x0010, 0x7FF0})
         for (unsigned short i = 0; i < 4; i++)
-            nodes.push_back(attribute({group, i}, "OB", Bytes(100, 'x')));
+            nodes.push_back(attribute({static_cast<unsigned short>(group), i}, "OB", Bytes(100, 'x')));
     Tree tree(nodes);
-    Image image = {.bytes = "pixels"};
-    DICOM_Write_Image_Fct(write_image);
+    struct { Writer writer; size_t size; } cases[] = {
+        {write_head, 144 + 448}, {DICOM_Write_Buffer, 3 * 460 + 6}, {DICOM_Write_Buffer_A, 2 * 460},
+        {DICOM_Write_Buffer_C, 460}, {write_list, 16 * 112},
+    };
     Reports said;
-    refuse_each_allocation([&](int) {
-        struct { unsigned int size; unsigned int expected; Block block; } runs[5] = {};
-        runs[0].size = DICOM_Write_Part10(nullptr, 8, tree.head, &runs[0].block.data);
-        runs[1].size = DICOM_Write_Buffer(nullptr, 8, tree.head, &runs[1].block.data, &image);
-        runs[2].size = DICOM_Write_Buffer_A(nullptr, 8, tree.head, &runs[2].block.data, nullptr);
-        runs[3].size = DICOM_Write_Buffer_C(nullptr, 8, tree.head, &runs[3].block.data, nullptr);
-        runs[4].size = static_cast<unsigned int>(DICOM_List2Stream(nullptr, 8, tree.head, &runs[4].block.data));
-        unsigned int expected[] = {144 + 448, 3 * 460 + 6, 2 * 460, 460, 16 * 112};
-        int failed = 0;
-        for (int i = 0; i < 5; i++) {
-            failed += runs[i].size == 0;
-            EXPECT_TRUE(runs[i].size == 0 || runs[i].size == expected[i]) << i;
-        }
-        EXPECT_EQ(failed, Refuse::happened() ? 1 : 0);
-    });
-    DICOM_Write_Image_Fct(nullptr);
-
-    said.all.clear();
-    Block block;
-    Refuse first(1);
-    EXPECT_EQ(DICOM_Write_Part10(nullptr, 8, tree.head, &block.data), 0u);
-    EXPECT_EQ(block.data, nullptr);
-    EXPECT_EQ(said.failures(), "line N of .\\NEMA_Write_Buffer \nmemory error in calloc (var=*buffer, dim=132x1)\n");
+    for (const auto &each : cases)
+        refuse_each_allocation([&](int) {
+            Image image = {.bytes = "pixels"};
+            size_t size = stream(each.writer, tree, 8, &image).size();
+            EXPECT_EQ(size, Refuse::happened() ? 0u : each.size);
+        });
+    EXPECT_EQ(without_line_number(said.all.at(0).text),
+              "line N of .\\NEMA_Write_Buffer \nmemory error in calloc (var=*buffer, dim=132x1)");
+    EXPECT_EQ(without_line_number(said.all.at(1).text),
+              "line N of .\\NEMA_Write_Buffer \nmemory error in realloc (var=*buffer, dim=144x1)");
 }

@@ -19,10 +19,12 @@ struct DICOM_Root;
 //   syntax  encoding to write: 0 implicit VR little-endian, 8 explicit VR little-endian, 9 explicit VR big-endian
 //           (DICOM PS3.5 7.1, 7.3). The bytes of the nodes' data are taken to be little-endian
 //   list    head of the top chain of a tree, sorted by DICOM_Attribute_Sort; may be null. What is not to be written was
-//           taken out by DICOM_Attribute_Remove, and what is unread was fetched by DICOM_Postproc_Step_5 before: a value
-//           that is still in its source is written as so many zero bytes
+//           taken out by DICOM_Attribute_Remove. What is unread was fetched by DICOM_Postproc_Step_5: a value that is
+//           still in its source is written as so many zero bytes
 //   buffer  address of the block's pointer. The block begins with the stream's first byte, may be larger than what was
 //           written, and belongs to the caller, who frees it with DICOM_Lib_Free
+// A plain attribute of undefined length, such as encapsulated pixel data, loses its value, with a warning. A value of
+// more than 65,535 bytes has no length in the short form of explicit VR: the host makes it UN before.
 // DICOM_Flag_Seq_Size says whether sequences and items get their lengths or delimiters (DICOM PS3.5 7.5).
 // The result is the number of bytes written. It is 0 when memory ran out, or for a stream that its lengths can not
 // tell; both are reported, and what was written by then stays in the block.
@@ -53,8 +55,8 @@ DICOM_EXPORT unsigned int DICOM_Write_Part10(HWND window, char syntax, DICOM_Lis
 // behind it. In front of the image these are the even groups of the standard from 0008 to 60FE, behind it all even
 // groups from 7FF0 to 7FFF; odd groups up to 7F00 and from 7FF0 take part when Flag_DICOM_Propriatery is not 0. Group
 // 7FE0 is left to the callback. With DICOM_Flag_Elem_0000 not 0, each group begins with its length (gggg,0000).
-//   buffer  holds null or a heap block, which is overwritten from its start and made larger as needed; it stays as it is
-//           while there is nothing to write
+//   buffer  holds null or a heap block, which is overwritten from its start and made larger as needed; it stays as it
+//           is while there is nothing to write
 //   user    handed to the callback
 // Without a callback the operation warns when the groups in front of the image are written, and returns 0.
 DICOM_EXPORT unsigned int DICOM_Write_Buffer(HWND window, char syntax, DICOM_List *list, char **buffer, void *user);
@@ -116,7 +118,8 @@ DICOM_EXPORT void DICOM_Postproc_Verification(HWND window, DICOM_Root *root, DIC
 // Builds in the target what one node of a template asks for.
 //   user  what the caller of DICOM_Module_Add handed in
 // Returns a node if it has dealt with the template's node, null to leave it to DICOM_Module_Add.
-typedef DICOM_List *(*DICOM_Module_Fct)(HWND window, DICOM_Root *root, DICOM_List **target, DICOM_List *tmplt, void *user);
+typedef DICOM_List *(*DICOM_Module_Fct)(HWND window, DICOM_Root *root, DICOM_List **target, DICOM_List *tmplt,
+                                        void *user);
 
 // Lets the registered handlers build what one node of a template asks for. Both the group's handler and its private
 // handler are called; if there are two, the private one decides. What no handler dealt with comes into being empty when

@@ -68,8 +68,9 @@ static bool append_part(HWND window, char syntax, const Stream_Part &part, const
     for (; group <= part.groups.last; group = next_group(group + 1, &at)) {
         if (!is_selected(part, group))
             continue;
+        unsigned short number = static_cast<unsigned short>(group);
         unsigned int bytes;
-        if (!append_group(window, static_cast<unsigned short>(group), syntax, &at, DICOM_Flag_Elem_0000 != 0, to, &bytes))
+        if (!append_group(window, number, syntax, &at, DICOM_Flag_Elem_0000 != 0, to, &bytes))
             return false;
         REPORT(window, LEVEL_ATTRIBUTE, "group (%04x) = %d bytes tot, %d bytes data", group,
                static_cast<int>(to->used), static_cast<int>(bytes));
