@@ -30,8 +30,13 @@ struct Block {
 static TAG_db_Group *groups = nullptr;
 static bool is_built = false;
 static Block *row_blocks = nullptr, *group_blocks = nullptr;
-static TAG_db_Group *filing_group = nullptr;   // where the last row was filed
-static unsigned build_number = 0;              // tells a thread that what it remembers is of an older dictionary
+static unsigned build_number = 0;   // tells a thread that what it remembers is of an older dictionary
+
+// Where the last row of the build was filed: lines of one group stand together.
+static struct {
+    unsigned short group, mask;
+    TAG_db_Group *node;
+} filing;
 
 // The row that this thread found last: data sets mostly ask for the row behind it.
 static thread_local struct {
@@ -78,18 +83,15 @@ static void release_dictionary()
 {
     release(&row_blocks);
     release(&group_blocks);
-    groups = filing_group = nullptr;
+    groups = filing.node = nullptr;
     is_built = false;
     build_number++;   // also when the next build fails: what threads remember is gone
 }
 
 /* ---- filing a row ------------------------------------------------------------------ */
 
-// Lines of one group stand together, so the group of the last row is looked at first.
 static TAG_db_Group *find_or_make_group(unsigned short group, unsigned short mask)
 {
-    if (filing_group != nullptr && filing_group->group == group && filing_group->group_mask == mask)
-        return filing_group;
     TAG_db_Group **place = &groups;
     while (*place != nullptr && ((*place)->group & mask) < (group & mask))
         place = &(*place)->next;
@@ -140,10 +142,11 @@ int NEMA_db_Add_Elem(unsigned short group, unsigned short element, unsigned shor
                      unsigned short element_mask, const char *description, int type, const unsigned short *vr,
                      const char (*vn)[VN_ROOM])
 {
-    TAG_db_Group *node = find_or_make_group(group, group_mask);
+    if (filing.node == nullptr || filing.group != group || filing.mask != group_mask)
+        filing = {group, group_mask, find_or_make_group(group, group_mask)};
+    TAG_db_Group *node = filing.node;
     if (node == nullptr)
         return 0;
-    filing_group = node;
 
     TAG_db_Elems **place = &node->first;
     if (node->tail != nullptr && node->tail->element < element)

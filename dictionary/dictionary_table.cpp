@@ -3,6 +3,8 @@
 // nothing else. It is written by dictionary/tools/make_table.py: change the table there, not the lines here.
 #include "dictionary/dictionary_internal.h"
 
+// clang-format off
+
 static const char *const group_0002[] = {
     "(0002,0000) File Meta Information Group Length            UL 1",
     "(0002,0001) File Meta Information Version                 OB 1",

@@ -125,10 +125,10 @@ static char *put_letters(char *at, unsigned short packed)
 
 static char *put_indent(char *at, int depth)
 {
-    int blanks = depth > 0 ? depth * INDENT : 0;
-    if (depth > INDENT_ROOM / INDENT)
-        blanks = INDENT_ROOM;
-    memset(at, ' ', static_cast<size_t>(blanks));
+    const int deepest = INDENT_ROOM / INDENT;
+    int levels = depth < 0 ? 0 : depth < deepest ? depth : deepest;
+    size_t blanks = static_cast<size_t>(levels) * INDENT;
+    memset(at, ' ', blanks);
     return at + blanks;
 }
 

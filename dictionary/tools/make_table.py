@@ -24,6 +24,8 @@ HEAD = """\
 // lines for each group, groups and elements in ascending order, a wildcard digit "x" counting as 0. This file holds
 // nothing else. It is written by dictionary/tools/make_table.py: change the table there, not the lines here.
 #include "dictionary/dictionary_internal.h"
+
+// clang-format off
 """
 
 
