@@ -1,0 +1,136 @@
+// Formatting remembers the places that its nodes go to. Here the same source is compiled once more with a walk from the
+// top of the tree for each node, and both must make the same tree and the same reports, traces included.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/support/outline.h"
+#include "tests/support/reports.h"
+#include "tree/open_chains.h"
+
+static void plain_begin_tree(HWND window, Open_Chains *open)
+{
+    *open = {};
+    DICOM_Attribute_Sequence_Reset(window, &open->root);
+}
+
+static void plain_end_tree(Open_Chains *)
+{
+}
+
+static DICOM_List *plain_insert_open(HWND window, Open_Chains *open, DICOM_List *source)
+{
+    return DICOM_Attribute_Insert(window, &open->root, &open->head, source, 0);
+}
+
+static void plain_start_sequence(HWND window, Open_Chains *open, const DICOM_List *source, DICOM_List *)
+{
+    DICOM_Attribute_Sequence_Start(window, &open->root, source->group, source->element, source->flag, 15);
+}
+
+static void plain_start_item(HWND window, Open_Chains *open)
+{
+    DICOM_Attribute_Item_Start(window, &open->root, 15);
+}
+
+#define DICOM_Attribute_Format plain_format
+#define begin_tree plain_begin_tree
+#define end_tree plain_end_tree
+#define insert_open plain_insert_open
+#define start_sequence plain_start_sequence
+#define start_item plain_start_item
+static DICOM_List *plain_format(HWND window, DICOM_List *list);
+#include "tree/format.cpp"
+#undef DICOM_Attribute_Format
+
+// What a chain is made of, each as often of ten as it says.
+struct Kind {
+    int delimiters, sequences, lengths;   // lengths that are defined
+    int nested;                           // a sequence and its first item, so that some chains go very deep
+    unsigned int tags;                    // of how many
+};
+
+static DICOM_List *with_nested_items(DICOM_List *node, int levels)
+{
+    Tag tag = {0x0040, 0x0001};
+    return levels == 0 ? node : add_item(node, {with_nested_items(new_node(tag, "SQ"), levels - 1), new_node(tag)});
+}
+
+// A chain of elements, items, sequences and delimiters in any order and with any lengths. Few tags, so that sequences
+// of one tag meet in one chain.
+static Tree random_flat_chain(unsigned int seed)
+{
+    static const Kind KINDS[] = {{5, 3, 5, 0, 3}, {6, 6, 2, 1, 2}, {3, 2, 9, 1, 4}, {5, 7, 0, 0, 200}, {3, 6, 1, 6, 5}};
+    static const unsigned short DELIMITERS[] = {ELEMENT_ITEM, ELEMENT_ITEM, ELEMENT_ITEM, ELEMENT_ITEM_END,
+                                                ELEMENT_SEQUENCE_END};
+    std::mt19937 random(seed);
+    auto below = [&](unsigned int n) { return static_cast<unsigned short>(random() % n); };
+    const Kind &kind = KINDS[seed % 5];
+
+    Tree flat;
+    auto put = [&](Tag tag, const char *vr, int size) {
+        DICOM_List *node = flat.append(tag, vr);
+        node->size = size;
+        node->flag = below(8) != 0;      // of a data set that was read, or not
+        node->pos = flat.head->stream_word;
+        node->data_pos = flat.head->stream_word += 8;
+        return node;
+    };
+    int nodes = seed % 20 == 3 ? 400 : 5 + below(60);
+    for (int i = 0; i < nodes; i++) {
+        Tag tag = {0x0040, below(kind.tags)};
+        int size = below(10) < kind.lengths ? below(80) : -1;
+        if (below(10) < kind.nested) {
+            put(tag, "SQ", size);
+            put({GROUP_ITEM, ELEMENT_ITEM}, "", -1)->vr = VR_ITEM;
+        } else if (below(10) < kind.delimiters) {
+            put({GROUP_ITEM, DELIMITERS[below(5)]}, "", size)->vr = VR_ITEM;
+        } else if (below(10) < kind.sequences) {
+            put(tag, below(8) == 0 ? "" : "SQ", size);
+        } else {
+            put(tag, below(8) == 0 ? "" : below(6) ? "SH" : "UN", below(2) ? size : 0);
+            if (below(100) == 0)
+                with_nested_items(flat.head->last, below(12));
+        }
+    }
+    return flat;
+}
+
+// The tree, and all that was said while it was made.
+static std::string made_by(DICOM_List *(*format)(HWND, DICOM_List *), unsigned int seed, std::vector<Report> *said)
+{
+    Tree flat = random_flat_chain(seed);
+    Reports reports(15);
+    DICOM_List *head = format(nullptr, flat.head);
+    *said = reports.all;
+    Error_Set_Threshold(10);
+    Tree made(head);
+    DICOM_List *tail = head;
+    while (tail->next != nullptr)
+        tail = tail->next;
+    EXPECT_EQ(head->last, tail);
+    return full_outline(head);
+}
+
+TEST(FormatPlaces, AreThoseOfAWalkFromTheTop)
+{
+    for (unsigned int seed = 0; seed < 2500; seed++) {
+        std::vector<Report> said, walked;
+        ASSERT_EQ(made_by(DICOM_Attribute_Format, seed, &said), made_by(plain_format, seed, &walked)) << "seed " << seed;
+        ASSERT_EQ(said, walked) << "seed " << seed;
+    }
+}
+
+TEST(FormatPlaces, SurviveEachRefusedAllocation)
+{
+    for (unsigned int seed : {3u, 8u, 11u, 63u}) {
+        refuse_each_allocation([&](int) {
+            Tree flat = random_flat_chain(seed);
+            Reports said;
+            Tree made(DICOM_Attribute_Format(nullptr, flat.head));
+            DICOM_Root root = {};
+            DICOM_Attribute_Sort(nullptr, &root, &made.head);
+            EXPECT_EQ(Refuse::happened(), said.failures() != "");
+        });
+    }
+}

@@ -1,0 +1,268 @@
+// Turns the flat run of elements that a reader sees into a tree: follows delimiters and declared lengths at once, so
+// that it copes with both encodings of a sequence and with streams in which one of the two is damaged.
+#include "dictionary/DICOM_Dictionary.h"
+#include "tree/open_chains.h"
+
+static const int64_t NO_END = -1;
+
+// Where a call stands in the stream.
+struct Nesting {
+    Open_Chains open;                                      // the tree, with a cursor whose depth is that of the stream
+    int64_t end_of_sequence[MAX_SEQUENCE_DEPTH + 1];       // position in the stream, or NO_END
+    int64_t end_of_item[MAX_SEQUENCE_DEPTH + 1];
+    bool has_warned_of_order;
+};
+
+static int depth_of(const Nesting *nesting)
+{
+    return nesting->open.root.Sequence_Depth;
+}
+
+static int64_t &sequence_end(Nesting *nesting)
+{
+    return nesting->end_of_sequence[depth_of(nesting)];
+}
+
+static int64_t &item_end(Nesting *nesting)
+{
+    return nesting->end_of_item[depth_of(nesting)];
+}
+
+static unsigned int shown_end(int64_t end)
+{
+    return static_cast<unsigned int>(end);
+}
+
+static bool has_ended(int64_t end, const DICOM_List *tag)
+{
+    return end >= 0 && end <= tag->pos;
+}
+
+// Where a sequence or an item of defined length ends. The sum may lie beyond what an int holds.
+static int64_t declared_end(const DICOM_List *tag)
+{
+    return static_cast<int64_t>(tag->size) + tag->data_pos;
+}
+
+static bool is_delimiter_group(unsigned short group)
+{
+    return group == GROUP_ITEM || group == ANY_TAG_NUMBER;
+}
+
+static void stop_sequence(HWND window, Nesting *nesting)
+{
+    DICOM_Attribute_Sequence_Stop(window, &nesting->open.root, LEVEL_FUNCTION);
+}
+
+/* ---- before the insertion ------------------------------------------------------------- */
+
+static void mark_retired_and_private(HWND window, DICOM_List *tag)
+{
+    if (tag->db != nullptr && tag->db->type <= 0) {
+        tag->flag |= FLAG_RETIRED;
+        REPORT(window, Flag_Error_Report, "\x02    (\x01%04x\x02,\x01%04x\x02) Retired from DICOM (\x01%s\x02)",
+               tag->group, tag->element, tag->db->description);
+    }
+    if (is_private_group(tag->group))
+        tag->flag |= FLAG_PRIVATE;
+}
+
+static void close_item_by_size(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    if (!has_ended(item_end(nesting), tag))
+        return;
+    item_end(nesting) = NO_END;
+    DICOM_Attribute_Item_Stop(window, &nesting->open.root, LEVEL_FUNCTION);
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Stop of Item\" from size");
+}
+
+static void close_by_size(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    while (has_ended(sequence_end(nesting), tag)) {
+        sequence_end(nesting) = NO_END;
+        stop_sequence(window, nesting);
+        REPORT(window, LEVEL_ATTRIBUTE, "\"Stop of Sequence\" from size");
+    }
+    close_item_by_size(window, nesting, tag);
+}
+
+static void close_sequence_at_delimiter(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    // A sequence of defined length may have a delimiter all the same; its end must not close the next one.
+    sequence_end(nesting) = NO_END;
+    stop_sequence(window, nesting);
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Stop of Sequence\" tag (%04x,%04x) size=%d (End_Of_Item:%04X)", tag->group,
+           tag->element, tag->size, shown_end(item_end(nesting)));
+}
+
+static void open_item(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    start_item(window, &nesting->open);
+    if (tag->size != UNDEFINED_LENGTH)
+        item_end(nesting) = declared_end(tag);
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Start of Item\" tag (%04x,%04x) size=%d (End_Of_Item[%d]:%04X)", tag->group,
+           tag->element, tag->size, depth_of(nesting), shown_end(item_end(nesting)));
+}
+
+// Tags ascend within a data set. Where one does not, a sequence of unknown end has run on into the data set around it.
+static void check_order(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    unsigned short group, element;
+    DICOM_Attribute_Sequence_Get(window, &nesting->open.root, depth_of(nesting), &group, &element, nullptr);
+    if ((tag->flag & ORIGIN_DICOM) == 0 || is_delimiter_group(tag->group) || is_delimiter_group(group) ||
+        tag_number(tag) >= tag_number(group, element))
+        return;
+
+    if (depth_of(nesting) == 0) {
+        if (!nesting->has_warned_of_order)
+            REPORT(window, Flag_Error_Warning,
+                   "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) tags should be sorted!", tag->group,
+                   tag->element);
+        nesting->has_warned_of_order = true;
+    } else if (sequence_end(nesting) <= 0) {
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) missing end of sequence tag!", tag->group,
+               tag->element);
+        sequence_end(nesting) = NO_END;
+        stop_sequence(window, nesting);
+    }
+}
+
+/* ---- after the insertion -------------------------------------------------------------- */
+
+static bool is_item_next(const DICOM_List *tag)
+{
+    return tag->next != nullptr && is_tag(tag->next, GROUP_ITEM, ELEMENT_ITEM);
+}
+
+// made is null where the insertion failed: then there is nothing to be marked.
+static void mark_deleted(DICOM_List *made)
+{
+    if (made != nullptr)
+        made->flag |= FLAG_DELETED;
+}
+
+static void open_sequence(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+{
+    start_sequence(window, &nesting->open, tag, made);
+    if (tag->size != UNDEFINED_LENGTH) {
+        sequence_end(nesting) = declared_end(tag);
+    } else if (tag->next == nullptr || tag->next->group != GROUP_ITEM) {
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Syntax Error! "
+               "VR=SQ should be followed by an \"item\" tag", tag->group, tag->element);
+        stop_sequence(window, nesting);
+        mark_deleted(made);
+    }
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Start of Sequence\" tag (%04x,%04x) size=%d (End_Of_Sequence[%d]:%04X)",
+           tag->group, tag->element, tag->size, depth_of(nesting), shown_end(sequence_end(nesting)));
+}
+
+// A value in fragments, as compressed pixel data has it, becomes a sequence of items.
+static void open_fragments(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+{
+    start_sequence(window, &nesting->open, tag, made);
+    if (!is_item_next(tag)) {
+        unsigned short vr = working_vr(tag);
+        REPORT(window, Flag_Error_Warning,
+               "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Syntax Error! "
+               "VR=%c%c Variable length tag should be followed by an \"item\" tag", tag->group, tag->element,
+               first_letter(vr), second_letter(vr));
+        stop_sequence(window, nesting);
+        mark_deleted(made);
+    }
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Start of Sequence\" tag (%04x,%04x) size=%d (End_Of_Sequence:%04X)",
+           tag->group, tag->element, tag->size, shown_end(sequence_end(nesting)));
+}
+
+// An implicit sequence of an unknown tag: only the item behind it tells what it is.
+static void open_unknown_sequence(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+{
+    start_sequence(window, &nesting->open, tag, made);
+    if (tag->size == UNDEFINED_LENGTH)
+        return;
+    sequence_end(nesting) = declared_end(tag);
+    if (made != nullptr)
+        made->size = UNDEFINED_LENGTH;
+}
+
+static void refuse_undefined_text(HWND window, const DICOM_List *tag, DICOM_List *made)
+{
+    REPORT(window, Flag_Error_Warning,
+           "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Syntax Error! "
+           "Variable length tag is not allowed for VR=%c%c", tag->group, tag->element, 'U', 'T');
+    mark_deleted(made);
+}
+
+// Opens what an element opens. False for a sequence that only its item gives away: no more is done about it.
+static bool open_by_vr(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+{
+    bool is_undefined = tag->size == UNDEFINED_LENGTH;
+    switch (working_vr(tag)) {
+    case VR_SQ:
+        open_sequence(window, nesting, tag, made);
+        return true;
+    case VR_UT:
+        if (is_undefined)
+            refuse_undefined_text(window, tag, made);
+        return true;
+    case VR_OB:
+    case VR_OW:
+    case VR_UN:
+        if (is_undefined)
+            open_fragments(window, nesting, tag, made);
+        return true;
+    case VR_NONE:
+        if (!is_item_next(tag))
+            return true;
+        open_unknown_sequence(window, nesting, tag, made);
+        return false;
+    default:
+        return true;
+    }
+}
+
+static void close_item_at_delimiter(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    DICOM_Attribute_Item_Stop(window, &nesting->open.root, LEVEL_FUNCTION);
+    REPORT(window, LEVEL_ATTRIBUTE, "\"Stop of Item\" tag (%04x,%04x) size=%d (End_Of_Item:%04X)", tag->group,
+           tag->element, tag->size, shown_end(item_end(nesting)));
+}
+
+/* ---- the whole chain ------------------------------------------------------------------ */
+
+static void format_tag(HWND window, Nesting *nesting, DICOM_List *tag)
+{
+    REPORT(window, LEVEL_FUNCTION, "DICOM_Attribute_Format (%04x,%04x) (pos:%04X)", tag->group, tag->element,
+           static_cast<unsigned int>(tag->pos));
+    mark_retired_and_private(window, tag);
+    close_by_size(window, nesting, tag);
+    if (is_tag(tag, GROUP_ITEM, ELEMENT_SEQUENCE_END))
+        close_sequence_at_delimiter(window, nesting, tag);
+    if (is_tag(tag, GROUP_ITEM, ELEMENT_ITEM))
+        open_item(window, nesting, tag);
+    check_order(window, nesting, tag);
+
+    DICOM_Attribute_Format_VR(window, tag);
+    DICOM_List *made = insert_open(window, &nesting->open, tag);
+    if (!open_by_vr(window, nesting, tag, made))
+        return;
+    if (is_tag(tag, GROUP_ITEM, ELEMENT_ITEM_END))
+        close_item_at_delimiter(window, nesting, tag);
+    close_item_by_size(window, nesting, tag);
+}
+
+DICOM_List *DICOM_Attribute_Format(HWND window, DICOM_List *list)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Format()");
+    Nesting nesting;
+    begin_tree(window, &nesting.open);
+    nesting.has_warned_of_order = false;
+    for (int depth = 0; depth <= MAX_SEQUENCE_DEPTH; depth++)
+        nesting.end_of_sequence[depth] = nesting.end_of_item[depth] = NO_END;
+
+    for (DICOM_List *tag = list; tag != nullptr; tag = tag->next)
+        format_tag(window, &nesting, tag);
+    end_tree(&nesting.open);
+    return nesting.open.head;
+}
