@@ -2,8 +2,6 @@
 // their own. The stages themselves are in vr_rules_stages.cpp, the quick looks in vr_rules_quick.cpp.
 #include "dictionary/vr_rules_internal.h"
 
-#include <limits.h>
-
 // Memory failures name the file of the twin at work.
 #define SOURCE (pass->twin->source)
 
@@ -201,35 +199,35 @@ static const unsigned int UT_MAX = 4294967293U;
 #define NO_UNIT 0, 0, ONE
 
 static constexpr VR_Rule rules[] = {
-    // VR   quick look     rule          lead     trail    characters  length       max  pad
+    // VR   quick look     rule          lead     trail  characters  length      max  pad
     //                                   NO_TEXT, swap, unit, values, expected length
-    {VR_AE, quick_text,    entity_rule,  SKIP,    SKIP,    PRINTABLE,  MULTIPLE,     16, ' '},
-    {VR_AS, quick_exact,   age_rule,     SKIP,    SKIP,    AGES,       SINGLE,        4, ' ', NO_UNIT, "4 bytes"},
+    {VR_AE, quick_text,    entity_rule,  SKIP,    SKIP,  PRINTABLE,  MULTIPLE,    16, ' '},
+    {VR_AS, quick_exact,   age_rule,     SKIP,    SKIP,  AGES,       SINGLE,       4, ' ', NO_UNIT, "4 bytes"},
     {VR_AT, quick_binary,  binary_rule,  NO_TEXT, 0, 4, ONE,  "multiple 2*\"Unigned Short\""},
-    {VR_CS, quick_text,    text_rule,    ' ',     ' ',     CODES,      MULTIPLE,     16, ' '},
-    {VR_DA, quick_exact,   date_rule,    SKIP,    SKIP,    DATES,      SINGLE,        8, ' ', NO_UNIT, "6, 8 or 10 bytes"},
-    {VR_DS, quick_text,    text_rule,    ' ',     ' ',     DECIMALS,   MULTIPLE,     16, ' '},
-    {VR_DT, quick_text,    text_rule,    NO_LEAD, ' ',     DATE_TIMES, MULTIPLE,     26, ' '},
+    {VR_CS, quick_text,    text_rule,    ' ',     ' ',   CODES,      MULTIPLE,    16, ' '},
+    {VR_DA, quick_exact,   date_rule,    SKIP,    SKIP,  DATES,      SINGLE,       8, ' ', NO_UNIT, "6, 8 or 10 bytes"},
+    {VR_DS, quick_text,    text_rule,    ' ',     ' ',   DECIMALS,   MULTIPLE,    16, ' '},
+    {VR_DT, quick_text,    text_rule,    NO_LEAD, ' ',   DATE_TIMES, MULTIPLE,    26, ' '},
     {VR_FD, quick_binary,  binary_rule,  NO_TEXT, 8, 8, EACH, "\"Floation Point Double\""},
     {VR_FL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Floation Point\""},
-    {VR_IS, quick_integer, integer_rule, ' ',     ' ',     INTEGERS,   MULTIPLE,     12, ' '},
-    {VR_LO, quick_text,    text_rule,    ' ',     ' ',     ANY_CHAR,   MULTIPLE,     64, ' '},
-    {VR_LT, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,    10240, ' '},
+    {VR_IS, quick_integer, integer_rule, ' ',     ' ',   INTEGERS,   MULTIPLE,    12, ' '},
+    {VR_LO, quick_text,    text_rule,    ' ',     ' ',   ANY_CHAR,   MULTIPLE,    64, ' '},
+    {VR_LT, quick_text,    text_rule,    NO_LEAD, ' ',   ANY_CHAR,   SINGLE,   10240, ' '},
     {VR_OB, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_OF, quick_binary,  binary_rule,  NO_TEXT, 4, 4, ONE,  "\"Other Float\""},
     {VR_OW, quick_binary,  binary_rule,  NO_TEXT, 2, 2, ONE,  "\"Other Word\""},
-    {VR_PN, quick_text,    text_rule,    SKIP,    SKIP,    ANY_CHAR,   MULTIPLE,    320, ' '},
-    {VR_SH, quick_text,    text_rule,    ' ',     ' ',     ANY_CHAR,   MULTIPLE,     16, ' '},
+    {VR_PN, quick_text,    text_rule,    SKIP,    SKIP,  ANY_CHAR,   MULTIPLE,   320, ' '},
+    {VR_SH, quick_text,    text_rule,    ' ',     ' ',   ANY_CHAR,   MULTIPLE,    16, ' '},
     {VR_SL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Signed Long\""},
     {VR_SQ, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_SS, quick_binary,  binary_rule,  NO_TEXT, 2, 2, EACH, "\"Signed Short\""},
-    {VR_ST, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,     1024, ' '},
-    {VR_TM, quick_time,    time_rule,    NO_LEAD, ' ',     TIMES,      MULTIPLE,     16, ' '},
-    {VR_UI, quick_text,    text_rule,    NO_LEAD, '\0',    UIDS,       MULTIPLE,     64, '\0'},
+    {VR_ST, quick_text,    text_rule,    NO_LEAD, ' ',   ANY_CHAR,   SINGLE,    1024, ' '},
+    {VR_TM, quick_time,    time_rule,    NO_LEAD, ' ',   TIMES,      MULTIPLE,    16, ' '},
+    {VR_UI, quick_text,    text_rule,    NO_LEAD, '\0',  UIDS,       MULTIPLE,    64, '\0'},
     {VR_UL, quick_binary,  binary_rule,  NO_TEXT, 4, 4, EACH, "\"Signed Long\""},
     {VR_UN, quick_binary,  binary_rule,  NO_TEXT, 0, 1, ONE,  nullptr},
     {VR_US, quick_binary,  binary_rule,  NO_TEXT, 2, 2, EACH, "\"Unsigned Short\""},
-    {VR_UT, quick_text,    text_rule,    NO_LEAD, ' ',     ANY_CHAR,   SINGLE,   UT_MAX, ' '},
+    {VR_UT, quick_text,    text_rule,    NO_LEAD, ' ',   ANY_CHAR,   SINGLE,   UT_MAX, ' '},
 };
 // clang-format on
 

@@ -41,7 +41,7 @@ const char *warning_prefix(Pass *pass)
 
 static void reverse_units(DICOM_List *tag, int unit)
 {
-    for (int at = 0; at <= tag->size - unit; at += unit) {
+    for (int at = 0; tag->size - at >= unit; at += unit) {
         char *bytes = tag->data + at;
         if (unit == 2)
             store_16(SYNTAX_IMPLICIT, bytes, load_16(SYNTAX_BIG_ENDIAN, bytes));

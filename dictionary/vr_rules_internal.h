@@ -6,20 +6,22 @@
 
 #include "tree/tree_internal.h"
 
-// Where the twins differ. The texts are formats for Error_Fct; each is used in one place.
+// Where the twins differ. The texts are formats for Error_Fct, with the arguments that stand beside them.
+// clang-format off
 struct Twin {
-    const char *source;       // the file that reports of memory failures name
-    bool repairs;             // changes the value and its flag; else judges a copy of the value
-    const char *swab_trace;   // group, element; so in all traces
+    const char *source;           // the file that reports of memory failures name
+    bool repairs;                 // changes the value and its flag; else judges a copy of the value
+    const char *swab_trace;       // group, element; so in all traces
     const char *tag_trace;
     const char *multiple_trace;
-    const char *single_trace;   // or null
+    const char *single_trace;     // null: none
     const char *int_trace;
     const char *last_backslash;   // prefix
-    const char *long_text;    // prefix, length, limit; then, if it likes, start and end of what is kept, what is cut
-    const char *old_syntax;   // prefix, length and start of the old text, length and start of the new one
-    const char *lost_day;     // prefix, length and start of the old text, the new one
+    const char *long_text;        // prefix, length, limit; of a twin that cuts: start and end of what is kept, the rest
+    const char *old_syntax;       // prefix, length and start of the old text, length and start of the new one
+    const char *lost_day;         // prefix, length and start of the old text, the new one
 };
+// clang-format on
 extern const Twin cleanup_twin, syntax_twin;
 
 // One attribute in the hands of one twin: what a stage needs to make its reports.

@@ -2,8 +2,6 @@
 // neither change it nor say anything. Whatever looks odd is left to the stages, which do each of their steps.
 #include "dictionary/vr_rules_internal.h"
 
-#include <limits.h>
-
 /* ---- classes of characters --------------------------------------------------------- */
 
 static constexpr const char *set_texts[CHAR_SETS] = {
@@ -96,10 +94,10 @@ static int count_clean_values(const char *text, int length, int size, const VR_R
     int count = 1, start = 0;
     for (int at = 0; at < length; at++) {
         unsigned int found = class_of(text[at]);
+        if ((found & (wanted | BREAK)) == wanted)
+            continue;
         if ((found & wanted) == 0)
             return 0;
-        if ((found & BREAK) == 0)
-            continue;
         if (text[at] == ' ') {
             if (at == start)
                 return 0;
@@ -110,7 +108,7 @@ static int count_clean_values(const char *text, int length, int size, const VR_R
         start = at + 1;
         count++;
     }
-    if (length > start && text[length - 1] == ' ')
+    if (text[length - 1] == ' ')
         return 0;
     // Without a padding stage the pad byte counts towards the length of the last value.
     int last = rule->trail == SKIP ? size - start : length - start;
@@ -129,11 +127,10 @@ static int count_clean_text(const DICOM_List *tag, const VR_Rule *rule)
         return 0;
 
     if (rule->stage == SINGLE) {
-        bool terminated = memchr(tag->data, '\0', static_cast<size_t>(length)) != nullptr;
-        return !terminated && static_cast<unsigned int>(length) <= rule->max;
+        bool fits = static_cast<unsigned int>(length) <= rule->max;
+        return fits && memchr(tag->data, '\0', static_cast<size_t>(length)) == nullptr;
     }
-    int end_of_text = rule->trail == SKIP ? tag->size : length;
-    if (!is_private_group(tag->group) && tag->data[end_of_text - 1] == '\\')
+    if (!is_private_group(tag->group) && tag->data[length - 1] == '\\')
         return 0;
     return count_clean_values(tag->data, length, tag->size, rule);
 }

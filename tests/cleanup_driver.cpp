@@ -87,6 +87,22 @@ TEST(Cleanup, LeavesValuesWithoutARuleAlone)
     }
 }
 
+TEST(Cleanup, StandsValuesWhoseSizeIsNoLength)
+{
+    static const char VRS[] = "AEASATCSDADSDTFDFLISLOLTOBOFOWPNSHSLSQSSSTTMUIULUNUSUT";
+    for (const char *vr = VRS; *vr != '\0'; vr += 2)
+        for (int size : {0, -1, INT32_MIN}) {
+            Reports said;
+            for (auto operation : {DICOM_Attribute_Cleanup, DICOM_Attribute_Syntax}) {
+                Value value(std::string(vr, 2), "");
+                value.tag.size = size;
+                value.tag.syntax = SYNTAX_BIG_ENDIAN;
+                DICOM_Root root = {};
+                EXPECT_EQ(operation(nullptr, &root, &value.tag), 1) << std::string(vr, 2) << size;
+            }
+        }
+}
+
 TEST(CleanupCount, IsThatOfTheFirstAlternateOfTheRow)
 {
     struct { int type, minimum, maximum, count, result; const char *said; } cases[] = {
