@@ -82,6 +82,8 @@ static int kept_bytes(HWND window, DICOM_Root *root, DICOM_List *tag)
 {
     if (tag->item == nullptr)
         return tag->size > 0 ? tag->size : 0;
+    if (!is_in_reach(window, root, tag))
+        return 1;   // not looked into, so not known to be empty
     int kept = 0;
     walk(window, root, tag, LEVEL_FUNCTION,
          [&](DICOM_List *item) { kept = sum(kept, DICOM_Postproc_Step_2(window, root, item, tag->type)); });
@@ -92,8 +94,6 @@ int DICOM_Postproc_Step_2(HWND window, DICOM_Root *root, DICOM_List *target, uns
 {
     int kept = 0;
     for (DICOM_List *tag = target; tag != nullptr; tag = tag->next) {
-        if (tag->item != nullptr && !is_in_reach(window, root, tag))
-            continue;   // not looked into, so not known to be empty
         int bytes = kept_bytes(window, root, tag);
         bool may_be_absent = tag->type == TYPE_NONE || tag->type == TYPE_3 || parent_type == TYPE_2C;
         if (bytes == 0 && may_be_absent)
