@@ -1,0 +1,323 @@
+// Complement: rows, VRs and descriptions for each kind of tag; private attributes and their creators.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <deque>
+#include <fstream>
+
+#include "dictionary/dictionary_internal.h"
+#include "tests/support/reports.h"
+#include "tree/tree_internal.h"
+
+// A chain of nodes. Values and items belong to the test, descriptions to the nodes.
+struct Chain {
+    explicit Chain(int chain_depth = 0) : depth(chain_depth) {}
+    ~Chain()
+    {
+        for (DICOM_List &tag : nodes)
+            free(tag.description);
+    }
+    Chain(const Chain &) = delete;
+
+    DICOM_List &add(int group, int element, const char *value = nullptr, int size = -2)
+    {
+        DICOM_List tag = {};
+        tag.depth = static_cast<unsigned char>(depth);
+        tag.group = static_cast<unsigned short>(group);
+        tag.element = static_cast<unsigned short>(element);
+        tag.data = const_cast<char *>(value);
+        tag.size = size != -2 ? size : value != nullptr ? static_cast<int>(strlen(value)) : 0;
+        nodes.push_back(tag);
+        if (nodes.size() > 1)
+            nodes[nodes.size() - 2].next = &nodes.back();
+        return nodes.back();
+    }
+
+    void complement(DICOM_Root root = {})
+    {
+        EXPECT_EQ(DICOM_Attribute_Complement(nullptr, &root, nodes.empty() ? nullptr : &nodes.front()), 0);
+    }
+
+    int depth;
+    std::deque<DICOM_List> nodes;
+};
+
+// "VR [description]", with "-" for what is not there.
+static std::string told(const DICOM_List &tag)
+{
+    std::string out = {shown_letter(first_letter(tag.vr)), shown_letter(second_letter(tag.vr)), ' '};
+    if (tag.description == nullptr)
+        return out + "-";
+    return out + "[" + tag.description + "]";
+}
+
+TEST(Complement, GivesEachKindOfTagItsDue)
+{
+    const char banner_0008[] = "UL [\xF1\x02===== Group 0008 (Identifying) =======]";
+    const char banner_0018[] = "UL [\xF1\x02===== Group 0018 (Acquisition) =======]";
+    const char compression[] = "LT [\xF1\x02---- ---- Group 1000: Compression Info ---- ----\xF0\x01]";
+    struct { int group, element, size, flag; const char *told; } cases[] = {
+        {0x0002, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0002 (File) ==============]"},
+        {0x0008, 0x0000, 4, 0, banner_0008},
+        {0x0008, 0x0000, 0, 0, banner_0008},
+        {0x0010, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0010 (Patient) ===========]"},
+        {0x0018, 0x0000, 2, 0, banner_0018},
+        {0x0020, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0020 (Relationship) ======]"},
+        {0x0028, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0028 (Presentation) ======]"},
+        {0x7FE0, 0x0000, 9, 0, "UL [\xF1\x02===== Group 7FE0 (Image Data) ========]"},
+        {0x0009, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0009 =====================]"},
+        {0x0009, 0x0000, 2, 0, "-- -"},
+        {0x0004, 0x0000, 4, 0, "UL [\xF1\x02===== Group 0004 =====================]"},
+        {0x0004, 0x0000, 2, 0, "UL -"},                            // a row of the dictionary
+        {0xABCC, 0x0000, 4, 0, "UL [\xF1\x02===== Group abcc =====================]"},
+        {0x0018, 0x0010, 0, 0, "LO -"},
+        {0x0028, 0x0106, 2, 0, "US -"},                            // the first alternate
+        {0x0018, 0x1240, 2, 0, "RT -"},                            // the row without a VR
+        {0x6002, 0x3000, 2, 0, "OB -"},
+        {0x0008, 0x9999, 2, 0, "-- -"},
+        {0x7FE0, 0x0010, 2, 0, "OB [Pixel Data]"},
+        {0x7FE0, 0x0010, 2, FLAG_PRIVATE, "OB [Pixel Data]"},      // not of the compressed groups
+        {0xFFFE, 0xE000, 0, 0, "I- [\x01Item]"},
+        {0xFFFE, 0xE00D, 0, 0, "Ia [\x01Item Delimitation Item]"},
+        {0xFFFE, 0xE0DD, 0, 0, "Ia [\x01Sequence Delimitation Item]"},
+        {0xFFFE, 0xE0FF, 0, 0, "-- -"},
+        {0x1000, 0x0000, 4, FLAG_PRIVATE, compression},
+        {0x1000, 0x0000, 2, FLAG_PRIVATE, compression},
+        {0x1000, 0x0000, 4, 0, "UL [\xF1\x02===== Group 1000 =====================]"},
+        {0x1000, 0x0010, 2, FLAG_PRIVATE, "US [Huffman:]"},
+        {0x1000, 0x0010, 2, 0, "-- -"},
+        {0x1000, 0x0012, 2, FLAG_PRIVATE, "US [Nb. Huffman Values:]"},
+        {0x1000, 0x0013, 2, FLAG_PRIVATE, "SS [Huffman Values:]"},
+        {0x1000, 0x0011, 2, FLAG_PRIVATE, "-- -"},
+        {0x7F00, 0x0000, 4, FLAG_PRIVATE, "UL [Siemens Compression: Group Name]"},
+        {0x7F00, 0x0010, 2, FLAG_PRIVATE, "OB [Siemens Compression: Data]"},
+        {0x7FDE, 0x0011, 2, FLAG_PRIVATE, "OW [Siemens Compression: Next Group]"},
+        {0x7FDE, 0x0011, 2, 0, "-- -"},
+        {0x7EFE, 0x0010, 2, FLAG_PRIVATE, "-- -"},
+        {0x0029, 0x0010, 2, 0, "LO [Private Creator Data Element]"},
+        {0x0029, 0x00FF, 2, 0, "LO [Private Creator Data Element]"},
+        {0x0029, 0x000F, 2, 0, "-- -"},
+        {0x0029, 0x0100, 2, 0, "-- -"},
+        {0x0029, 0x0FFF, 2, 0, "-- -"},
+        {0x0029, 0x1010, 2, 0, "-- -"},                            // without its creator
+    };
+    for (const auto &each : cases) {
+        Chain chain;
+        DICOM_List &tag = chain.add(each.group, each.element, nullptr, each.size);
+        tag.flag = static_cast<unsigned short>(each.flag);
+        chain.complement();
+        EXPECT_EQ(told(tag), each.told) << std::hex << each.group << ',' << each.element << ' ' << each.size;
+        EXPECT_EQ(tag.db, NEMA_db_Locate(tag.group, tag.element));
+        EXPECT_EQ(tag.flag, each.flag);
+        if (tag.description != nullptr && strstr(tag.description, "=====") != nullptr) {
+            EXPECT_EQ(strlen(tag.description), 40u);
+        }
+    }
+}
+
+TEST(Complement, KeepsWhatIsThere)
+{
+    Chain chain;
+    DICOM_List &length = chain.add(0x0008, 0x0000), &part = chain.add(0x0018, 0x0010), &other = chain.add(0x0018, 0x0015);
+    length.description = strdup("of a definition");
+    part.vr = VR_SH;
+    other.db = NEMA_db_Locate(0x0010, 0x0010);
+    DICOM_List &item = chain.add(0xFFFE, 0xE000), &pixels = chain.add(0x7FE0, 0x0010);
+    item.vr = VR_UL;
+    pixels.vr = VR_OW;
+    pixels.description = strdup("of a definition");
+    chain.complement();
+    EXPECT_EQ(told(length), "-- [of a definition]");
+    EXPECT_EQ(told(part), "SH -");
+    EXPECT_NE(part.db, nullptr);
+    EXPECT_EQ(told(other), "PN -") << "a row that is set is not looked up again";
+    EXPECT_EQ(told(item), "UL [\x01Item]");
+    EXPECT_EQ(told(pixels), "OB [Pixel Data]") << "whatever they were before";
+}
+
+TEST(Complement, SetsADescriptionAndAVR)
+{
+    Chain chain;
+    DICOM_List &tag = chain.add(0x0008, 0x0060);
+    EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &tag, VR_CS, "%s %d", "number", 7), 1);
+    EXPECT_EQ(told(tag), "CS [number 7]");
+    EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &tag, 0, "%s again", tag.description), 1);
+    EXPECT_EQ(told(tag), "CS [number 7 again]");
+    EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &tag, 0, "%s", std::string(500, 'x').c_str()), 1);
+    EXPECT_EQ(told(tag), "CS [" + std::string(287, 'x') + "]");
+    EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &tag, 0, "%s", ""), 1);
+    EXPECT_EQ(told(tag), "CS -");
+}
+
+TEST(Complement, WalksItemsWithTheCursor)
+{
+    Chain inner(1), second(1), outer;
+    DICOM_List &creator = inner.add(0x0029, 0x0010, "IN THE ITEM"), &element = inner.add(0x0029, 0x1010);
+    DICOM_List &orphan = second.add(0x0029, 0x1010), hidden = {};
+    hidden.group = 0x7FE0;
+    hidden.element = 0x0010;
+    outer.add(0x0029, 0x0010, "OUTSIDE");
+    DICOM_List &sequence = outer.add(0x0008, 0x1140);
+    DICOM_List *items[] = {&inner.nodes[0], &second.nodes[0], nullptr, &hidden};
+    sequence.item = items;
+    sequence.nb_item = 4;
+    Reports said(LEVEL_FUNCTION);
+    outer.complement();
+    EXPECT_EQ(told(creator), "LO [Private Creator Data Element]");
+    EXPECT_EQ(told(element), "-- [IN THE ITEM]");
+    EXPECT_EQ(told(orphan), "-- -") << "the creator has to stand in the same item";
+    EXPECT_EQ(hidden.description, nullptr) << "behind an empty slot";
+    EXPECT_EQ(said.texts(14), "in DICOM_Attribute_Complement()\nin DICOM_Attribute_Complement()\n"
+                              "in DICOM_Attribute_Complement()\n");
+    std::string traces = said.texts(15);
+    EXPECT_NE(traces.find("in DICOM_Attribute_Sequence_Start(0008,1140)\n"), std::string::npos);
+    EXPECT_NE(traces.find("DICOM_Attribute_Complement (0029,1010)\nin DICOM_Attribute_Get(0029,0010)\n"
+                          "in DICOM_Module_Read_Private(IN THE ITEM)\n"), std::string::npos) << traces;
+}
+
+TEST(Complement, TracesTheVendorLayouts)
+{
+    Chain chain;
+    chain.add(0x1000, 0x0010).flag = FLAG_PRIVATE;
+    chain.add(0x7F02, 0x0010).flag = FLAG_PRIVATE;
+    Reports said(LEVEL_FUNCTION);
+    chain.complement();
+    EXPECT_EQ(said.texts(15), "DICOM_Attribute_Complement (1000,0010)\nin SPI_Complement_1000(1000,0010)\n"
+                              "DICOM_Attribute_Complement (7f02,0010)\nin SPI_Complement_7Fxx(7f02,0010)\n");
+    Chain nothing;
+    said.all.clear();
+    nothing.complement();
+    EXPECT_EQ(said.all, (std::vector<Report>{{14, "in DICOM_Attribute_Complement()"}}));
+}
+
+/* ---- private creators ---------------------------------------------------------------- */
+
+TEST(Complement_Private, TakesTheCreatorAsDescription)
+{
+    const std::string padded = "  " + std::string(60, 'c') + "    xxxxxxxxx", with_zero("AB\0CD", 5);
+    struct { const char *value; int size; const char *described; } cases[] = {
+        {"CREATOR 1  ", -2, "-- [CREATOR 1]"},
+        {"100%s %d", -2, "-- [100%s %d]"},
+        {padded.c_str(), -2, "-- [cccccccccccccccccccccccccccccccccccccccccccccccccccccccccccc]"},   // cut, then stripped
+        {with_zero.c_str(), 5, "-- [AB]"},
+        {"", -2, "-- -"},
+        {"   ", -2, "-- -"},
+        {nullptr, 2000, "-- -"},                                   // left in the source
+        {"any", -1, "-- -"},                                       // undefined length
+    };
+    for (const auto &each : cases) {
+        Chain chain;
+        chain.add(0x0029, 0x0010, each.value, each.size);
+        DICOM_List &tag = chain.add(0x0029, 0x1010);
+        chain.complement();
+        EXPECT_EQ(told(tag), each.described);
+    }
+}
+
+TEST(Complement_Private, TakesTheFirstCreatorOfTheChainWhereverItStands)
+{
+    Chain chain;
+    DICOM_List &first = chain.add(0x0029, 0x1010), &second = chain.add(0x0029, 0x1110), &third = chain.add(0x0029, 0xFF10);
+    DICOM_List &other_group = chain.add(0x002B, 0x1010), &no_creator = chain.add(0x0029, 0x1210);
+    DICOM_List &any_group = chain.add(0xFFFF, 0x1010), &any_late = chain.add(0xFFFF, 0x1610);
+    chain.add(0x0008, 0x0016, "EVEN");
+    chain.add(0x0029, 0x0011, "B");
+    chain.add(0x0029, 0x0010, "A");
+    chain.add(0x0029, 0x00FF, "FF");
+    chain.add(0x0029, 0x0010, "LATE");
+    chain.add(0x002B, 0x0010, "OTHER");
+    for (int i = 0x20; i < 0x60; i++)
+        chain.add(0x0029, i, "MORE THAN A FEW");
+    chain.complement();
+    EXPECT_EQ(told(first), "-- [A]");
+    EXPECT_EQ(told(second), "-- [B]");
+    EXPECT_EQ(told(third), "-- [FF]");
+    EXPECT_EQ(told(other_group), "-- [OTHER]");
+    EXPECT_EQ(told(no_creator), "-- -");
+    EXPECT_EQ(told(any_group), "-- [A]") << "FFFF is a wildcard of the lookup";
+    EXPECT_EQ(told(any_late), "-- [EVEN]");
+
+    Chain again;
+    again.add(0x0029, 0x0010, "A");
+    DICOM_List &single = again.add(0x0029, 0x1010), &alone = again.add(0x0029, 0x1110);
+    DICOM_Root root = {};
+    EXPECT_EQ(DICOM_Attribute_Complement_Private(nullptr, &root, &again.nodes[0], &single), 1);
+    EXPECT_EQ(DICOM_Attribute_Complement_Private(nullptr, &root, &again.nodes[0], &alone), 1);
+    EXPECT_EQ(DICOM_Attribute_Complement_Private(nullptr, &root, nullptr, &alone), 1);
+    EXPECT_EQ(told(single), "-- [A]");
+    EXPECT_EQ(told(alone), "-- -");
+}
+
+// A chain of private elements whose creator stands at the end, or nowhere: a scan for each would take hours.
+TEST(Complement_Private, TakesTimeInProportionToTheChain)
+{
+    Chain chain;
+    for (int i = 0; i < 200000; i++)
+        chain.add(i % 3 == 0 ? 0xFFFF : 0x0029, 0x1000 + i % 0xEFFF);
+    chain.add(0x0029, 0x0020, "LAST");
+    chain.complement();
+    EXPECT_EQ(told(chain.nodes[0x1001]), "-- [LAST]");
+    EXPECT_EQ(told(chain.nodes[1]), "-- -");
+}
+
+TEST(Complement_Private, AsksTheDefinitionFileOfTheCreator)
+{
+    char folder[] = "/tmp/velmora_complement_XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string directory = std::string(folder) + "/", path = directory + "DICOM_Private_SITE NOTES.txt";
+    std::ofstream(path) << "(0029,1010) VR=LO desc=\"Site remark\"\n(0029,0011) VR=US desc=\"Reading count\"\n";
+    DICOM_Module_Free_Private();
+    DICOM_Module_Setup(nullptr, directory.c_str());
+
+    Chain chain;
+    DICOM_List &creator = chain.add(0x0029, 0x0010, "Site Notes "), &exact = chain.add(0x0029, 0x1010);
+    DICOM_List &by_low_byte = chain.add(0x0029, 0x1011), &unknown = chain.add(0x0029, 0x1012);
+    chain.complement();
+    EXPECT_EQ(told(creator), "LO [Private Creator Data Element]");
+    EXPECT_EQ(told(exact), "LO [Site remark]");
+    EXPECT_EQ(told(by_low_byte), "US [Reading count]");
+    EXPECT_EQ(told(unknown), "-- [Site Notes]");
+
+    DICOM_Module_Free_Private();
+    DICOM_Module_Cleanup();
+    unlink(path.c_str());
+    rmdir(folder);
+}
+
+TEST(Complement, GoesOnWithoutMemory)
+{
+    NEMA_db_Load();
+    DICOM_Module_Free_Private();
+    int refused = 0;
+    refuse_each_allocation([&](int) {
+        Chain chain;
+        chain.add(0x0008, 0x0000);
+        for (int i = 0x10; i < 0x30; i++)
+            chain.add(0x0029, i, "CREATOR");
+        DICOM_List &element = chain.add(0x0029, 0x1010), &pixels = chain.add(0x7FE0, 0x0010);
+        pixels.description = strdup("old");
+        Reports said;
+        chain.complement();
+        EXPECT_EQ(pixels.vr, VR_OB);
+        if (pixels.description == nullptr) {
+            EXPECT_EQ(said.failures(), "line N of .\\NEMA_Tag_Complement \nmemory error in strdup (var=tag->description)\n");
+            EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &pixels, VR_OW, "again"), 1);
+        } else {
+            EXPECT_EQ(told(pixels), "OB [Pixel Data]");
+            if (said.failures().find("var=creators") != std::string::npos) {
+                EXPECT_EQ(told(element), "-- [CREATOR]") << "found by a scan instead";
+            }
+        }
+        refused += said.failures().empty() ? 0 : 1;
+        DICOM_Module_Free_Private();
+    });
+    EXPECT_GE(refused, 36);
+
+    Chain chain;
+    DICOM_List &tag = chain.add(0x0008, 0x0060);
+    Reports said;
+    Refuse refuse(1);
+    EXPECT_EQ(DICOM_Attribute_Complement_Tag(nullptr, &tag, VR_CS, "%s", "text"), 0);
+    EXPECT_EQ(told(tag), "CS -");
+}
