@@ -9,7 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum { ROWS = 64, COLUMNS = 64 };
+static const int ROWS = 64, COLUMNS = 64;
 
 static const char CT_IMAGE_STORAGE[] = "1.2.840.10008.5.1.4.1.1.2";
 static const char EXPLICIT_LITTLE_ENDIAN[] = "1.2.840.10008.1.2.1";
