@@ -24,7 +24,7 @@ def public_headers(source):
 
 
 def without_comments(text):
-    return re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
+    return re.sub(r"//[^\n]*|/\*.*?\*/|^#[^\n]*", "", text, flags=re.S | re.M)
 
 
 def declared_names(headers):
