@@ -85,7 +85,7 @@ static void release_dictionary()
     release(&group_blocks);
     groups = filing.node = nullptr;
     is_built = false;
-    build_number++;   // also when the next build fails: what threads remember is gone
+    build_number++;   // here, not at the next build, which may fail: what threads remember is gone
 }
 
 /* ---- filing a row ------------------------------------------------------------------ */
@@ -204,7 +204,6 @@ int NEMA_db_Load()
     int filed = 0;
     for (int i = 0; i < DICTIONARY_GROUPS; i++)
         filed += NEMA_db_Read_Table(dictionary_lines[i], dictionary_sizes[i]);
-    build_number++;
     is_built = true;
     return filed;
 }
@@ -275,8 +274,8 @@ static bool has_tag(const Row *row, unsigned short group, unsigned short element
     return row->seen.group == group && row->seen.element == element;
 }
 
-// The told way: both lists from their heads, but for the rows of a group in which the last lookup ended in front of the
-// element asked for.
+// Walks both lists from their heads, but goes on from the row that was found last when the one asked for stands behind
+// it in the same group.
 static Row *search(unsigned short group, unsigned short element, Row *last)
 {
     for (TAG_db_Group *node = groups; node != nullptr; node = node->next) {

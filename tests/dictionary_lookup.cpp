@@ -63,7 +63,7 @@ TEST(Dictionary_Lookup, StartsAnewAfterCleanup)
     EXPECT_EQ(description(0x0008, 0x0070), "Manufacturer");
 }
 
-// The told way to find a row: both lists from their heads, nothing remembered.
+// Both lists from their heads, nothing remembered.
 static const TAG_db_Elems *plain_scan(unsigned short group, unsigned short element)
 {
     for (const TAG_db_Group *node = NEMA_db_Groups(); node != nullptr && group % 2 == 0; node = node->next)
