@@ -135,19 +135,21 @@ TEST(Step5, FetchesTheValuesOfItsRange)
     DICOM_Lib_File_Name = source.data();
     File_Work_File_Count = 9;
     Tree tree({unread({0x0009, 0x1001}, "UN", 1024, 10), unread({0x0009, 0x1002}, "UN", 1025, 20),
-               sequence_of({0x0009, 0x1003}, {{unread({0x0009, 0x1001}, "UN", 2000, 30)}}),
+               sequence_of({0x0009, 0x1003}, {{unread({0xFFFE, 0xE000}, "I-", 2010, 25),
+                                               unread({0x0009, 0x1001}, "UN", 2000, 30)}}),
                unread({0x0009, 0x1004}, "UN", 999999, 40), unread({0x0009, 0x1005}, "UN", 1000000, 50),
                unread({0x0009, 0x1006}, "UN", -1, 60)});
+    DICOM_List *small = tree.head, *first = small->next, *nested = first->next, *large = nested->next;
+    nested->size = 2018;
     Reports said(13);
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_5(nullptr, &root, tree.head), 1);
     EXPECT_EQ(said.texts(13), "Reading missing: 1025 bytes at 20\nReading missing: 2000 bytes at 30\n"
                               "Reading missing: 999999 bytes at 40\n");
-    DICOM_List *small = tree.head, *first = small->next, *nested = first->next, *large = nested->next;
     EXPECT_EQ(value(first), source.substr(20, 1025));
-    EXPECT_EQ(value(nested->item[0]), source.substr(30, 2000));
+    EXPECT_EQ(value(nested->item[0]->next), source.substr(30, 2000));
     EXPECT_EQ(value(large), source.substr(40, 999999));
-    for (const DICOM_List *node : {small, large->next, large->next->next})
+    for (const DICOM_List *node : {small, nested, nested->item[0], large->next, large->next->next})
         EXPECT_EQ(node->data, nullptr) << node->size;
     EXPECT_EQ(File_Work_File_Pos[9], 20 + 1025);
     EXPECT_EQ(File_Work_File_Pos[0], 30 + 2000) << "slots are taken in turn";

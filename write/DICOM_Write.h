@@ -102,7 +102,7 @@ DICOM_EXPORT int DICOM_Postproc_Step_2(HWND window, DICOM_Root *root, DICOM_List
 DICOM_EXPORT int DICOM_Postproc_Step_4(HWND window, DICOM_Root *root, DICOM_List **target, DICOM_List *tmplt);
 
 // Fetches the values of 1025 to 999,999 bytes that were left in the source, which DICOM_Lib_File_Source and
-// DICOM_Lib_File_Name name. Larger ones stay there for the host's image callbacks.
+// DICOM_Lib_File_Name name. Larger ones stay there for the host's image callbacks. Sequences have no value to fetch.
 // Returns 1. Returns 0 at the first value of this chain that can not be fetched, which is reported; its node stays
 // unread. A failure inside an item is reported too, but does not end the walk.
 DICOM_EXPORT int DICOM_Postproc_Step_5(HWND window, DICOM_Root *root, DICOM_List *target);

@@ -117,11 +117,24 @@ int DICOM_Postproc_Step_4(HWND window, DICOM_Root *root, DICOM_List **target, DI
     return 1;
 }
 
+// A sequence, and an item tag in front of its attributes, tell the length of what the tree holds below and behind them:
+// there is no value of their own in the source. The item tag of a fragment stands alone, and has one.
+static bool is_structure(const DICOM_List *tag)
+{
+    if (tag->item != nullptr || working_vr(tag) == VR_SQ)
+        return true;
+    return is_tag(tag, GROUP_ITEM, ELEMENT_ITEM) && tag->next != nullptr;
+}
+
+static bool is_to_be_fetched(const DICOM_List *tag)
+{
+    return is_unread(tag) && tag->size <= LARGEST_FETCHED_VALUE && !is_structure(tag);
+}
+
 int DICOM_Postproc_Step_5(HWND window, DICOM_Root *root, DICOM_List *target)
 {
     for (DICOM_List *tag = target; tag != nullptr; tag = tag->next) {
-        if (is_unread(tag) && tag->size <= LARGEST_FETCHED_VALUE &&
-            !fetch_unread_value(window, tag, LEVEL_OPERATION, "pt->data", HERE))
+        if (is_to_be_fetched(tag) && !fetch_unread_value(window, tag, LEVEL_OPERATION, "pt->data", HERE))
             return 0;
         walk(window, root, tag, LEVEL_FUNCTION, [&](DICOM_List *item) { DICOM_Postproc_Step_5(window, root, item); });
     }
