@@ -1,0 +1,114 @@
+// The state of one reading of a stream: the levels that are open, and the chains that the nodes go to. Shared by the
+// loop over the elements (reading.cpp) and the keeping of the levels (nesting.cpp).
+#ifndef VELMORA_HOST_READING_H
+#define VELMORA_HOST_READING_H
+
+#include "host/host_internal.h"
+
+namespace velmora_host
+{
+
+enum Level_Kind : unsigned char {
+    LEVEL_TOP,         // the data set
+    LEVEL_SEQUENCE,    // items are expected
+    LEVEL_ITEM,        // elements are expected
+    LEVEL_FRAGMENTS,   // of encapsulated pixel data: items that hold plain bytes
+};
+
+struct Level {
+    DICOM_List *node;        // of the sequence or item; null at the top
+    int start;               // offset of what is in it
+    int bound;               // nothing of it stands from here on: its end, or that of what is around it
+    int items;               // started so far
+    int listed;              // place in the listing; -1: at the top, or nothing is listed
+    int segment;             // chain that its nodes go to
+    int restored;            // its entry in Flat_Chain::restored, or -1
+    int creators;            // those of its private blocks begin here
+    unsigned int last_tag;   // of an item: to see whether the tags ascend
+    Level_Kind kind;
+    unsigned char mode;         // encoding of what is in it
+    unsigned char tree_depth;   // sequences around its nodes within the segment
+    bool is_defined;            // ends by its length
+    bool is_opaque;             // a sequence beyond the ninth level
+    bool is_unsorted;           // a sequence with an item whose tags do not ascend
+    bool item_had_length;       // the sequence's last item ended by its length
+};
+
+struct Creator {
+    unsigned short group;
+    unsigned char block;
+    DICOM_List *node;
+};
+
+struct Reading {
+    Data_Set *set;
+    Flat_Chain *chain;
+    const char *bytes;
+    int size;
+    int at;       // the next element, or the one that is being read
+    int behind;   // what comes behind the header that is being read
+    bool want_listing;
+    bool is_cut;                     // a length reaches beyond the source
+    bool is_cut_told;                // and that was reported
+    unsigned short group, element;   // of the element that is being read
+    int zeros_end;                   // end of the run of zero bytes that was looked at last
+    int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
+    std::vector<Level> levels;
+    std::vector<Creator> creators;
+
+    Level &top()
+    {
+        return levels.back();
+    }
+    const Level &top() const
+    {
+        return levels.back();
+    }
+};
+
+// ---- nesting.cpp ----------------------------------------------------------------------
+
+enum Closing { BY_LENGTH, BY_DELIMITER, BY_FAULT };
+
+void open_top(Reading *r);
+
+// Opens the sequence of a node that is linked already. length is as in the stream; one that reaches too far is cut to
+// the level around it. next is what stands at its start.
+void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, unsigned char mode,
+                   bool starts_with_item);
+void open_item(Reading *r, DICOM_List *node, int length);
+
+// Closes the innermost level.
+void close_level(Reading *r, Closing how);
+
+// Closes what ends at the place of reading by its length, and what was open in there.
+void close_ended_levels(Reading *r);
+
+// make_node makes the node of an element, item or delimiter; link puts it at the end of its chain; list puts it into
+// the listing, if there is one. open_sequence and open_item expect the last that was listed to be theirs.
+DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
+                      unsigned short vr, int size);
+void link(Reading *r, DICOM_List *node);
+void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_number);
+
+// ---- damage.cpp -----------------------------------------------------------------------
+
+// While it lives, place_of_reading tells where this reading stands.
+struct Reading_Now {
+    explicit Reading_Now(const Reading *r);
+    ~Reading_Now();
+    Reading_Now(const Reading_Now &) = delete;
+};
+
+// Report at Flag_Error_Warning what is wrong with the element that is being read, or what has become of it. Faults are
+// counted in the data set.
+void report_fault(Reading *r, const char *format, ...) DICOM_PRINTF(2, 3);
+void report_remark(Reading *r, const char *format, ...) DICOM_PRINTF(2, 3);
+
+// Reports a damage behind which the elements of this place cannot be told apart, and goes on where that can be had.
+//   from  offset of the first byte that no element holds
+void skip_damage(Reading *r, int from, const char *fault);
+
+}   // namespace velmora_host
+
+#endif
