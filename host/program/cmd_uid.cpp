@@ -1,0 +1,82 @@
+// velmora uid: the names that the library gives to UIDs.
+#include <string.h>
+
+#include "host/program/command.h"
+#include "host/program/dictionary_rows.h"
+#include "host/program/output.h"
+#include "tree/DICOM_Constants.h"
+#include "tree/Velmora_DICOM.h"
+
+static const char HELP[] = "Prints a line for each UID found: the UID and its name, split by a tab. A text that is no "
+                           "UID is looked for in the\n"
+                           "names, the beginning of a UID in the UIDs. Status 1: nothing was found.\n"
+                           "\n"
+                           "  -h, --help          this text\n"
+                           "\n"
+                           "Examples:\n"
+                           "  velmora uid 1.2.840.10008.1.2.4.50\n"
+                           "  velmora uid 1.2.840.10008.1.2.\n"
+                           "  velmora uid 'ct image'\n";
+
+// The UIDs that have a name, taken from the library's table when the program is built.
+static const char *const KEYS[] = {
+#include "uid_keys.inc"
+};
+
+// The dump of an attribute with this UID shows "= " and the name.
+static std::string name_of(const char *uid)
+{
+    std::string value = uid;
+    char text[1024];
+    DICOM_List node = {};
+    node.vr_explicit = VR_UI;
+    node.size = static_cast<int>(value.size());
+    node.data = &value[0];
+    const char *shown = value.size() < 250 ? DICOM_Attribute_Stool_Data(nullptr, &node, text) : nullptr;
+    return shown != nullptr && strncmp(shown, "= ", 2) == 0 ? shown + 2 : "";
+}
+
+static void write_name(const std::string &uid, const std::string &name)
+{
+    write_out(uid + "\t" + name + "\n");
+}
+
+static int look_up(const char *text)
+{
+    std::string name = name_of(text), wanted = folded_name(text);
+    if (!name.empty()) {
+        write_name(text, name);
+        return STATUS_DONE;
+    }
+    bool is_uid = text[0] != '\0' && strspn(text, "0123456789.") == strlen(text);
+    int found = 0;
+    for (const char *key : KEYS) {
+        name = name_of(key);
+        bool matched = is_uid ? strncmp(key, text, strlen(text)) == 0
+                              : !wanted.empty() && folded_name(name).find(wanted) != std::string::npos;
+        if (matched) {
+            write_name(key, name);
+            found++;
+        }
+    }
+    return found > 0 ? STATUS_DONE : STATUS_FOUND;
+}
+
+static int run_uid(int argc, char **argv)
+{
+    static const option LONGS[] = {
+        {nullptr, 0, nullptr, 0}
+    };
+    int status = STATUS_DONE;
+    if (next_option(command_uid, argc, argv, "", LONGS, &status) == OPTION_STOP)
+        return status;
+    if (optind == argc)
+        return wrong_use(command_uid, "no UID and no text is given");
+    for (int i = optind; i < argc; i++)
+        status = worse(status, look_up(argv[i]));
+    return status;
+}
+
+extern const Command command_uid = {
+    "uid", "uid UID|TEXT...", "Looks up the names of UIDs", HELP, run_uid,
+};

@@ -1,0 +1,16 @@
+// The forms in which a data set is shown. Each writes to standard output.
+#ifndef VELMORA_PROGRAM_DUMP_H
+#define VELMORA_PROGRAM_DUMP_H
+
+#include <vector>
+
+#include "host/program/tag_path.h"
+#include "host/velmora_host.h"
+
+// The library's dump, whole or of the attributes asked for with what is in and around them.
+void dump_tree(velmora_host::Data_Set *set, const std::vector<Tag_Path> &only, bool color);
+
+// One line for each element: depth, path, tag, VR, length, offset. The data set needs its listing.
+void dump_tsv(const velmora_host::Data_Set &set, const std::vector<Tag_Path> &only);
+
+#endif

@@ -1,0 +1,123 @@
+// Paths one by one, so that a list of any length and a folder of any size need no memory to speak of.
+#include "host/program/inputs.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <algorithm>
+
+#include "host/program/command.h"
+#include "host/program/messages.h"
+
+struct Walk {
+    Input_Fct work;
+    void *user;
+    int status;
+};
+
+bool has_several(const Input_Choice &choice)
+{
+    struct stat state;
+    if (choice.paths.size() + choice.lists.size() != 1 || !choice.lists.empty())
+        return true;
+    return stat(choice.paths[0].c_str(), &state) == 0 && S_ISDIR(state.st_mode);
+}
+
+static void take_file(Walk *walk, const std::string &path, bool from_folder)
+{
+    walk->status = worse(walk->status, walk->work({path, from_folder}, walk->user));
+}
+
+static bool read_folder(const std::string &path, std::vector<std::string> *names)
+{
+    DIR *folder = opendir(path.c_str());
+    if (folder == nullptr) {
+        complain_about(path, std::string("cannot be opened: ") + strerror(errno));
+        return false;
+    }
+    while (const dirent *entry = readdir(folder))
+        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
+            names->push_back(entry->d_name);
+    closedir(folder);
+    std::sort(names->begin(), names->end());
+    return true;
+}
+
+// Without recursion: what is still to be looked at waits in a stack, the next path on top.
+static void walk_folder(Walk *walk, const std::string &top)
+{
+    std::vector<std::string> waiting = {top};
+    bool is_empty = true;
+    while (!waiting.empty()) {
+        std::string path = waiting.back();
+        waiting.pop_back();
+        struct stat state;
+        if (path != top && lstat(path.c_str(), &state) != 0)
+            continue;
+        bool is_folder = path == top || S_ISDIR(state.st_mode);
+        bool is_link = path != top && S_ISLNK(state.st_mode) && stat(path.c_str(), &state) == 0;
+        if (!is_folder) {
+            if (S_ISREG(state.st_mode) || (is_link && S_ISREG(state.st_mode))) {
+                is_empty = false;
+                take_file(walk, path, true);
+            }
+            continue;
+        }
+        std::vector<std::string> names;
+        if (!read_folder(path, &names)) {
+            walk->status = STATUS_UNREADABLE;
+            is_empty = false;
+        }
+        for (size_t i = names.size(); i-- > 0;)
+            waiting.push_back(path + (path.back() == '/' ? "" : "/") + names[i]);
+    }
+    if (is_empty) {
+        complain_about(top, "holds no file");
+        walk->status = STATUS_UNREADABLE;
+    }
+}
+
+static void take_path(Walk *walk, const std::string &path)
+{
+    struct stat state;
+    if (path != "-" && stat(path.c_str(), &state) == 0 && S_ISDIR(state.st_mode))
+        walk_folder(walk, path);
+    else
+        take_file(walk, path, false);
+}
+
+static void take_list(Walk *walk, const std::string &name, bool zero_between)
+{
+    FILE *list = name == "-" ? stdin : fopen(name.c_str(), "re");
+    if (list == nullptr) {
+        complain_about(name, std::string("cannot be opened: ") + strerror(errno));
+        walk->status = STATUS_UNREADABLE;
+        return;
+    }
+    char *line = nullptr;
+    size_t room = 0;
+    ssize_t length;
+    while ((length = getdelim(&line, &room, zero_between ? '\0' : '\n', list)) > 0) {
+        std::string path(line, static_cast<size_t>(length));
+        while (!path.empty() &&
+               (path.back() == '\0' || (!zero_between && (path.back() == '\n' || path.back() == '\r'))))
+            path.pop_back();
+        if (!path.empty())
+            take_path(walk, path);
+    }
+    free(line);
+    if (list != stdin)
+        fclose(list);
+}
+
+int for_each_input(const Input_Choice &choice, Input_Fct work, void *user)
+{
+    Walk walk = {work, user, STATUS_DONE};
+    for (const std::string &path : choice.paths)
+        take_path(&walk, path);
+    for (const std::string &list : choice.lists)
+        take_list(&walk, list, choice.zero_between);
+    return walk.status;
+}

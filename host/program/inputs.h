@@ -1,0 +1,27 @@
+// The files that a command works on: from its arguments, from lists, from folders.
+#ifndef VELMORA_PROGRAM_INPUTS_H
+#define VELMORA_PROGRAM_INPUTS_H
+
+#include <string>
+#include <vector>
+
+struct Input_Choice {
+    std::vector<std::string> paths;   // files, folders, "-" for standard input
+    std::vector<std::string> lists;   // files that hold paths, "-" for standard input
+    bool zero_between = false;        // the paths of a list end with zero bytes instead of line feeds
+};
+
+struct Input {
+    std::string path;
+    bool from_folder;   // found on a walk: no error if it is no data set
+};
+
+// Whether there may be more than one file.
+bool has_several(const Input_Choice &choice);
+
+// Calls work for each file in turn, those of a folder in the order of their names, links to folders left alone. What
+// cannot be opened is told. work returns an exit status; the highest one is the result.
+typedef int (*Input_Fct)(const Input &input, void *user);
+int for_each_input(const Input_Choice &choice, Input_Fct work, void *user);
+
+#endif

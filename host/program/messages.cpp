@@ -1,0 +1,257 @@
+// Reports are collected while a file is worked on, folded by kind, and told at its end.
+#include "host/program/messages.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <algorithm>
+#include <vector>
+
+#include "host/program/output.h"
+
+using velmora_host::Data_Set;
+using velmora_host::Place;
+
+static const size_t SHOWN_OF_A_KIND = 3;   // in one file
+static const size_t KINDS_OF_A_FILE = 40;
+static const int FILES_OF_A_KIND = 5;   // in which it is told before it is only counted
+
+struct Message {
+    std::string text;
+    Place place;   // offset -1: not known
+};
+
+// Messages that differ in tags and numbers only.
+struct Kind {
+    std::string mask;
+    std::vector<Message> shown;
+    int count = 0;
+};
+
+struct Folded {
+    std::string mask, example;
+    int files = 0;   // that had it
+};
+
+static std::string current_file;
+static std::vector<Kind> kinds;      // of the current file, in the order of their first message
+static int other_messages = 0;       // of it, of further kinds
+static std::vector<Folded> folded;   // over all files
+static Line_Taker line_taker = nullptr;
+static void *line_user = nullptr;
+
+// ---- printing -------------------------------------------------------------------------
+
+static void print_line(const std::string &text)
+{
+    flush_out();
+    std::string line = "velmora: " + text + "\n";
+    fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void complain(const char *format, ...)
+{
+    char text[2048];
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text, sizeof text, format, values);
+    va_end(values);
+    print_line(text);
+}
+
+void complain_about(const std::string &file, const std::string &text)
+{
+    print_line(visible(file) + ": " + text);
+}
+
+// ---- taking ---------------------------------------------------------------------------
+
+// Tags and numbers as "#".
+static std::string mask_of(const std::string &text)
+{
+    std::string mask;
+    for (size_t i = 0; i < text.size(); i++) {
+        bool is_tag = text[i] == '(' && text.size() > i + 10 && text[i + 5] == ',' && text[i + 10] == ')';
+        bool is_digit = text[i] >= '0' && text[i] <= '9';
+        if (is_tag)
+            i += 10;
+        if (!is_tag && !is_digit)
+            mask += text[i];
+        else if (mask.empty() || mask.back() != '#')
+            mask += '#';
+    }
+    return mask;
+}
+
+static std::string trimmed(const char *report)
+{
+    std::string text = without_marks(report);
+    text.erase(0, std::min(text.find_first_not_of(' '), text.size()));
+    for (const char *prefix : {"WARNING: ", "Warning: ", "ERROR: "})
+        if (text.compare(0, strlen(prefix), prefix) == 0)
+            text.erase(0, strlen(prefix));
+    return text;
+}
+
+static Kind *find_kind(const std::string &mask)
+{
+    for (Kind &kind : kinds)
+        if (kind.mask == mask)
+            return &kind;
+    if (kinds.size() == KINDS_OF_A_FILE)
+        return nullptr;
+    kinds.emplace_back();
+    kinds.back().mask = mask;
+    return &kinds.back();
+}
+
+static void take_report(void *, HWND, int level, const char *report)
+{
+    if (level == LEVEL_LINES) {
+        if (line_taker != nullptr)
+            line_taker(line_user, report);
+        return;
+    }
+    Message message;
+    message.text = trimmed(report);
+    if (current_file.empty())
+        return print_line(message.text);
+    Kind *kind = find_kind(mask_of(message.text));
+    if (kind == nullptr) {
+        other_messages++;
+        return;
+    }
+    if (kind->count++ < static_cast<int>(SHOWN_OF_A_KIND)) {
+        velmora_host::place_of_reading(&message.place);
+        kind->shown.push_back(message);
+    }
+}
+
+// ---- places ---------------------------------------------------------------------------
+
+static bool parse_tag(const std::string &text, unsigned int *group, unsigned int *element)
+{
+    size_t at = text.find('(');
+    return at != std::string::npos && text.size() > at + 10 && text[at + 10] == ')' &&
+           sscanf(text.c_str() + at, "(%4x,%4x)", group, element) == 2;
+}
+
+struct Search {
+    unsigned int group, element;
+    int found;
+    Place place;
+    std::vector<std::string> steps;
+};
+
+// At most nine levels deep, as the tree is.
+static void search_tree(const DICOM_List *list, Search *search)
+{
+    for (const DICOM_List *node = list; node != nullptr && search->found < 2; node = node->next) {
+        if (node->group == search->group && node->element == search->element && search->found++ == 0) {
+            search->place.offset = node->pos;
+            search->place.path.clear();
+            for (const std::string &step : search->steps)
+                search->place.path += (search->place.path.empty() ? "" : "/") + step;
+        }
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr && search->found < 2; i++) {
+            char step[32];
+            snprintf(step, sizeof step, "%04x,%04x[%d]", node->group, node->element, i + 1);
+            search->steps.push_back(step);
+            search_tree(node->item[i], search);
+            search->steps.pop_back();
+        }
+    }
+}
+
+// A report that came when the elements were read already names a tag. Where that stands once, its place is known.
+static void find_place(const Data_Set &set, Message *message)
+{
+    Search search = {};
+    if (message->place.offset >= 0 || !parse_tag(message->text, &search.group, &search.element))
+        return;
+    search_tree(set.tree, &search);
+    if (search.found != 1)
+        return;
+    message->place = search.place;
+    if (message->place.offset >= set.stream_base)
+        message->place.offset -= set.stream_base;
+}
+
+// ---- telling --------------------------------------------------------------------------
+
+static void tell(const Message &message)
+{
+    std::string text = visible(current_file) + ": ";
+    if (message.place.offset >= 0)
+        text += "at offset " + std::to_string(message.place.offset);
+    if (message.place.offset >= 0 && !message.place.path.empty())
+        text += " in " + message.place.path;
+    if (message.place.offset >= 0)
+        text += ": ";
+    print_line(text + message.text);
+}
+
+// Whether a kind is still told for another file, or only counted.
+static bool is_told(const Kind &kind)
+{
+    for (Folded &each : folded)
+        if (each.mask == kind.mask)
+            return ++each.files <= FILES_OF_A_KIND;
+    folded.push_back({kind.mask, kind.shown[0].text, 1});
+    return true;
+}
+
+void begin_file(const std::string &file)
+{
+    current_file = file;
+    kinds.clear();
+    other_messages = 0;
+}
+
+void end_file(const Data_Set *set)
+{
+    for (Kind &kind : kinds) {
+        if (!is_told(kind))
+            continue;
+        for (Message &message : kind.shown) {
+            if (set != nullptr)
+                find_place(*set, &message);
+            tell(message);
+        }
+        int more = kind.count - static_cast<int>(kind.shown.size());
+        if (more > 0)
+            complain("%s: (%d more like that)", visible(current_file).c_str(), more);
+    }
+    if (other_messages > 0)
+        complain("%s: (%d messages more)", visible(current_file).c_str(), other_messages);
+    current_file.clear();
+    kinds.clear();
+    other_messages = 0;
+}
+
+void start_messages()
+{
+    Flag_Error_Warning = LEVEL_WARNINGS;
+    Flag_Error_Report = LEVEL_REMARKS;
+    Error_Set_Threshold(LEVEL_LINES);
+    Error_Set_Sink(take_report, nullptr);
+}
+
+void finish_messages()
+{
+    for (const Folded &each : folded)
+        if (each.files > FILES_OF_A_KIND)
+            complain("%d files more: %s", each.files - FILES_OF_A_KIND, each.example.c_str());
+    folded.clear();
+}
+
+void show_remarks()
+{
+    Error_Set_Threshold(LEVEL_REMARKS);
+}
+
+void take_lines(Line_Taker taker, void *user)
+{
+    line_taker = taker;
+    line_user = user;
+}

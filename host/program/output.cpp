@@ -1,0 +1,297 @@
+// One buffer in front of standard output, the colours of the library's lines, and values made visible.
+#include "host/program/output.h"
+
+#include <errno.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include "host/program/command.h"
+#include "host/program/messages.h"
+
+static const size_t BUFFER = 256 * 1024;
+static char buffer[BUFFER];   // static: what is in it has to get out at the end, wherever that is
+static size_t held = 0;
+static int failure = 0;   // errno of the first failed write
+
+static void write_all(const char *bytes, size_t count)
+{
+    while (count > 0 && failure == 0) {
+        ssize_t done = write(STDOUT_FILENO, bytes, count);
+        if (done < 0 && errno == EPIPE)
+            _exit(STATUS_DONE);
+        if (done < 0 && errno != EINTR)
+            failure = errno;
+        if (done > 0) {
+            bytes += done;
+            count -= static_cast<size_t>(done);
+        }
+    }
+}
+
+void flush_out()
+{
+    write_all(buffer, held);
+    held = 0;
+}
+
+void write_out(const char *bytes, size_t count)
+{
+    if (count > BUFFER - held)
+        flush_out();
+    if (count > BUFFER)
+        return write_all(bytes, count);
+    memcpy(buffer + held, bytes, count);
+    held += count;
+}
+
+char *room_out()
+{
+    if (BUFFER - held < OUTPUT_ROOM)
+        flush_out();
+    return buffer + held;
+}
+
+void took_out(size_t count)
+{
+    held += count;
+}
+
+int finish_output()
+{
+    flush_out();
+    if (failure == 0)
+        return STATUS_DONE;
+    complain("standard output cannot be written: %s", strerror(failure));
+    return STATUS_UNREADABLE;
+}
+
+// ---- colours --------------------------------------------------------------------------
+
+bool parse_color_choice(const char *text, Color_Choice *choice)
+{
+    static const struct {
+        const char *name;
+        Color_Choice choice;
+    } rows[] = {
+        {"auto",   COLOR_AUTO  },
+        {"always", COLOR_ALWAYS},
+        {"never",  COLOR_NEVER },
+    };
+    for (const auto &row : rows) {
+        if (strcmp(text, row.name) == 0) {
+            *choice = row.choice;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool wants_color(Color_Choice choice, int file)
+{
+    if (choice != COLOR_AUTO)
+        return choice == COLOR_ALWAYS;
+    const char *none = getenv("NO_COLOR"), *terminal = getenv("TERM");
+    return isatty(file) && (none == nullptr || none[0] == '\0') && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+}
+
+// What becomes of each byte of the library's lines.
+enum Byte_Action : unsigned char { DROP_BYTE = 0, COPY_BYTE = 1, SHOW_BYTE, COLOR_BYTE };
+
+struct Action_Table {
+    unsigned char of[256];
+};
+
+static constexpr Action_Table fill_actions(Byte_Action mark)
+{
+    Action_Table table = {};
+    for (int c = 0; c < 256; c++)
+        table.of[c] = c >= 0x20 && c < 0x7F ? COPY_BYTE : SHOW_BYTE;
+    for (int c : {0x01, 0x02, 0x04, 0x05, 0x06, 0xF0, 0xF1})
+        table.of[c] = mark;
+    return table;
+}
+
+static constexpr Action_Table plain_actions = fill_actions(DROP_BYTE), color_actions = fill_actions(COLOR_BYTE);
+
+static const char *escape_of(unsigned char mark)
+{
+    switch (mark) {
+    case 0x01:
+        return "\033[34m";
+    case 0x02:
+        return "\033[39m";
+    case 0x04:
+        return "\033[31m";
+    case 0x05:
+        return "\033[33m";
+    case 0x06:
+        return "\033[32m";
+    case 0xF0:
+        return "\033[22m";
+    default:
+        return "\033[1m";
+    }
+}
+
+// ---- values made visible --------------------------------------------------------------
+
+// Length of the UTF-8 sequence here, 0 when there is none that a terminal may see: the controls of C1 are sequences
+// too.
+static size_t utf8_length(const unsigned char *at, size_t left)
+{
+    static const struct {
+        unsigned char mask, lead;
+        uint32_t smallest;
+    } rows[] = {
+        {0xE0, 0xC0, 0xA0   },
+        {0xF0, 0xE0, 0x800  },
+        {0xF8, 0xF0, 0x10000},
+    };
+    for (size_t more = 1; more <= 3; more++) {
+        if ((at[0] & rows[more - 1].mask) != rows[more - 1].lead)
+            continue;
+        if (left <= more)
+            return 0;
+        uint32_t code = at[0] & static_cast<uint32_t>(~rows[more - 1].mask & 0xFF);
+        for (size_t i = 1; i <= more; i++) {
+            if ((at[i] & 0xC0) != 0x80)
+                return 0;
+            code = code << 6 | (at[i] & 0x3F);
+        }
+        bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+        bool turns_text = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+        return code < rows[more - 1].smallest || code > 0x10FFFF || is_surrogate || turns_text ? 0 : more + 1;
+    }
+    return 0;
+}
+
+static bool is_plain(unsigned char c)
+{
+    return c >= 0x20 && c < 0x7F;
+}
+
+// Appends one byte that is not plain. out has room for four.
+static size_t show_byte(char *out, unsigned char c)
+{
+    static const char digits[] = "0123456789abcdef";
+    out[0] = '\\';
+    if (c == '\n' || c == '\r' || c == '\t') {
+        out[1] = c == '\n' ? 'n' : c == '\r' ? 'r' : 't';
+        return 2;
+    }
+    out[1] = 'x';
+    out[2] = digits[c >> 4];
+    out[3] = digits[c & 15];
+    return 4;
+}
+
+// Makes a text visible in room for four times its length. Returns the bytes used.
+static size_t make_visible(const char *text, size_t length, char *out)
+{
+    const unsigned char *at = reinterpret_cast<const unsigned char *>(text);
+    char *to = out;
+    for (size_t i = 0; i < length;) {
+        size_t run = i;
+        while (run < length && is_plain(at[run]))
+            run++;
+        memcpy(to, text + i, run - i);
+        to += run - i;
+        i = run;
+        if (i == length)
+            break;
+        size_t sequence = at[i] >= 0x80 ? utf8_length(at + i, length - i) : 0;
+        if (sequence > 0) {
+            memcpy(to, text + i, sequence);
+            to += sequence;
+            i += sequence;
+        } else {
+            to += show_byte(to, at[i++]);
+        }
+    }
+    return static_cast<size_t>(to - out);
+}
+
+std::string visible(const char *text, size_t length)
+{
+    std::string shown(length * 4, '\0');
+    shown.resize(make_visible(text, length, &shown[0]));
+    return shown;
+}
+
+std::string visible(const std::string &text)
+{
+    return visible(text.data(), text.size());
+}
+
+std::string quoted(const std::string &text)
+{
+    std::string shown = visible(text);
+    shown.insert(shown.begin(), '\'');
+    shown.push_back('\'');
+    return shown;
+}
+
+// ---- lines of the library -------------------------------------------------------------
+
+// Converts a text with marks in room for five times its length, up to its end or up to a place. That place lies behind
+// the n-th bracket that closes a column: "\x02) ".
+//   closings  n; 0: to the end
+// Returns the place reached, and moves out behind what it wrote.
+static const char *convert_marks(const char *text, int closings, const Action_Table &actions, char **out)
+{
+    const unsigned char *at = reinterpret_cast<const unsigned char *>(text);
+    char *to = *out;
+    for (; *at != '\0'; at++) {
+        unsigned char action = actions.of[*at];
+        if (action <= COPY_BYTE) {   // nearly every byte: without a branch between the two
+            *to = static_cast<char>(*at);
+            to += action;
+        } else if (action == SHOW_BYTE) {
+            to += show_byte(to, *at);
+        } else {
+            const char *escape = escape_of(*at);
+            size_t length = strlen(escape);
+            memcpy(to, escape, length);
+            to += length;
+        }
+        if (*at == ')' && closings > 0 && at[1] == ' ' && at != reinterpret_cast<const unsigned char *>(text) &&
+            at[-1] == 0x02 && --closings == 0) {
+            *to++ = ' ';
+            at += 2;
+            break;
+        }
+    }
+    *out = to;
+    return reinterpret_cast<const char *>(at);
+}
+
+void write_marked_line(const char *text, int columns, bool color)
+{
+    static const size_t LONGEST = (OUTPUT_ROOM - 8) / 5;   // of the library's lines; a longer one goes the slow way
+    size_t length = strlen(text);
+    std::string slow;
+    if (length > LONGEST)
+        slow.resize(length * 5 + 8);
+    char *start = length > LONGEST ? &slow[0] : room_out(), *out = start;
+    const char *value = convert_marks(text, columns, color ? color_actions : plain_actions, &out);
+    out += make_visible(value, length - static_cast<size_t>(value - text), out);
+    if (color) {
+        memcpy(out, "\033[0m", 4);
+        out += 4;
+    }
+    *out++ = '\n';
+    if (length > LONGEST)
+        write_out(start, static_cast<size_t>(out - start));
+    else
+        took_out(static_cast<size_t>(out - start));
+}
+
+std::string without_marks(const char *text)
+{
+    std::string plain(strlen(text) * 4 + 1, '\0');
+    char *out = &plain[0];
+    convert_marks(text, 0, plain_actions, &out);
+    plain.resize(static_cast<size_t>(out - &plain[0]));
+    return plain;
+}

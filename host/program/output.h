@@ -1,0 +1,59 @@
+// Standard output: one large buffer, colours where they are wanted, and values that cannot drive a terminal.
+#ifndef VELMORA_PROGRAM_OUTPUT_H
+#define VELMORA_PROGRAM_OUTPUT_H
+
+#include <stddef.h>
+#include <string.h>
+#include <string>
+
+// Bytes for standard output, as they are. A closed pipe ends the run at once and quietly, with status 0.
+void write_out(const char *bytes, size_t count);
+
+inline void write_out(const char *text)
+{
+    write_out(text, strlen(text));
+}
+
+inline void write_out(const std::string &text)
+{
+    write_out(text.data(), text.size());
+}
+
+// Room of at least count bytes in the buffer, of at most ROOM; taken says how many of them were filled.
+enum : size_t { OUTPUT_ROOM = 8192 };
+char *room_out();
+void took_out(size_t count);
+
+// Writes out what there is so far, so that a message that follows comes behind it.
+void flush_out();
+
+// Writes out what is left. Returns STATUS_UNREADABLE, and says so, when standard output failed; else STATUS_DONE.
+int finish_output();
+
+// ---- colours --------------------------------------------------------------------------
+
+enum Color_Choice { COLOR_AUTO, COLOR_ALWAYS, COLOR_NEVER };
+
+// False: the text is none of auto, always, never.
+bool parse_color_choice(const char *text, Color_Choice *choice);
+
+// Whether a stream gets colours: by choice; else on a terminal, unless NO_COLOR is set or the terminal is dumb.
+bool wants_color(Color_Choice choice, int file);
+
+// A line of the library with its control bytes turned into colours or left out, and a line feed.
+//   columns  brackets that close in front of a value of a data set; what stands behind them is made visible, so that no
+//            byte of it counts as a control byte of ours. 0: there is no value
+void write_marked_line(const char *text, int columns, bool color);
+
+// The same without colours and without the line feed, for messages.
+std::string without_marks(const char *text);
+
+// A text of unknown origin in which nothing can drive a terminal: control bytes, and bytes that are no UTF-8, are shown
+// as \n, \x1b and the like.
+std::string visible(const char *text, size_t length);
+std::string visible(const std::string &text);
+
+// The same between single quotes.
+std::string quoted(const std::string &text);
+
+#endif
