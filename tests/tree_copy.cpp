@@ -45,7 +45,8 @@ TEST(Copy, MakesAnIndependentTreeInTheOrderOfTags)
         DICOM_List *sequence = source.append(STEPS, "SQ");
         sequence->size = UNDEFINED_LENGTH;
         sequence->depth = 7;      // a source is walked by its pointers alone
-        add_item(sequence, {described(new_node({0x0040, 0x0020}, "SH", "Z "), "a status"), new_node(STEP_ID, "SH", "A1")});
+        DICOM_List *status = described(new_node({0x0040, 0x0020}, "SH", "Z "), "a status");
+        add_item(sequence, {status, new_node(STEP_ID, "SH", "A1")});
         add_item(sequence, {new_node(STEP_ID, "SH", "A2")});
         DICOM_List *name = flagged(source.append(NAME, "PN", "A^B "), OLD);
         name->syntax = SYNTAX_EXPLICIT;
@@ -171,7 +172,8 @@ TEST(Copy, TakesDescriptionAndGuessedVR)
 TEST(Copy, MergesItemsByTheirPlace)
 {
     Tree target, source;
-    flagged(add_item(target.append(STEPS, "SQ", "v"), {flagged(new_node(STEP_ID, "SH", "A1"), OLD)}), OLD | FLAG_FORCED);
+    flagged(target.append(STEPS, "SQ", "v"), OLD | FLAG_FORCED);
+    add_item(target.head, {flagged(new_node(STEP_ID, "SH", "A1"), OLD)});
     add_item(source.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "B1"), new_node({0x0040, 0x0020}, "SH", "Z ")});
     add_item(source.head, {new_node(STEP_ID, "SH", "B2")});
     EXPECT_EQ(copy(target, source), 1);

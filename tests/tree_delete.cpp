@@ -127,9 +127,9 @@ TEST(Remove, GoesByItsFilter)
             at_top->flag = below->flag = node.flag;
             at_top->vr = below->vr = node.vr;
             in_item.push_back(below);
-            if ((" " + std::string(each.gone) + " ").find(" " + std::string(node.name) + " ") == std::string::npos) {
+            if (std::string(each.gone).find(node.name) == std::string::npos) {
                 wanted += outline(tree.head->last);
-                wanted_in_item += "    " + outline(below);
+                wanted_in_item.append("    ").append(outline(below));
             }
         }
         add_item(tree.append({0x0040, 0xA730}, "SQ"), in_item);

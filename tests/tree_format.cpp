@@ -8,7 +8,8 @@
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
 
-static const Tag CONTENT = {0x0040, 0xA730}, CODES = {0x0040, 0xA168}, VALUE = {0x0008, 0x0100}, LATER = {0x0008, 0x0104};
+static const Tag CONTENT = {0x0040, 0xA730}, CODES = {0x0040, 0xA168};
+static const Tag VALUE = {0x0008, 0x0100}, LATER = {0x0008, 0x0104};
 static const std::string WARNING = "    \xF1\x05WARNING:\x02 ";
 
 // A flat chain as a host builds it, with the positions of a stream in which each header takes eight bytes.
@@ -202,9 +203,10 @@ TEST(Format, MarksWhatCannotBeNested)
               "0040,a160 UT undefined length flag=0101 depth=0 vr=--/UT syntax=0 type=0000 at 0,0,8\n"
               "0040,a161 SH [A1] flag=0001 depth=0 vr=SH/-- syntax=0 type=0000 at 0,8,16\n"
               "0040,a730 SQ undefined length flag=0101 depth=0 vr=SQ/-- syntax=0 type=0000 at 0,18,26\n");
-    EXPECT_EQ(said.warnings(),
-              WARNING + "(\x01" "0040\x02,\x01" "a160\x02) Syntax Error! Variable length tag is not allowed for VR=UT\n" +
-              WARNING + "(\x01" "0040\x02,\x01" "a730\x02) Syntax Error! VR=SQ should be followed by an \"item\" tag\n");
+    EXPECT_EQ(said.warnings(), WARNING + "(\x01" "0040\x02,\x01" "a160\x02) Syntax Error! "
+                                         "Variable length tag is not allowed for VR=UT\n" +
+                               WARNING + "(\x01" "0040\x02,\x01" "a730\x02) Syntax Error! "
+                                         "VR=SQ should be followed by an \"item\" tag\n");
 }
 
 TEST(Format, WarnsOnceOfAStreamOutOfOrder)

@@ -116,7 +116,8 @@ TEST(FormatPlaces, AreThoseOfAWalkFromTheTop)
 {
     for (unsigned int seed = 0; seed < 2500; seed++) {
         std::vector<Report> said, walked;
-        ASSERT_EQ(made_by(DICOM_Attribute_Format, seed, &said), made_by(plain_format, seed, &walked)) << "seed " << seed;
+        std::string made = made_by(DICOM_Attribute_Format, seed, &said);
+        ASSERT_EQ(made, made_by(plain_format, seed, &walked)) << "seed " << seed;
         ASSERT_EQ(said, walked) << "seed " << seed;
     }
 }

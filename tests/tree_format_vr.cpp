@@ -37,7 +37,8 @@ TEST(ExplicitVR, IsKeptOrLeftToTheDictionary)
 
 TEST(ExplicitVR, IsComparedWithTheAlternatesOfTheDictionary)
 {
-    static const std::string tag = "\x02    (\x01" "0028\x02,\x01" "0106\x02)  Explicit VR (=\x01LO\x02) does not match definition! ";
+    static const std::string tag = "\x02    (\x01" "0028\x02,\x01" "0106\x02)  "
+                                   "Explicit VR (=\x01LO\x02) does not match definition! ";
     struct { int type; const char *remark; } cases[] = {
         {0, nullptr}, {1, "(=\x01US\x02)"}, {-1, "(=\x01US\x02)"}, {2, "(=\x01US\x02 or \x01SS\x02)"},
         {-3, "(=\x01US\x02, \x01SS\x02 or \x01OW\x02)"}, {3, "(=\x01US\x02, \x01SS\x02 or \x01OW\x02)"},

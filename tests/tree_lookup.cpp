@@ -57,7 +57,8 @@ TEST(Find, MissesATagBehindAGreaterOne)
     tree.append({0x0030, 0x0000});
     tree.append({0x0028, 0x0010});
     find(tree, {0x0028, 0x0010});
-    EXPECT_EQ(outline(tree.head), "0020,0010 --\n0010,0020 --\n0010,0020 --\n0028,0010 --\n0030,0000 --\n0028,0010 --\n");
+    EXPECT_EQ(outline(tree.head), "0020,0010 --\n0010,0020 --\n0010,0020 --\n"
+                                  "0028,0010 --\n0030,0000 --\n0028,0010 --\n");
 }
 
 TEST(Find, WorksInTheItemOfTheCursor)

@@ -115,8 +115,8 @@ TEST(Sort, OrdersLongChainsWithEqualTagsToo)
     Tree tree;
     DICOM_List *middle = nullptr;
     for (int i = 200000; i-- > 0;) {
-        unsigned short group = static_cast<unsigned short>(i >> 12), element = static_cast<unsigned short>(i >> 1 & 0x7FF);
-        DICOM_List *node = tree.append({group, element}, "", i % 2 == 0 ? "v" : "");
+        Tag tag = {static_cast<unsigned short>(i >> 12), static_cast<unsigned short>(i >> 1 & 0x7FF)};
+        DICOM_List *node = tree.append(tag, "", i % 2 == 0 ? "v" : "");
         if (i == 100001)
             middle = node;
     }

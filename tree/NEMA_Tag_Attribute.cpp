@@ -34,7 +34,8 @@ STANDS_AT(DICOM_Root, Item_Number, 4);
 STANDS_AT(DICOM_Root, Sequence_Group, 44);
 STANDS_AT(DICOM_Root, Sequence_Element, 64);
 STANDS_AT(DICOM_Root, Sequence_Flag, 84);
-static_assert(sizeof(void *) != 8 || (sizeof(DICOM_List) == 96 && sizeof(DICOM_Root) == 104), "an open record has grown");
+static_assert(sizeof(void *) != 8 || sizeof(DICOM_List) == 96, "DICOM_List has grown");
+static_assert(sizeof(void *) != 8 || sizeof(DICOM_Root) == 104, "DICOM_Root has grown");
 
 /* ---- chains and items --------------------------------------------------------------- */
 

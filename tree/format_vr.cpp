@@ -5,18 +5,18 @@
 
 /* ---- explicit VRs -------------------------------------------------------------------- */
 
-// The VRs that a stream's own word is believed for. Others, UT and OF among them, rely on the dictionary.
-static const unsigned short believed_vrs[] = {
-    VR_AE, VR_AS, VR_AT, VR_CS, VR_DA, VR_DS, VR_DT, VR_FD, VR_FL, VR_IS, VR_LO, VR_LT, VR_OB,
-    VR_OW, VR_PN, VR_SH, VR_SL, VR_SQ, VR_SS, VR_ST, VR_TM, VR_UH, VR_UI, VR_UL, VR_UN, VR_US,
-};
-
+// The VRs that a stream's own word is believed for. Others, UT and OF among them, rely on the dictionary. A switch, as
+// this is asked for every element: it becomes a few comparisons.
 static bool is_believed(unsigned short vr)
 {
-    for (unsigned short believed : believed_vrs)
-        if (vr == believed)
-            return true;
-    return false;
+    switch (vr) {
+    case VR_AE: case VR_AS: case VR_AT: case VR_CS: case VR_DA: case VR_DS: case VR_DT: case VR_FD: case VR_FL:
+    case VR_IS: case VR_LO: case VR_LT: case VR_OB: case VR_OW: case VR_PN: case VR_SH: case VR_SL: case VR_SQ:
+    case VR_SS: case VR_ST: case VR_TM: case VR_UH: case VR_UI: case VR_UL: case VR_UN: case VR_US:
+        return true;
+    default:
+        return false;
+    }
 }
 
 static void settle_explicit_vr(HWND window, DICOM_List *tag)

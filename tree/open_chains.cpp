@@ -19,7 +19,7 @@ static size_t home_of(const First_Nodes *nodes, const DICOM_List *head, unsigned
     return static_cast<size_t>(mixed >> 24) & (nodes->room - 1);
 }
 
-// The entry for a tag of a chain, or the free entry where it belongs. There is room, a power of two, and it is not full.
+// The entry for a tag of a chain, or the free entry where it belongs. The room is a power of two and never full.
 static First_Nodes::Entry *entry_of(const First_Nodes *nodes, const DICOM_List *head, unsigned int tag)
 {
     size_t at = home_of(nodes, head, tag);

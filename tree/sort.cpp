@@ -88,15 +88,29 @@ static Run merge(Run first, Run second)
     return merged;
 }
 
-// A stable merge sort, bottom-up: waiting[i] is empty or a run of 2 to the power of i nodes.
+// Takes nodes off the front of a list as long as they are in order.
+static Run cut_run(DICOM_List **list)
+{
+    Run run = {*list, 0};
+    for (;;) {
+        DICOM_List *node = *list;
+        set_greater_before(node, 0);
+        run.count++;
+        *list = node->next;
+        if (*list == nullptr || tag_number(*list) < tag_number(node)) {
+            node->next = nullptr;
+            return run;
+        }
+    }
+}
+
+// A stable merge sort, bottom-up, of what is in order already: waiting[i] is empty or merged from 2 to the power of i
+// runs.
 static DICOM_List *ordered_by_tag(DICOM_List *list)
 {
     Run waiting[64] = {};
     while (list != nullptr) {
-        Run run = {list, 1};
-        list = list->next;
-        run.head->next = nullptr;
-        set_greater_before(run.head, 0);
+        Run run = cut_run(&list);
         int i = 0;
         for (; waiting[i].head != nullptr; i++) {
             run = merge(waiting[i], run);
