@@ -74,7 +74,7 @@ DICOM_EXPORT DICOM_List *DICOM_Module_Include_Get(HWND window, char *name, const
 //   name  as from DICOM_Module_Name; upper and lower case differ
 // Returns the template, owned by the library until DICOM_Module_Free: the host reads it and changes nothing. Returns
 // null if there is none, which is reported at the first call and not again. At most 99 names can be in use, and at
-// most 100000 attributes in one template, items and delimiters counted.
+// most 50000 attributes in one template, items and delimiters counted.
 DICOM_EXPORT DICOM_List *DICOM_Module_Read(HWND window, const char *name);
 
 // Gives the name of the module for a modality.

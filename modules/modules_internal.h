@@ -14,7 +14,7 @@ enum Definition_Limits {
     INCLUDE_ROOM = 10240,     // slots of the macro table; the last one stays without a list
     MODALITY_ROOM = 100,      // slots of the template cache; the last one stays without a template
     MAX_INCLUDE_DEPTH = 16,   // macros that are read one inside the other, 4 KB of stack each; real ones need five
-    MAX_DEFINITION_NODES = 100000,   // nodes that one run may make; the largest real template needs under 8,000
+    MAX_DEFINITION_NODES = 50000,   // nodes that one run may make; the largest real template needs under 8,000
 };
 
 extern char *DICOM_Module_Dir;   // heap text that ends with its separator; null: not set

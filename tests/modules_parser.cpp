@@ -281,7 +281,7 @@ TEST(Macro, CannotFillTheMemory)
     Reports said;
     Parsed parsed("Include 1\n(0010,0010)\n");
     EXPECT_EQ(parsed.result, 0);
-    EXPECT_EQ(said.warnings(), about_line("DICOM_Include_3.txt", 9, "Too many attributes (max=\x01" "100000\x02)"));
+    EXPECT_EQ(said.warnings(), about_line("DICOM_Include_3.txt", 4, "Too many attributes (max=\x01" "50000\x02)"));
 }
 
 TEST(Macro, HasATableOfSoManySlots)

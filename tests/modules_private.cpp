@@ -47,14 +47,15 @@ TEST(Private, FileIsLookedForByShorterAndShorterNames)
     folder.write("DICOM_Private_S.txt", "(0029,0010) VR=LO\n");
     Reports said(13);
     EXPECT_EQ(complemented(" Site/Notes 2 ", 0x0029, 0x1010), "1 LO old");
+    const std::string file = "Private Attribute file:DICOM_Private_";
     std::string expected;
     for (const char *name : {"SITE_NOTES 2", "SITE_NOTES ", "SITE_NOTES", "SITE_NOTE", "SITE_NOT", "SITE_NO", "SITE_N",
                              "SITE_", "SITE", "SIT", "SI", "S"})
-        expected += std::string("Private Attribute file:DICOM_Private_") + name + ".txt in dir:" + blue(folder.path + "\n");
+        expected += file + name + ".txt in dir:" + blue(folder.path + "\n");
     EXPECT_EQ(said.texts(13), expected);
     Reports again(13);
     complemented("\\:*?\"<>|", 0x0029, 0x1010);
-    EXPECT_EQ(again.texts(13).find("Private Attribute file:DICOM_Private_________.txt in dir"), 0u);
+    EXPECT_EQ(again.texts(13).find(file + "________.txt in dir"), 0u);
 }
 
 TEST(Private, CreatorIsEnteredOnce)
