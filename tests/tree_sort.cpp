@@ -13,7 +13,7 @@ static int sort(Tree &tree)
     return DICOM_Attribute_Sort(nullptr, &tree.root, &tree.head);
 }
 
-// The order of a chain as the sort is told to make it: neighbours are compared and exchanged, pass after pass.
+// What the order of a chain is by definition: neighbours are compared and exchanged, pass after pass.
 static bool plain_must_exchange(DICOM_List *a, DICOM_List *b)
 {
     if (a->group != b->group)
