@@ -60,7 +60,7 @@ static Stream ten_elements()
     put_element(out, 0x0008, 0x0102, "SH", "SRT ");
     put_element(out, 0x0008, 0x0104, "LO", "Abdomen ");
     put_element(out, 0x0018, 0x0050, "DS", "2.5 ");
-    put_element(out, 0x0020, 0x0032, "DS", "-80.5\\-80.5\\12.5 ");
+    put_element(out, 0x0020, 0x0032, "DS", "-80.5\\-80.5\\12.5");
     put_element(out, 0x0020, 0x0037, "DS", "1\\0\\0\\0\\1\\0 ");
     put_element(out, 0x0020, 0x9057, "UL", Stream("\1\0\0\0", 4));
     put_element(out, 0x0028, 0x0030, "DS", "0.5\\0.5 ");
