@@ -293,20 +293,24 @@ TEST(Format, ForgetsTheLengthOfASequenceThatADelimiterHasClosed)
                                   "fffe,e0dd I-\n");
 }
 
-TEST(Format, RefusesWhatStandsBetweenASequenceAndItsFirstItem)
+TEST(Format, GivesAnItemToWhatStandsBetweenASequenceAndItsFirstItem)
 {
     Flat flat;
     flat.sequence(CONTENT, 100);
     flat.text(VALUE, "A1");
+    flat.text(LATER, "A2");
     flat.item(-1);
     flat.text(LATER, "B1");
     Reports said;
     Tree tree = format(flat);
     EXPECT_EQ(outline(tree.head), "0040,a730 SQ 100 bytes unread\n"
                                   "  item\n"
+                                  "    0008,0100 SH [A1]\n"
+                                  "    0008,0104 SH [A2]\n"
+                                  "  item\n"
                                   "    fffe,e000 I- undefined length\n"
                                   "    0008,0104 SH [B1]\n");
-    EXPECT_EQ(said.warnings(), "\xF1\x05    \x02" "Failed to insert tag(\x01" "0008\x02,\x01" "0100\x02)\n");
+    EXPECT_EQ(said.warnings(), WARNING + "(\x01" "0008\x02,\x01" "0100\x02) missing item tag!\n");
 }
 
 TEST(Format, FoldsWhatIsNestedTooDeep)

@@ -128,6 +128,18 @@ static void check_order(HWND window, Nesting *nesting, const DICOM_List *tag)
     }
 }
 
+// Attributes that stand in a sequence without an item in front of them would have no place in the tree: they get an
+// item of their own, so that nothing is lost.
+static void open_missing_item(HWND window, Nesting *nesting, const DICOM_List *tag)
+{
+    int depth = depth_of(nesting);
+    if (depth == 0 || tag->group == GROUP_ITEM || nesting->open.root.Item_Number[depth] > 0)
+        return;
+    REPORT(window, Flag_Error_Warning,
+           "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) missing item tag!", tag->group, tag->element);
+    start_item(window, &nesting->open);
+}
+
 /* ---- after the insertion -------------------------------------------------------------- */
 
 static bool is_item_next(const DICOM_List *tag)
@@ -242,6 +254,7 @@ static void format_tag(HWND window, Nesting *nesting, DICOM_List *tag)
     if (is_tag(tag, GROUP_ITEM, ELEMENT_ITEM))
         open_item(window, nesting, tag);
     check_order(window, nesting, tag);
+    open_missing_item(window, nesting, tag);
 
     DICOM_Attribute_Format_VR(window, tag);
     DICOM_List *made = insert_open(window, &nesting->open, tag);
