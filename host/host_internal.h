@@ -67,8 +67,8 @@ inline bool is_any_item_tag(const Header &h)
 
 // ---- encodings ------------------------------------------------------------------------
 
-// How many elements in a row, of at most four, make sense at an offset under an encoding. whole: what was looked at
-// ends with the bytes, so that there could not be more.
+// How many elements in a row, of at most four, make sense at an offset under an encoding. whole: nothing that was looked
+// at spoke against it; there are no more, or they need not be looked at.
 int count_plausible(const char *bytes, int at, int bound, unsigned char mode, bool *whole);
 
 // Whether an element or an item tag can stand here: for the place behind a damage.
@@ -99,17 +99,13 @@ char *make_heap_source(Source *source, int size);
 
 // ---- nodes ----------------------------------------------------------------------------
 
-// The flat chain: nodes in blocks that are released at once, in the order of the stream.
+// The flat chain: nodes in blocks that are released at once, in the order of the stream. Blocks grow from few nodes to
+// many, so that a small file costs little and a large one few calls.
 struct Node_Arena {
     std::vector<std::unique_ptr<DICOM_List[], void (*)(void *)>> blocks;
-    int count = 0;
-    enum { BLOCK = 1024 };
+    int used = 0, room = 0;   // nodes of the last block
 
-    DICOM_List *add();   // zeroed
-    DICOM_List *at(int i)
-    {
-        return &blocks[static_cast<size_t>(i / BLOCK)][i % BLOCK];
-    }
+    DICOM_List *add();        // zeroed
 };
 
 // What a node has to be when the tree is made, where it had to look different for the nesting to come out right.
@@ -128,8 +124,9 @@ struct Flat_Chain {
     Node_Arena nodes;
     std::vector<Segment> segments;   // the first is the data set
     std::vector<Restored> restored;
-    DICOM_List item_tags[3] = {};       // item, item delimiter, sequence delimiter, as the library complements them
-    std::vector<DICOM_List *> listed;   // node of each entry of the listing
+    DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them
+    std::vector<DICOM_List *> listed;      // node of each entry of the listing
+    std::vector<DICOM_List *> described;   // nodes with a description of their own
 };
 
 // Reads the elements from an offset on into the chain, and fills the listing if it is wanted.

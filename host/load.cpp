@@ -190,9 +190,8 @@ static void complement_item_tags(Flat_Chain *chain)
 
 static void free_descriptions(Flat_Chain *chain)
 {
-    for (int i = 0; i < chain->nodes.count; i++)
-        if (chain->nodes.at(i)->group != GROUP_ITEM)
-            DICOM_Lib_Free(&chain->nodes.at(i)->description);
+    for (DICOM_List *node : chain->described)
+        DICOM_Lib_Free(&node->description);
     for (DICOM_List &tag : chain->item_tags)
         DICOM_Lib_Free(&tag.description);
 }
@@ -318,9 +317,9 @@ static Load_Result load_source(Data_Set *set, unsigned char mode, const Load_Opt
 static Load_Result finish(Data_Set *set, Load_Result result)
 {
     if (result == LOADED)
-        select(*set);
+        select_data_set(*set);
     else
-        release(set);
+        release_data_set(set);
     return result;
 }
 
@@ -364,13 +363,13 @@ const Opaque *find_opaque(const Data_Set &set, const DICOM_List *node)
     return nullptr;
 }
 
-void select(const Data_Set &set)
+void select_data_set(const Data_Set &set)
 {
     DICOM_Lib_File_Source = 0;
     DICOM_Lib_File_Name = set.source.bytes;
 }
 
-void release(Data_Set *set)
+void release_data_set(Data_Set *set)
 {
     if (DICOM_Lib_File_Name == set->source.bytes)
         DICOM_Lib_File_Name = nullptr;

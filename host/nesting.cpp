@@ -13,13 +13,16 @@ namespace velmora_host
 
 DICOM_List *Node_Arena::add()
 {
-    if (count % BLOCK == 0) {
-        DICOM_List *block = static_cast<DICOM_List *>(calloc(BLOCK, sizeof(DICOM_List)));
+    static const int SMALLEST = 128, LARGEST = 32768;
+    if (used == room) {
+        room = room == 0 ? SMALLEST : room < LARGEST ? room * 4 : room;
+        DICOM_List *block = static_cast<DICOM_List *>(calloc(static_cast<size_t>(room), sizeof(DICOM_List)));
         if (block == nullptr)
             throw std::bad_alloc();
         blocks.emplace_back(block, free);
+        used = 0;
     }
-    return at(count++);
+    return &blocks.back()[static_cast<size_t>(used++)];
 }
 
 // What the library says of an item tag is the same for all of them. The text stays the chain's: Format copies it.

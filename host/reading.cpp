@@ -48,6 +48,8 @@ static void complement(Reading *r, DICOM_List *node)
         else if (node->element >= 0x1000)
             complement_private(r, node);
     }
+    if (node->description != nullptr)
+        r->chain->described.push_back(node);
     if (node->vr == VR_NONE && node->vr_explicit != VR_NONE && vr_class(node->vr_explicit) >= VR_SHORT) {
         node->vr = node->vr_explicit;
         if (node->vr == VR_UC || node->vr == VR_UR)
@@ -191,7 +193,6 @@ static void take_cut_value(Reading *r, const Header &h, DICOM_List *node)
     if (!is_credible) {
         snprintf(fault, sizeof fault, "no element can be read here: %u bytes of value would reach beyond the end of %s",
                  h.length, name_of_place(r));
-        DICOM_Lib_Free(&node->description);
         return skip_damage(r, r->at, fault);
     }
     node->size = bound - r->behind;

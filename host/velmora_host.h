@@ -5,7 +5,7 @@
 //     Data_Set set;
 //     if (load_from_path("image.dcm", Load_Options(), &set) == LOADED)
 //         DICOM_Attribute_Stool(nullptr, &set.root, set.tree, 1);
-//     release(&set);
+//     release_data_set(&set);
 //
 // Everything that is wrong with a stream is reported through Error_Fct at Flag_Error_Warning, as the library does it;
 // while it is loading, place_of_reading tells a sink where in the stream that is.
@@ -136,10 +136,10 @@ Load_Result load_opaque(const Data_Set &whole, const Opaque &which, const Load_O
 const Opaque *find_opaque(const Data_Set &set, const DICOM_List *node);
 
 // Says where the library fetches unread values from. Loading a data set selects it.
-void select(const Data_Set &set);
+void select_data_set(const Data_Set &set);
 
 // Releases the tree and the bytes. A data set that was never loaded is left alone.
-void release(Data_Set *set);
+void release_data_set(Data_Set *set);
 
 // ---- where reading stands -------------------------------------------------------------
 

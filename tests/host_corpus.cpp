@@ -54,7 +54,7 @@ static void load_cut(const std::string &bytes, size_t size)
     Load_Result result = load_from_memory(block, static_cast<int>(size), MODE_UNKNOWN, options, &set, &error);
     EXPECT_EQ(result == LOADED, set.tree != nullptr);
     EXPECT_EQ(result == LOADED, error.empty());
-    release(&set);
+    release_data_set(&set);
     free(block);
 }
 
@@ -90,4 +90,21 @@ TEST(Corpus, IsShownWithoutACrashAndInTime)
             EXPECT_TRUE(run.status == 0 || run.status == 3) << files[i] << ": " << run.status << "\n" << run.err;
             EXPECT_EQ(run.status == 3, run.out.empty()) << files[i];
         }
+}
+
+// Needs python3-pydicom and dcmtk.
+TEST(Corpus, IsListedAsOtherToolkitsListIt)
+{
+    std::vector<std::string> files = corpus_files(), arguments = {VELMORA_SOURCE_DIR "/tests/interop/compare_listing.py",
+                                                                  VELMORA_PROGRAM};
+    static const char PYTHON[] = "/usr/bin/python3";
+    if (files.empty() || run_program("/bin/sh", {"-c", "command -v dcmdump"}).status != 0 ||
+        run_program(PYTHON, {"-c", "import pydicom"}).status != 0)
+        GTEST_SKIP() << "no corpus, or not both toolkits";
+    size_t step = is_long_run() ? 1 : files.size() / 40 + 1;
+    for (size_t i = 0; i < files.size(); i += step)
+        arguments.push_back(files[i]);
+    Outcome run = run_program(PYTHON, arguments);
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find(" files that both peers read"), std::string::npos) << run.err;
 }

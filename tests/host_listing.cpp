@@ -43,7 +43,7 @@ Loaded::Loaded(const Bytes &bytes, unsigned char mode, Load_Options options)
 
 Loaded::~Loaded()
 {
-    release(&set);
+    release_data_set(&set);
     free(block);
 }
 

@@ -1,6 +1,7 @@
 // Whole runs of the program: arguments, standard output, messages, exit status.
 #include <gtest/gtest.h>
 #include <fcntl.h>
+#include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -89,6 +90,18 @@ TEST(Program, ShowsTheTree)
               "(fffe,e0dd) (DICOM)     Sequence Delimitation Item               (Ia,--,0   ) (no data)\n"
               "(0042,0011) (DICOM)     Encapsulated Document                    (OB,--,2000) (data from file at "
               "offset=312)\n");
+}
+
+TEST(Program, ShowsTextsOfLaterVRsAsTexts)
+{
+    Bytes bytes = element({0x0008, 0x0060}, "CS", "CT") + element({0x0008, 0x9919}, "UC", "Long\\Text ") +
+                  element({0x0008, 0x9920}, "SV", "12345678");
+    EXPECT_EQ(velmora({"dump", "--format", "tsv", "-"}, bytes).out,
+              "0\t-\t0008,0060\tCS\t2\t8\n0\t-\t0008,9919\tUC\t10\t22\n0\t-\t0008,9920\tSV\t8\t44\n");
+    EXPECT_EQ(body(velmora({"dump", "-"}, bytes).out),
+              "(0008,0060) (DICOM)     Modality                                 (CS,--,2   ) CT\n"
+              "(0008,9919) (DICOM)     Unknown tag                              (UT,--,10  ) Long\\Text \n"
+              "(0008,9920) (DICOM)     Unknown tag                              (SV,--,8   ) 31 32 33 34 35 36 37 38\n");
 }
 
 TEST(Program, ShowsWhatIsAskedFor)
@@ -259,6 +272,34 @@ TEST(Program, ColorsOnlyWhereTheyAreWanted)
     EXPECT_NE(colored.out.find("(\033[34m0008\033[39m,\033[34m0060\033[39m) \033[1m\033[34m(DICOM)  \033[22m "),
               std::string::npos);
     EXPECT_EQ(colored.out.substr(colored.out.size() - 7), "A \033[0m\n");
+}
+
+// What a run writes to a terminal.
+static std::string on_terminal(const std::string &file, const char *no_color)
+{
+    int terminal = -1;
+    pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        setenv("TERM", "xterm", 1);
+        setenv("NO_COLOR", no_color, 1);
+        execl(VELMORA_PROGRAM, VELMORA_PROGRAM, "dump", file.c_str(), nullptr);
+        _exit(127);
+    }
+    std::string text;
+    char block[4096];
+    for (ssize_t got; (got = read(terminal, block, sizeof block)) > 0;)
+        text.append(block, static_cast<size_t>(got));
+    waitpid(child, nullptr, 0);
+    close(terminal);
+    return text;
+}
+
+TEST(Program, ColorsATerminalUnlessToldNotTo)
+{
+    Folder folder;
+    std::string file = folder.write("a.dcm", element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "A "));
+    EXPECT_NE(on_terminal(file, "").find("(\033[34m0008"), std::string::npos);
+    EXPECT_NE(on_terminal(file, "1").find("(0008,0060)"), std::string::npos);
 }
 
 TEST(Program, ShowsNoValueThatCouldDriveATerminal)

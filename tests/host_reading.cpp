@@ -75,6 +75,11 @@ TEST(HostReading, FollowsTheRepairsOfTheElementReader)
     EXPECT_EQ(endless.warnings(), "10: (7fe0,0010) JPEG data without a length and without an end; all 8 bytes behind are "
                                   "taken as its value\n");
 
+    Bytes head = part10_head("1.2.840.113619.5.2");
+    Loaded shortened(head + element(NAME, "PN", "Doe^Jane", 0) + element({0x0010, 0x0020}, "LO", "0123456789", 0, 13) +
+                     element(LATER, "CS", "NEXT", 0));
+    EXPECT_EQ(shortened.tree().substr(shortened.tree().find("0010,0020")), "0010,0020 LO [0123456789]\n0070,0080 CS [NEXT]\n");
+
     Bytes skipped = tag_bytes(REQUEST) + "SQ" + number_16(6) + "123456";
     Loaded behind(FIRST + skipped + element(LATER, "CS", "NEXT"), MODE_EXPLICIT_LITTLE);
     EXPECT_EQ(behind.listing(), "0008,0060 CS 2 @8\n0070,0080 CS 4 @32\n");
@@ -207,7 +212,7 @@ TEST(HostReading, KeepsATenthLevelAsOneValue)
         ASSERT_EQ(load_opaque(twelve.set, opaque, Load_Options(), &below, &error), LOADED) << error;
         EXPECT_EQ(below.tree->group, 0x0040);
         EXPECT_EQ(below.tree->nb_item, 1);
-        release(&below);
+        release_data_set(&below);
     }
 }
 

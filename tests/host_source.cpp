@@ -124,8 +124,8 @@ TEST(HostSource, LoadsAgainAndAgainWithoutRunningOut)
         ASSERT_EQ(load_from_path(name.c_str(), Load_Options(), &set, &error), LOADED) << error;
         EXPECT_EQ(DICOM_Lib_File_Name, set.source.bytes);
         EXPECT_EQ(set.tree->next->next->next->data, nullptr) << "a large value stays in the source";
-        release(&set);
+        release_data_set(&set);
         EXPECT_EQ(DICOM_Lib_File_Name, nullptr);
-        release(&set);
+        release_data_set(&set);
     }
 }

@@ -1,5 +1,5 @@
 // The listing for programs: what the stream holds, element by element, as it stands there.
-#include <string.h>
+#include <charconv>
 
 #include "host/program/dump.h"
 #include "host/program/output.h"
@@ -9,7 +9,7 @@ using velmora_host::Listed;
 
 // A path of more steps than this begins with "...": a stream may nest without end, and each of its lines would carry
 // it all.
-static const int LONGEST_PATH = 256;
+static const size_t LONGEST_PATH = 256;
 
 // ---- numbers --------------------------------------------------------------------------
 
@@ -22,51 +22,54 @@ static char *put_hex(char *to, unsigned int value, const char *digits)
 
 static char *put_number(char *to, int64_t value)
 {
-    char digits[24];
-    int count = 0;
-    uint64_t rest = value < 0 ? static_cast<uint64_t>(-value) : static_cast<uint64_t>(value);
-    do {
-        digits[count++] = static_cast<char>('0' + rest % 10);
-        rest /= 10;
-    } while (rest > 0);
-    if (value < 0)
-        *to++ = '-';
-    while (count > 0)
-        *to++ = digits[--count];
-    return to;
+    const int longest = 20;
+    return std::to_chars(to, to + longest, value).ptr;
 }
 
 // ---- paths ----------------------------------------------------------------------------
 
-// "0040A730[1]/0040A730[2]" of an item, "-" of none.
-static std::string path_of(const Data_Set &set, int item)
+// The path of the enclosing items, kept from line to line: it changes with the item only.
+struct Item_Path {
+    int item = -1;
+    std::string text = "0\t-\t";   // depth and path, each with a tab behind it
+    std::vector<int> items;        // outermost last
+};
+
+static void append_step(const Data_Set &set, const Listed &item, std::string *text)
 {
-    if (item < 0)
-        return "-";
-    std::vector<int> items;
-    for (int i = item; i >= 0 && items.size() <= LONGEST_PATH;) {
-        items.push_back(i);
+    const Listed &sequence = set.listing[static_cast<size_t>(item.parent)];
+    char step[40], *to = step;
+    to = put_hex(to, sequence.group, "0123456789ABCDEF");
+    to = put_hex(to, sequence.element, "0123456789ABCDEF");
+    *to++ = '[';
+    to = put_number(to, item.item_number);
+    *to++ = ']';
+    text->append(step, static_cast<size_t>(to - step));
+}
+
+static void enter_item(const Data_Set &set, int item, Item_Path *path)
+{
+    path->item = item;
+    path->items.clear();
+    for (int i = item; i >= 0 && path->items.size() <= LONGEST_PATH;) {
+        path->items.push_back(i);
         i = set.listing[static_cast<size_t>(set.listing[static_cast<size_t>(i)].parent)].parent;
     }
-    std::string path;
-    if (items.size() > LONGEST_PATH) {
-        items.pop_back();
-        path = "...";
+    bool is_cut = path->items.size() > LONGEST_PATH;
+    if (is_cut)
+        path->items.pop_back();
+
+    char depth[24];
+    path->text.assign(
+        depth,
+        static_cast<size_t>(put_number(depth, item < 0 ? 0 : set.listing[static_cast<size_t>(item)].depth) - depth));
+    path->text += item < 0 ? "\t-" : is_cut ? "\t.../" : "\t";
+    for (size_t i = path->items.size(); i-- > 0;) {
+        append_step(set, set.listing[static_cast<size_t>(path->items[i])], &path->text);
+        if (i > 0)
+            path->text += '/';
     }
-    for (size_t i = items.size(); i-- > 0;) {
-        const Listed &step = set.listing[static_cast<size_t>(items[i])];
-        const Listed &sequence = set.listing[static_cast<size_t>(step.parent)];
-        char text[40], *to = text;
-        if (!path.empty())
-            *to++ = '/';
-        to = put_hex(to, sequence.group, "0123456789ABCDEF");
-        to = put_hex(to, sequence.element, "0123456789ABCDEF");
-        *to++ = '[';
-        to = put_number(to, step.item_number);
-        *to++ = ']';
-        path.append(text, static_cast<size_t>(to - text));
-    }
-    return path;
+    path->text += '\t';
 }
 
 // ---- what was asked for ---------------------------------------------------------------
@@ -115,12 +118,8 @@ static std::vector<char> select_entries(const Data_Set &set, const std::vector<T
 
 static void write_entry(const Data_Set &set, const Listed &entry, const std::string &path)
 {
-    char head[16];
-    write_out(head, static_cast<size_t>(put_number(head, entry.depth) - head));
-    write_out("\t", 1);
     write_out(path);
     char *line = room_out(), *to = line;
-    *to++ = '\t';
     to = put_hex(to, entry.group, "0123456789abcdef");
     *to++ = ',';
     to = put_hex(to, entry.element, "0123456789abcdef");
@@ -139,16 +138,13 @@ static void write_entry(const Data_Set &set, const Listed &entry, const std::str
 void dump_tsv(const Data_Set &set, const std::vector<Tag_Path> &only)
 {
     std::vector<char> selected = select_entries(set, only);
-    std::string path = "-";
-    int path_item = -1;
+    Item_Path path;
     for (size_t i = 0; i < set.listing.size(); i++) {
         const Listed &entry = set.listing[i];
         if (entry.kind != velmora_host::LISTED_ELEMENT || !selected[i])
             continue;
-        if (entry.parent != path_item) {
-            path = path_of(set, entry.parent);
-            path_item = entry.parent;
-        }
-        write_entry(set, entry, path);
+        if (entry.parent != path.item)
+            enter_item(set, entry.parent, &path);
+        write_entry(set, entry, path.text);
     }
 }

@@ -14,6 +14,7 @@ using velmora_host::Place;
 
 static const size_t SHOWN_OF_A_KIND = 3;   // in one file
 static const size_t KINDS_OF_A_FILE = 40;
+static const size_t KINDS_OF_A_RUN = 1000;
 static const int FILES_OF_A_KIND = 5;   // in which it is told before it is only counted
 
 struct Message {
@@ -197,7 +198,8 @@ static bool is_told(const Kind &kind)
     for (Folded &each : folded)
         if (each.mask == kind.mask)
             return ++each.files <= FILES_OF_A_KIND;
-    folded.push_back({kind.mask, kind.shown[0].text, 1});
+    if (folded.size() < KINDS_OF_A_RUN)
+        folded.push_back({kind.mask, kind.shown[0].text, 1});
     return true;
 }
 

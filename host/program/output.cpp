@@ -5,6 +5,7 @@
 #include <stdint.h>
 #include <stdlib.h>
 #include <unistd.h>
+#include <bit>
 
 #include "host/program/command.h"
 #include "host/program/messages.h"
@@ -234,47 +235,66 @@ std::string quoted(const std::string &text)
 
 // ---- lines of the library -------------------------------------------------------------
 
+// How many of the eight bytes at a place are plain, counted up to the first that is not. The last bits of a byte tell
+// it in one step for all eight; what a byte carries over reaches later bytes only, which the count leaves out.
+static size_t plain_bytes(const char *at, uint64_t *eight)
+{
+    memcpy(eight, at, sizeof *eight);
+    if constexpr (std::endian::native != std::endian::little)
+        return 0;
+    const uint64_t ones = 0x0101010101010101, high = ones * 0x80;
+    uint64_t odd = (*eight | (*eight + ones) | (*eight - ones * 0x20)) & high;
+    return odd == 0 ? 8 : static_cast<size_t>(std::countr_zero(odd)) / 8;
+}
+
 // Converts a text with marks in room for five times its length, up to its end or up to a place. That place lies behind
 // the n-th bracket that closes a column: "\x02) ".
 //   closings  n; 0: to the end
 // Returns the place reached, and moves out behind what it wrote.
-static const char *convert_marks(const char *text, int closings, const Action_Table &actions, char **out)
+static const char *convert_marks(const char *at, const char *end, int closings, const Action_Table &actions, char **out)
 {
-    const unsigned char *at = reinterpret_cast<const unsigned char *>(text);
     char *to = *out;
-    for (; *at != '\0'; at++) {
-        unsigned char action = actions.of[*at];
-        if (action <= COPY_BYTE) {   // nearly every byte: without a branch between the two
-            *to = static_cast<char>(*at);
-            to += action;
-        } else if (action == SHOW_BYTE) {
-            to += show_byte(to, *at);
-        } else {
-            const char *escape = escape_of(*at);
+    while (at < end) {
+        uint64_t eight;
+        size_t plain = end - at >= 8 ? plain_bytes(at, &eight) : 0;
+        if (plain > 0) {
+            memcpy(to, &eight, sizeof eight);
+            to += plain;
+            at += plain;
+            if (plain == 8)
+                continue;
+        }
+        unsigned char c = static_cast<unsigned char>(*at++), action = actions.of[c];
+        if (action == SHOW_BYTE) {
+            to += show_byte(to, c);
+        } else if (action == COLOR_BYTE) {
+            const char *escape = escape_of(c);
             size_t length = strlen(escape);
             memcpy(to, escape, length);
             to += length;
+        } else if (action == COPY_BYTE) {
+            *to++ = static_cast<char>(c);
         }
-        if (*at == ')' && closings > 0 && at[1] == ' ' && at != reinterpret_cast<const unsigned char *>(text) &&
-            at[-1] == 0x02 && --closings == 0) {
-            *to++ = ' ';
+        if (c == 0x02 && closings > 0 && end - at >= 2 && at[0] == ')' && at[1] == ' ' && --closings == 0) {
+            memcpy(to, ") ", 2);
+            to += 2;
             at += 2;
             break;
         }
     }
     *out = to;
-    return reinterpret_cast<const char *>(at);
+    return at;
 }
 
 void write_marked_line(const char *text, int columns, bool color)
 {
-    static const size_t LONGEST = (OUTPUT_ROOM - 8) / 5;   // of the library's lines; a longer one goes the slow way
+    static const size_t LONGEST = (OUTPUT_ROOM - 16) / 5;   // of the library's lines; a longer one goes the slow way
     size_t length = strlen(text);
     std::string slow;
     if (length > LONGEST)
-        slow.resize(length * 5 + 8);
+        slow.resize(length * 5 + 16);
     char *start = length > LONGEST ? &slow[0] : room_out(), *out = start;
-    const char *value = convert_marks(text, columns, color ? color_actions : plain_actions, &out);
+    const char *value = convert_marks(text, text + length, columns, color ? color_actions : plain_actions, &out);
     out += make_visible(value, length - static_cast<size_t>(value - text), out);
     if (color) {
         memcpy(out, "\033[0m", 4);
@@ -289,9 +309,10 @@ void write_marked_line(const char *text, int columns, bool color)
 
 std::string without_marks(const char *text)
 {
-    std::string plain(strlen(text) * 4 + 1, '\0');
+    size_t length = strlen(text);
+    std::string plain(length * 4 + 8, '\0');
     char *out = &plain[0];
-    convert_marks(text, 0, plain_actions, &out);
+    convert_marks(text, text + length, 0, plain_actions, &out);
     plain.resize(static_cast<size_t>(out - &plain[0]));
     return plain;
 }
