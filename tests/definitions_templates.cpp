@@ -17,8 +17,7 @@ static std::string tag_text(const DICOM_List *node)
 }
 
 // Every node of a template with the tags of the sequences around it, "0040,0275/0040,0008".
-template <class Visit>
-static void walk(const DICOM_List *node, const std::string &around, int depth, Visit visit)
+template <class Visit> static void walk(const DICOM_List *node, const std::string &around, int depth, Visit visit)
 {
     for (; node != nullptr; node = node->next) {
         std::string path = around + tag_text(node);

@@ -371,6 +371,143 @@ class Writer:
             self.file("DICOM_Module_%s.txt" % code, alias + head + body)
 
 
+# ---- private attributes ---------------------------------------------------------------------------------------------
+
+def private_line(fact):
+    element = "00" + fact["tag"][8:10]
+    name = fact["name"] if fact["name"] not in ("", "Unknown", "?") else fact["creator"].replace(";", ",")
+    assert '"' not in name and ";" not in name, name   # a semicolon ends the line, in quotes too
+    return '%s,%s) VR=%s desc="%s"' % (fact["tag"][:5], element, fact["vr"] or "UN", name)
+
+
+def private_files(writer, facts):
+    stems = OrderedDict()
+    for fact in facts:
+        stems.setdefault(fact["file_stem"], []).append(fact)
+    for stem, found in stems.items():
+        creators = sorted({fact["creator"] for fact in found})
+        lines = comment("Private attributes of %s." % " and ".join('"%s"' % creator for creator in creators))
+        lines += comment("No part of the standard: collected from data sets and from what their makers publish. An "
+                         "element stands without its block. Where a meaning is not known, the creator's name stands.")
+        lines.append("")
+        seen = set()
+        for fact in sorted(found, key=lambda fact: (fact["tag"], fact["name"] in ("", "Unknown"))):
+            if fact["tag"] not in seen:   # the first line of a tag would be the only one that counts
+                lines.append(private_line(fact))
+            seen.add(fact["tag"])
+        writer.file("DICOM_Private_%s.txt" % stem, lines)
+
+
+# ---- code tables ----------------------------------------------------------------------------------------------------
+
+TABLES = OrderedDict([
+    ("Anatomic_Region", "anatomic regions, DICOM PS3.16 CID 4"),
+    ("Anatomic_Region_Common", "common anatomic regions, DICOM PS3.16 CID 4031"),
+    ("DX_View", "projection radiography views, DICOM PS3.16 CID 4010"),
+    ("DX_View_Modifier", "projection radiography view modifiers, DICOM PS3.16 CID 4011"),
+    ("Mammography_View", "mammography views, DICOM PS3.16 CID 4014"),
+    ("Mammography_View_Modifier", "mammography view modifiers, DICOM PS3.16 CID 4015"),
+    ("Radiopharmaceutical", "radiopharmaceuticals, DICOM PS3.16 CID 25"),
+    ("PET_Radiopharmaceutical", "PET radiopharmaceuticals, DICOM PS3.16 CID 4021"),
+    ("Radionuclide", "radionuclides, DICOM PS3.16 CID 18"),
+    ("Contrast_Agent", "contrast agents, DICOM PS3.16 CID 12"),
+    ("Contrast_Ingredient", "contrast ingredients, DICOM PS3.16 CID 13"),
+    ("Administration_Route", "routes of administration, DICOM PS3.16 CID 11"),
+    ("Interventional_Drug", "drugs given for an examination, DICOM PS3.16 CID 10"),
+    ("Patient_Orientation", "patient orientations, DICOM PS3.16 CID 19"),
+    ("Patient_Orientation_Modifier", "patient orientation modifiers, DICOM PS3.16 CID 20"),
+    ("Patient_Gantry_Relationship", "relations of patient and gantry, DICOM PS3.16 CID 21"),
+    ("NM_View_Angulation", "cranio-caudad angulations, DICOM PS3.16 CID 23"),
+    ("Laterality", "sides, DICOM PS3.16 CID 244"),
+    ("Acquisition_Contrast", "acquisition contrasts"),
+])
+
+SYMBOLS = dict(pair.split(":") for pair in (
+    "Carbon:C Fluorine:F Sodium:Na Phosphorus:P Potassium:K Chromium:Cr Cobalt:Co Iron:Fe Copper:Cu Gallium:Ga "
+    "Selenium:Se Krypton:Kr Strontium:Sr Yttrium:Y Ruthenium:Ru Technetium:Tc Indium:In Iodine:I Xenon:Xe Barium:Ba "
+    "Gadolinium:Gd Samarium:Sm Ytterbium:Yb Lutetium:Lu Tantalum:Ta Rhenium:Re Iridium:Ir Gold:Au Thallium:Tl Lead:Pb "
+    "Radium:Ra").split())
+
+
+def nuclide_words(meaning):
+    """Of "^99m^Technetium" the short forms: "Tc-99m", "Tc99m" and "99mTc"."""
+    _, mass, element = meaning.split("^")
+    symbol = SYMBOLS[element]
+    return ["%s-%s" % (symbol, mass), symbol + mass, mass + symbol]
+
+
+def words_of(text):
+    return re.split(r"[ ^\t]+", text.strip(" ^"))
+
+
+class Code_Words:
+    """Everyday words by table and code value: those that join the row of the code, and those with a row of their own."""
+
+    def __init__(self):
+        self.joined, self.own = defaultdict(list), defaultdict(list)
+        self.first = set()
+        self.waiting = {}
+        for headings, line in sections("code_words.txt"):
+            value, text = line.split(": ", 1)
+            for heading in headings:
+                key = (heading, value.rstrip("!"))
+                if value.endswith("!"):
+                    self.first.add(key)
+                for word in text.split("|"):
+                    words = self.own if word.strip().startswith("+") else self.joined
+                    words[key].append(word.strip(" +"))
+                self.waiting[key] = line
+
+    def take(self, table, value):
+        """The words of a code, once: a code may stand under several meanings."""
+        key = (table, value)
+        line = self.waiting.pop(key, None)
+        if line is None:
+            return [], []
+        # A line for several tables is used when one of them has the code.
+        self.waiting = {k: text for k, text in self.waiting.items() if text != line or self.has(k)}
+        return self.joined[key], self.own[key]
+
+    def has(self, key):
+        return key in self.codes
+
+    def know(self, codes):
+        self.codes = codes
+
+
+def code_rows(table, facts, words):
+    """The rows of a table, each with its place: those of few words first, and among them short ones."""
+    for fact in facts:
+        scheme, value = fact["scheme"], fact["value"]
+        joined, own = words.take(table, value)
+        if table == "Radionuclide":
+            joined = nuclide_words(fact["meaning"])
+        later = (table, value) not in words.first
+        meaning = fact["meaning"]
+        place = (later, len(words_of(meaning)), 0, len(meaning), meaning, value)
+        yield place, "%s %s %s" % (scheme, value, " ^ ".join([meaning] + joined))
+        for word in own:
+            yield (later, len(words_of(word)), 1, len(word), word, value), "%s %s %s" % (scheme, value, word)
+
+
+def code_tables(writer, facts):
+    words = Code_Words()
+    words.know({(fact["table"], fact["value"]) for fact in facts})
+    tables = OrderedDict()
+    for fact in facts:
+        tables.setdefault(fact["table"], []).append(fact)
+    assert set(tables) == set(TABLES)
+    for table, found in tables.items():
+        lines = comment("Code table: %s." % TABLES[table])
+        lines += comment("Coding scheme, code value, meaning. The words behind a ^ are for lookups as well. Of rows that "
+                         "fit a text equally well the first one is taken, so those of few words stand first.")
+        lines += [line for _, line in sorted(code_rows(table, found, words), key=lambda row: row[0])]
+        assert all(len(line) < 179 for line in lines), table
+        writer.file("DICOM_Codes_%s.txt" % table, lines)
+    if words.waiting:
+        sys.exit("code_words.txt names no code: %s" % sorted(words.waiting))
+
+
 # ---- what the templates must be -------------------------------------------------------------------------------------
 
 def check_templates(standard):
@@ -422,6 +559,9 @@ def make(folder):
             writer.optional_attributes(module)
     for macro in standard.macros.values():
         writer.macro(macro)
+
+    private_files(writer, rows(folder / "private_creators.tsv"))
+    code_tables(writer, rows(folder / "codes.tsv"))
 
     if writer.conditions.unused():
         sys.exit("conditions.txt names no conditional row: %s" % writer.conditions.unused())
