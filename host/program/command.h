@@ -5,6 +5,7 @@
 #include <getopt.h>
 
 enum Exit_Status {
+    STATUS_SKIPPED = -1,   // of one file among many: it is no data set, and need not be one
     STATUS_DONE = 0,
     STATUS_FOUND = 1,   // check, diff: something found; get, dict, uid, code: not found
     STATUS_WRONG_USE = 2,

@@ -25,9 +25,11 @@ bool has_several(const Input_Choice &choice)
     return stat(choice.paths[0].c_str(), &state) == 0 && S_ISDIR(state.st_mode);
 }
 
-static void take_file(Walk *walk, const std::string &path, bool from_folder)
+//   top_length  bytes of the path that name the folder walked; 0: none
+static void take_file(Walk *walk, const std::string &path, size_t top_length)
 {
-    walk->status = worse(walk->status, walk->work({path, from_folder}, walk->user));
+    size_t at = top_length > 0 ? path.find_first_not_of('/', top_length) : path.find_last_of('/') + 1;
+    walk->status = worse(walk->status, walk->work({path, path.substr(at), top_length > 0}, walk->user));
 }
 
 static bool read_folder(const std::string &path, std::vector<std::string> *names)
@@ -61,7 +63,7 @@ static void walk_folder(Walk *walk, const std::string &top)
         if (!is_folder) {
             if (S_ISREG(state.st_mode) || (is_link && S_ISREG(state.st_mode))) {
                 is_empty = false;
-                take_file(walk, path, true);
+                take_file(walk, path, top.size());
             }
             continue;
         }
@@ -85,7 +87,7 @@ static void take_path(Walk *walk, const std::string &path)
     if (path != "-" && stat(path.c_str(), &state) == 0 && S_ISDIR(state.st_mode))
         walk_folder(walk, path);
     else
-        take_file(walk, path, false);
+        take_file(walk, path, 0);
 }
 
 static void take_list(Walk *walk, const std::string &name, bool zero_between)

@@ -13,7 +13,8 @@ struct Input_Choice {
 
 struct Input {
     std::string path;
-    bool from_folder;   // found on a walk: no error if it is no data set
+    std::string inside;   // the path below the folder that was walked; its last part where none was
+    bool from_folder;     // found on a walk: no error if it is no data set
 };
 
 // Whether there may be more than one file.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "host/program/folding.h"
 #include "host/program/output.h"
 
 using velmora_host::Data_Set;
@@ -14,8 +15,6 @@ using velmora_host::Place;
 
 static const size_t SHOWN_OF_A_KIND = 3;   // in one file
 static const size_t KINDS_OF_A_FILE = 40;
-static const size_t KINDS_OF_A_RUN = 1000;
-static const int FILES_OF_A_KIND = 5;   // in which it is told before it is only counted
 
 struct Message {
     std::string text;
@@ -29,15 +28,9 @@ struct Kind {
     int count = 0;
 };
 
-struct Folded {
-    std::string mask, example;
-    int files = 0;   // that had it
-};
-
 static std::string current_file;
-static std::vector<Kind> kinds;      // of the current file, in the order of their first message
-static int other_messages = 0;       // of it, of further kinds
-static std::vector<Folded> folded;   // over all files
+static std::vector<Kind> kinds;   // of the current file, in the order of their first message
+static int other_messages = 0;    // of it, of further kinds
 static Line_Taker line_taker = nullptr;
 static void *line_user = nullptr;
 
@@ -45,9 +38,7 @@ static void *line_user = nullptr;
 
 static void print_line(const std::string &text)
 {
-    flush_out();
-    std::string line = "velmora: " + text + "\n";
-    fwrite(line.data(), 1, line.size(), stderr);
+    write_err("velmora: " + text + "\n");
 }
 
 void complain(const char *format, ...)
@@ -66,23 +57,6 @@ void complain_about(const std::string &file, const std::string &text)
 }
 
 // ---- taking ---------------------------------------------------------------------------
-
-// Tags and numbers as "#".
-static std::string mask_of(const std::string &text)
-{
-    std::string mask;
-    for (size_t i = 0; i < text.size(); i++) {
-        bool is_tag = text[i] == '(' && text.size() > i + 10 && text[i + 5] == ',' && text[i + 10] == ')';
-        bool is_digit = text[i] >= '0' && text[i] <= '9';
-        if (is_tag)
-            i += 10;
-        if (!is_tag && !is_digit)
-            mask += text[i];
-        else if (mask.empty() || mask.back() != '#')
-            mask += '#';
-    }
-    return mask;
-}
 
 static std::string trimmed(const char *report)
 {
@@ -180,27 +154,32 @@ static void find_place(const Data_Set &set, Message *message)
 
 // ---- telling --------------------------------------------------------------------------
 
-static void tell(const Message &message)
+static std::string line_of(const Message &message)
 {
-    std::string text = visible(current_file) + ": ";
+    std::string text = "velmora: " + visible(current_file) + ": ";
     if (message.place.offset >= 0)
         text += "at offset " + std::to_string(message.place.offset);
     if (message.place.offset >= 0 && !message.place.path.empty())
         text += " in " + message.place.path;
     if (message.place.offset >= 0)
         text += ": ";
-    print_line(text + message.text);
+    return text + message.text + "\n";
 }
 
-// Whether a kind is still told for another file, or only counted.
-static bool is_told(const Kind &kind)
+static Folded_Kind folded_kind(const Data_Set *set, Kind *kind)
 {
-    for (Folded &each : folded)
-        if (each.mask == kind.mask)
-            return ++each.files <= FILES_OF_A_KIND;
-    if (folded.size() < KINDS_OF_A_RUN)
-        folded.push_back({kind.mask, kind.shown[0].text, 1});
-    return true;
+    Folded_Kind told;
+    told.mask = kind->mask;
+    told.example = "velmora: # files more: " + kind->shown[0].text + "\n";
+    for (Message &message : kind->shown) {
+        if (set != nullptr)
+            find_place(*set, &message);
+        told.lines += line_of(message);
+    }
+    int more = kind->count - static_cast<int>(kind->shown.size());
+    if (more > 0)
+        told.lines += "velmora: " + visible(current_file) + ": (" + std::to_string(more) + " more like that)\n";
+    return told;
 }
 
 void begin_file(const std::string &file)
@@ -212,18 +191,11 @@ void begin_file(const std::string &file)
 
 void end_file(const Data_Set *set)
 {
-    for (Kind &kind : kinds) {
-        if (!is_told(kind))
-            continue;
-        for (Message &message : kind.shown) {
-            if (set != nullptr)
-                find_place(*set, &message);
-            tell(message);
-        }
-        int more = kind.count - static_cast<int>(kind.shown.size());
-        if (more > 0)
-            complain("%s: (%d more like that)", visible(current_file).c_str(), more);
-    }
+    Folded_Lines told;
+    told.to_err = true;
+    for (Kind &kind : kinds)
+        told.kinds.push_back(folded_kind(set, &kind));
+    tell_folded(told);
     if (other_messages > 0)
         complain("%s: (%d messages more)", visible(current_file).c_str(), other_messages);
     current_file.clear();
@@ -237,14 +209,6 @@ void start_messages()
     Flag_Error_Report = LEVEL_REMARKS;
     Error_Set_Threshold(LEVEL_LINES);
     Error_Set_Sink(take_report, nullptr);
-}
-
-void finish_messages()
-{
-    for (const Folded &each : folded)
-        if (each.files > FILES_OF_A_KIND)
-            complain("%d files more: %s", each.files - FILES_OF_A_KIND, each.example.c_str());
-    folded.clear();
 }
 
 void show_remarks()

@@ -17,9 +17,6 @@ enum {
 // Takes the library's reports from now on.
 void start_messages();
 
-// Tells of what was folded over several files.
-void finish_messages();
-
 // Remarks are dropped unless they are asked for.
 void show_remarks();
 

@@ -3,20 +3,30 @@
 
 #include <errno.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 #include <bit>
 
 #include "host/program/command.h"
 #include "host/program/messages.h"
+#include "host/program/progress.h"
 
 static const size_t BUFFER = 256 * 1024;
 static char buffer[BUFFER];   // static: what is in it has to get out at the end, wherever that is
 static size_t held = 0;
 static int failure = 0;   // errno of the first failed write
+static const Diversion *diverted = nullptr;
 
 static void write_all(const char *bytes, size_t count)
 {
+    if (diverted != nullptr) {
+        if (count > 0)
+            diverted->text(diverted->user, false, bytes, count);
+        return;
+    }
+    if (count > 0)
+        clear_progress();
     while (count > 0 && failure == 0) {
         ssize_t done = write(STDOUT_FILENO, bytes, count);
         if (done < 0 && errno == EPIPE)
@@ -44,6 +54,26 @@ void write_out(const char *bytes, size_t count)
         return write_all(bytes, count);
     memcpy(buffer + held, bytes, count);
     held += count;
+}
+
+void write_err(const std::string &text)
+{
+    flush_out();
+    if (diverted != nullptr)
+        return diverted->text(diverted->user, true, text.data(), text.size());
+    clear_progress();
+    fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void divert(const Diversion *to)
+{
+    flush_out();
+    diverted = to;
+}
+
+const Diversion *diversion()
+{
+    return diverted;
 }
 
 char *room_out()

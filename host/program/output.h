@@ -27,6 +27,20 @@ void took_out(size_t count);
 // Writes out what there is so far, so that a message that follows comes behind it.
 void flush_out();
 
+// A text for standard error, as it is; what waits for standard output goes out first.
+void write_err(const std::string &text);
+
+// Where everything goes instead of the two streams: in a worker process, to the one that gives it its work. Null: to
+// the streams. What waits goes out first.
+struct Folded_Lines;   // folding.h
+struct Diversion {
+    void (*text)(void *user, bool to_err, const char *bytes, size_t count);
+    void (*folded)(void *user, const Folded_Lines &lines);
+    void *user;
+};
+void divert(const Diversion *to);
+const Diversion *diversion();
+
 // Writes out what is left. Returns STATUS_UNREADABLE, and says so, when standard output failed; else STATUS_DONE.
 int finish_output();
 

@@ -1,0 +1,181 @@
+// Work on many files, and what is said at its end.
+#include "host/program/many.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <time.h>
+#include <unistd.h>
+#include <algorithm>
+#include <new>
+
+#include "host/program/messages.h"
+#include "host/program/output.h"
+#include "host/program/progress.h"
+#include "host/program/workers.h"
+
+using namespace velmora_host;
+
+static const int MOST_JOBS = 256;
+
+// ---- one file -------------------------------------------------------------------------
+
+std::string name_of(const Input &input)
+{
+    return input.path == "-" ? "standard input" : input.path;
+}
+
+int load_input(const Input &input, const Load_Options &options, Data_Set *set, Tally *tally)
+{
+    std::string error;
+    begin_file(name_of(input));
+    Load_Result result = load_from_path(input.path.c_str(), options, set, &error);
+    end_file(result == LOADED ? set : nullptr);
+    if (result == NOT_A_DATA_SET && input.from_folder)
+        return STATUS_SKIPPED;
+    if (result != LOADED) {
+        complain_about(name_of(input), error);
+        return STATUS_UNREADABLE;
+    }
+    tally->elements += set->elements;
+    return STATUS_DONE;
+}
+
+int work_on_file(const Input &input, File_Fct work, void *user, Tally *tally)
+{
+    try {
+        return work(input, tally, user);
+    } catch (const std::bad_alloc &) {
+        complain_about(name_of(input), "not enough memory");
+        return STATUS_UNREADABLE;
+    }
+}
+
+// ---- all files ------------------------------------------------------------------------
+
+struct Run {
+    File_Fct work;
+    void *user;
+    Tally *total;
+    int status;
+};
+
+static void take_result(int status, const Tally &tally, void *user)
+{
+    Run *run = static_cast<Run *>(user);
+    Tally *total = run->total;
+    total->files++;
+    total->failed += status == STATUS_UNREADABLE;
+    total->skipped += status == STATUS_SKIPPED;
+    total->elements += tally.elements;
+    for (size_t i = 0; i < std::size(total->own); i++)
+        total->own[i] += tally.own[i];
+    run->status = worse(run->status, status);
+    show_progress(total->files, total->failed);
+}
+
+static int work_here(const Input &input, void *user)
+{
+    Run *run = static_cast<Run *>(user);
+    Tally tally;
+    int status = work_on_file(input, run->work, run->user, &tally);
+    take_result(status, tally, run);
+    return STATUS_DONE;
+}
+
+static double seconds_now()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+static double seconds_of(const timeval &time)
+{
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
+static void print_stats(const Tally &total, double seconds)
+{
+    double processor = 0;
+    long memory = 0;
+    for (int whose : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage used = {};
+        getrusage(whose, &used);
+        processor += seconds_of(used.ru_utime) + seconds_of(used.ru_stime);
+        memory = std::max(memory, used.ru_maxrss);
+    }
+    complain("%lld files, %lld elements; %.3f s, %.3f s of the processors; at most %.1f MB in a process",
+             static_cast<long long>(total.files), static_cast<long long>(total.elements), seconds, processor,
+             static_cast<double>(memory) / 1024);
+}
+
+static void say_the_end(const Tally &total)
+{
+    if (total.skipped > 0)
+        complain("%lld files of folders are no data sets", static_cast<long long>(total.skipped));
+    if (total.failed > 0 && total.files > 1)
+        complain("%lld of %lld files failed", static_cast<long long>(total.failed),
+                 static_cast<long long>(total.files - total.skipped));
+}
+
+int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *total)
+{
+    double start = seconds_now();
+    Run run = {work, user, total, STATUS_DONE};
+    int status = choice.jobs > 1 ? for_each_input_in_workers(choice, work, user, take_result, &run)
+                                 : for_each_input(choice.inputs, work_here, &run);
+    clear_progress();
+    say_the_end(*total);
+    if (choice.print_stats)
+        print_stats(*total, seconds_now() - start);
+    if (total->skipped > 0 && total->skipped == total->files)
+        status = STATUS_UNREADABLE;
+    return worse(status, run.status);
+}
+
+// ---- options --------------------------------------------------------------------------
+
+static bool parse_jobs(const char *text, int *jobs)
+{
+    char *end = nullptr;
+    errno = 0;
+    long number = strtol(text, &end, 10);
+    if (end == text || *end != '\0' || errno != 0 || number < 0 || number > MOST_JOBS)
+        return false;
+    if (number == 0)
+        number = std::clamp(sysconf(_SC_NPROCESSORS_ONLN), 1L, static_cast<long>(MOST_JOBS));
+    *jobs = static_cast<int>(number);
+    return true;
+}
+
+bool take_many_option(const Command &command, int letter, Many_Choice *choice, int *status)
+{
+    switch (letter) {
+    case OPTION_FILES_FROM:
+        choice->inputs.lists.push_back(optarg);
+        return true;
+    case '0':
+        choice->inputs.zero_between = true;
+        return true;
+    case 'j':
+        if (!parse_jobs(optarg, &choice->jobs))
+            *status =
+                wrong_use(command, "--jobs takes a number from 0 to %d, not %s", MOST_JOBS, quoted(optarg).c_str());
+        return true;
+    case OPTION_STATS:
+        choice->print_stats = true;
+        return true;
+    default:
+        return false;
+    }
+}
+
+int take_paths(const Command &command, int argc, char **argv, Many_Choice *choice)
+{
+    choice->inputs.paths.assign(argv + optind, argv + argc);
+    if (choice->inputs.paths.empty() && choice->inputs.lists.empty())
+        return wrong_use(command, "no file is given");
+    return STATUS_DONE;
+}

@@ -1,0 +1,68 @@
+// Work on many files: one after the other or in worker processes, past bad files, with a word at the end.
+//
+// A command gives a function that works on one file. It writes its results with write_out and its messages with
+// complain and the like; both come out in the order of the files, whoever did the work. What it counts, it counts in
+// the tally: a worker process shares no variable with the program.
+#ifndef VELMORA_PROGRAM_MANY_H
+#define VELMORA_PROGRAM_MANY_H
+
+#include <stdint.h>
+
+#include "host/program/command.h"
+#include "host/program/inputs.h"
+#include "host/velmora_host.h"
+
+struct Many_Choice {
+    Input_Choice inputs;
+    int jobs = 1;               // processes that work
+    bool print_stats = false;   // tell time, elements and memory at the end
+};
+
+// What a file, or all of them, came to.
+struct Tally {
+    int64_t files = 0;      // worked on, the next two among them
+    int64_t failed = 0;     // the status was STATUS_UNREADABLE
+    int64_t skipped = 0;    // files of folders that are no data sets
+    int64_t elements = 0;   // as load_input counts them
+    int64_t own[4] = {};    // the command's
+};
+
+// Gives an exit status, STATUS_SKIPPED among them.
+typedef int (*File_Fct)(const Input &input, Tally *tally, void *user);
+
+// Calls work for each file and sums up the tallies. At the end it says how many files failed or are no data sets.
+// Returns the highest exit status.
+int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *total);
+
+// "standard input" for "-".
+std::string name_of(const Input &input);
+
+// Loads a file, with its messages. Unless the result is STATUS_DONE there is nothing to work on, and that was said.
+int load_input(const Input &input, const velmora_host::Load_Options &options, velmora_host::Data_Set *set,
+               Tally *tally);
+
+// ---- options --------------------------------------------------------------------------
+
+enum { OPTION_FILES_FROM = 0x4000, OPTION_STATS };
+
+#define MANY_LONGS                                                                                                     \
+    {"files-from", required_argument, nullptr, OPTION_FILES_FROM}, {"null", no_argument, nullptr, '0'},                \
+        {"jobs", required_argument, nullptr, 'j'},                                                                     \
+    {                                                                                                                  \
+        "print-stats", no_argument, nullptr, OPTION_STATS                                                              \
+    }
+#define MANY_SHORTS "0j:"
+#define MANY_HELP                                                                                                      \
+    "      --files-from F  read paths from this file, - is standard input\n"                                           \
+    "  -0, --null          the paths in there end with a zero byte\n"                                                  \
+    "  -j, --jobs N        work on N files at a time; 0: as many as there are processors\n"                            \
+    "      --print-stats   tell time, elements and memory at the end\n"
+
+// Takes one of these options. Returns false when the letter is another one.
+//   status  gets STATUS_WRONG_USE, which was said, or stays
+bool take_many_option(const Command &command, int letter, Many_Choice *choice, int *status);
+
+// Takes the arguments behind the options as paths. Returns STATUS_WRONG_USE, which was said, when there are none.
+int take_paths(const Command &command, int argc, char **argv, Many_Choice *choice);
+
+#endif
