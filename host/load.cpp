@@ -357,10 +357,11 @@ Load_Result load_opaque(const Data_Set &whole, const Opaque &which, const Load_O
 
 const Opaque *find_opaque(const Data_Set &set, const DICOM_List *node)
 {
-    for (const Opaque &each : set.opaque)
-        if (each.pos == node->pos && each.group == node->group && each.element == node->element)
-            return &each;
-    return nullptr;
+    auto comes_first = [](const Opaque &each, int pos) { return each.pos < pos; };
+    auto at = std::lower_bound(set.opaque.begin(), set.opaque.end(), node->pos, comes_first);
+    bool is_found = at != set.opaque.end() && at->pos == node->pos && at->group == node->group &&
+                    at->element == node->element;
+    return is_found ? &*at : nullptr;
 }
 
 void select_data_set(const Data_Set &set)
