@@ -4,11 +4,13 @@
 
 #include <vector>
 
+#include "host/program/dump_json.h"
 #include "host/program/tag_path.h"
 #include "host/velmora_host.h"
 
 // The library's dump, whole or of the attributes asked for with what is in and around them.
-void dump_tree(velmora_host::Data_Set *set, const std::vector<Tag_Path> &only, bool color);
+//   raw  texts as the bytes that they are, else in the terminal's character set
+void dump_tree(velmora_host::Data_Set *set, const std::vector<Tag_Path> &only, bool color, bool raw);
 
 // One line for each element: depth, path, tag, VR, length, offset. The data set needs its listing.
 void dump_tsv(const velmora_host::Data_Set &set, const std::vector<Tag_Path> &only);

@@ -1,126 +1,106 @@
-// The dump of the library: its lines come as reports at LEVEL_LINES and go out with colours or without.
+// The dump of the library: its lines come as reports at LEVEL_LINES and go out with colours or without. The walk is
+// made here, so that the texts among the values can be shown in the character set of the terminal.
+#include <string.h>
+
 #include "host/program/dump.h"
+#include "host/program/element_values.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
+#include "host/program/selection.h"
+#include "host/program/terminal.h"
 #include "tree/DICOM_Constants.h"
 
-using velmora_host::Data_Set;
+using namespace velmora_host;
 
 // A value follows behind the tag, and behind VR, type and size.
 static const int COLUMNS = 2;
 
+// Bytes of a text that the library shows.
+static const size_t SHOWN_OF_A_TEXT = 250;
+
+struct Tree_Dump {
+    bool color, raw;
+    DICOM_Root root;
+    bool has_text;   // of the line to come: its value is shown as this text
+    std::string text;
+};
+
 static void take_line(void *user, const char *line)
 {
-    write_marked_line(line, COLUMNS, *static_cast<const bool *>(user));
+    const Tree_Dump *d = static_cast<const Tree_Dump *>(user);
+    if (d->has_text)
+        write_marked_line(line, COLUMNS, d->color, d->text);
+    else
+        write_marked_line(line, COLUMNS, d->color);
 }
 
-// ---- what was asked for ---------------------------------------------------------------
+// ---- texts ----------------------------------------------------------------------------
 
-// How far one path has come at a place: the steps that the sequences around it have matched.
-struct Progress {
-    const Tag_Path *path;
-    size_t steps;
-};
-
-static bool is_anywhere(const Tag_Path &path)
+static bool is_shown_as_text(const Value_Rule &rule)
 {
-    return path.steps.size() == 1 && path.steps[0].item == 0;
+    bool is_text = rule.kind == VALUES_OF_TEXT || rule.kind == VALUES_OF_NAMES || rule.kind == VALUES_OF_DECIMALS;
+    return is_text && rule.vr != VR_UI;
 }
 
-struct Selection {
-    bool is_whole;                  // the attribute itself is asked for
-    std::vector<Progress> inside;   // paths that go on in its items
-};
-
-static Selection select_node(const DICOM_List *node, const std::vector<Progress> &here)
+// Decodes as much of a value as the library shows of it: what stands in front of a zero byte, not more than a limit. A
+// text that is not of its character set is shown as its bytes.
+static void decode_shown_text(Tree_Dump *d, const DICOM_List *node, const Value_Context &context)
 {
-    Selection selection = {false, {}};
-    for (const Progress &progress : here) {
-        const Tag_Step &step = progress.path->steps[progress.steps];
-        bool matched = matches(step, node->group, node->element);
-        bool is_last = progress.steps + 1 == progress.path->steps.size();
-        selection.is_whole |= matched && is_last && step.item == 0;
-        if (matched && (!is_last || step.item != 0))
-            selection.inside.push_back({progress.path, progress.steps + 1});
-        if (is_anywhere(*progress.path))
-            selection.inside.push_back(progress);
-    }
-    return selection;
+    d->has_text = false;
+    const Value_Rule &rule = value_rule(node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr);
+    if (d->raw || node->data == nullptr || node->size <= 0 || !is_shown_as_text(rule))
+        return;
+    size_t size = static_cast<size_t>(node->size), limit = size < SHOWN_OF_A_TEXT ? size : SHOWN_OF_A_TEXT;
+    size_t length = strnlen(node->data, limit);
+    bool is_plain = is_plain_text(node->data, length);
+    if (is_plain && (!rule.is_free || context.charset.g0 == 0))
+        return;
+    d->text.clear();
+    if (append_utf8(context.charset, node->data, length, text_kind(rule), &d->text, length < size) > 0)
+        return;   // its bytes tell more
+    d->text = for_terminal(d->text) + (size > SHOWN_OF_A_TEXT ? "..." : "");
+    d->has_text = true;
 }
 
-// What of the paths reaches into an item; is_whole: the item itself is asked for.
-static std::vector<Progress> enter_item(const std::vector<Progress> &inside, int number, bool *is_whole)
-{
-    std::vector<Progress> entered;
-    *is_whole = false;
-    for (const Progress &progress : inside) {
-        int wanted = progress.steps == 0 ? 0 : progress.path->steps[progress.steps - 1].item;
-        if (wanted != 0 && wanted != number)
-            continue;
-        if (progress.steps == progress.path->steps.size())
-            *is_whole = true;
-        else
-            entered.push_back(progress);
-    }
-    return entered;
-}
+// ---- the walk, at most nine levels deep -----------------------------------------------
 
-static bool holds_selected(const DICOM_List *list, const std::vector<Progress> &here);
+// here: what is asked for; null for everything.
+static void show_chain(Tree_Dump *d, const Data_Set &set, DICOM_List *list, const Value_Context &around,
+                       const std::vector<Progress> *here);
 
-static bool has_selected_item(const DICOM_List *node, const std::vector<Progress> &inside)
+static void show_items(Tree_Dump *d, const Data_Set &set, DICOM_List *node, const Value_Context &context,
+                       const std::vector<Progress> *inside)
 {
-    if (inside.empty())
-        return false;
+    DICOM_Attribute_Sequence_Start(nullptr, &d->root, node->group, node->element, node->flag, LEVEL_LINES);
     for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
-        bool is_whole = false;
-        std::vector<Progress> entered = enter_item(inside, i + 1, &is_whole);
-        if (is_whole || holds_selected(node->item[i], entered))
-            return true;
+        bool is_whole = inside == nullptr;
+        std::vector<Progress> entered;
+        if (inside != nullptr)
+            entered = enter_item(*inside, i + 1, &is_whole);
+        bool is_shown = is_whole || holds_selected(node->item[i], entered);
+        DICOM_Attribute_Item_Start(nullptr, &d->root, is_shown ? LEVEL_LINES : LEVEL_LINES + 8);
+        if (is_shown)
+            show_chain(d, set, node->item[i], context, is_whole ? nullptr : &entered);
+        DICOM_Attribute_Item_Stop(nullptr, &d->root, is_shown ? LEVEL_LINES : LEVEL_LINES + 8);
     }
-    return false;
+    DICOM_Attribute_Sequence_Stop(nullptr, &d->root, LEVEL_LINES);
 }
 
-// At most nine levels deep, as the tree is.
-static bool holds_selected(const DICOM_List *list, const std::vector<Progress> &here)
+static void show_chain(Tree_Dump *d, const Data_Set &set, DICOM_List *list, const Value_Context &around,
+                       const std::vector<Progress> *here)
 {
-    if (here.empty())
-        return false;
-    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
-        Selection selection = select_node(node, here);
-        if (selection.is_whole || has_selected_item(node, selection.inside))
-            return true;
-    }
-    return false;
-}
-
-static void show_selected(DICOM_Root *root, DICOM_List *list, const std::vector<Progress> &here);
-
-static void show_items(DICOM_Root *root, DICOM_List *node, bool all, const std::vector<Progress> &inside)
-{
-    DICOM_Attribute_Sequence_Start(nullptr, root, node->group, node->element, node->flag, LEVEL_LINES);
-    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
-        bool is_whole = false;
-        std::vector<Progress> entered = enter_item(inside, i + 1, &is_whole);
-        bool is_shown = all || is_whole || holds_selected(node->item[i], entered);
-        DICOM_Attribute_Item_Start(nullptr, root, is_shown ? LEVEL_LINES : LEVEL_LINES + 8);
-        if (all || is_whole)
-            DICOM_Attribute_Stool(nullptr, root, node->item[i], LEVEL_LINES);
-        else if (is_shown)
-            show_selected(root, node->item[i], entered);
-        DICOM_Attribute_Item_Stop(nullptr, root, is_shown ? LEVEL_LINES : LEVEL_LINES + 8);
-    }
-    DICOM_Attribute_Sequence_Stop(nullptr, root, LEVEL_LINES);
-}
-
-static void show_selected(DICOM_Root *root, DICOM_List *list, const std::vector<Progress> &here)
-{
+    Value_Context context = d->raw ? around : context_of(set, list, around);
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
-        Selection selection = select_node(node, here);
+        Selection selection = {true, {}};
+        if (here != nullptr)
+            selection = select_node(node, *here);
         if (!selection.is_whole && !has_selected_item(node, selection.inside))
             continue;
-        DICOM_Attribute_Stool_Tag(nullptr, root, node, LEVEL_LINES);
+        decode_shown_text(d, node, context);
+        DICOM_Attribute_Stool_Tag(nullptr, &d->root, node, LEVEL_LINES);
+        d->has_text = false;
         if (node->item != nullptr)
-            show_items(root, node, selection.is_whole, selection.inside);
+            show_items(d, set, node, context, selection.is_whole ? nullptr : &selection.inside);
     }
 }
 
@@ -137,20 +117,14 @@ static void show_as_text(DICOM_List *list)
     }
 }
 
-void dump_tree(Data_Set *set, const std::vector<Tag_Path> &only, bool color)
+void dump_tree(Data_Set *set, const std::vector<Tag_Path> &only, bool color, bool raw)
 {
     if (set->has_later_texts)
         show_as_text(set->tree);
-    take_lines(take_line, &color);
-    DICOM_Root root = {};
-    if (only.empty()) {
-        DICOM_Attribute_Stool(nullptr, &root, set->tree, LEVEL_LINES);
-    } else {
-        std::vector<Progress> paths;
-        for (const Tag_Path &path : only)
-            paths.push_back({&path, 0});
-        DICOM_Attribute_Stool(nullptr, &root, nullptr, LEVEL_LINES);   // the legend alone
-        show_selected(&root, set->tree, paths);
-    }
+    Tree_Dump dump = {color, raw, {}, false, ""};
+    std::vector<Progress> paths = start_selection(only, true);
+    take_lines(take_line, &dump);
+    DICOM_Attribute_Stool(nullptr, &dump.root, nullptr, LEVEL_LINES);   // the legend alone
+    show_chain(&dump, *set, set->tree, outer_context(), only.empty() ? nullptr : &paths);
     take_lines(nullptr, nullptr);
 }

@@ -11,7 +11,7 @@
 #include "host/program/output.h"
 #include "tree/Velmora_DICOM.h"
 
-static const Command *const commands[] = {&command_dump, &command_dict, &command_uid};
+static const Command *const commands[] = {&command_dump, &command_get, &command_dict, &command_uid};
 
 static const Command *find_command(const char *name)
 {
@@ -29,7 +29,7 @@ static std::string usage_text()
                        "Looks into DICOM and ACR-NEMA data sets.\n"
                        "\n"
                        "    velmora dump image.dcm                    everything that is in a file\n"
-                       "    velmora dump --only PatientName *.dcm     one attribute of many files\n"
+                       "    velmora get PatientName *.dcm             one attribute of many files\n"
                        "    velmora dict PatientName                  what the data dictionary says\n"
                        "\n"
                        "Commands:\n";

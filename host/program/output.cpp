@@ -337,6 +337,16 @@ void write_marked_line(const char *text, int columns, bool color)
         took_out(static_cast<size_t>(out - start));
 }
 
+void write_marked_line(const char *text, int columns, bool color, const std::string &value)
+{
+    size_t length = strlen(text);
+    std::string line(length * 5 + 16, '\0');
+    char *out = &line[0];
+    convert_marks(text, text + length, columns, color ? color_actions : plain_actions, &out);
+    line.resize(static_cast<size_t>(out - &line[0]));
+    write_out(line + value + (color ? "\033[0m\n" : "\n"));
+}
+
 std::string without_marks(const char *text)
 {
     size_t length = strlen(text);

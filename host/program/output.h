@@ -59,6 +59,9 @@ bool wants_color(Color_Choice choice, int file);
 //            byte of it counts as a control byte of ours. 0: there is no value
 void write_marked_line(const char *text, int columns, bool color);
 
+// The same with another text, which is visible already, in the place of the value.
+void write_marked_line(const char *text, int columns, bool color, const std::string &value);
+
 // The same without colours and without the line feed, for messages.
 std::string without_marks(const char *text);
 

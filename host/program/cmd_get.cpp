@@ -1,0 +1,279 @@
+// velmora get: the values of attributes.
+#include "host/program/command.h"
+#include "host/program/find.h"
+#include "host/program/many.h"
+#include "host/program/messages.h"
+#include "host/program/output.h"
+#include "host/program/terminal.h"
+#include "tree/DICOM_Constants.h"
+
+using namespace velmora_host;
+
+static const char HELP[] =
+    "Prints a line for each value. TAG is the first argument; with --tag, all arguments are files. It is 0010,0010, a\n"
+    "name of the dictionary (\"Patient's Name\") or its keyword (PatientName), may have wildcards (60*,3000), and a "
+    "path\n"
+    "in front (0040,a730[2]/0040,a168/0008,0104), items counted from 1, or all of them without a number. Status 1: a\n"
+    "TAG was not found in a file.\n"
+    "\n"
+    "  -t, --tag TAG       this attribute; may be given several times\n"
+    "  -a, --all           wherever it stands, in sequences of any depth\n"
+    "  -p, --path          the path in front of each value, with a tab; so it is with several TAGs, with --all, and\n"
+    "                      where TAG can mean several places\n"
+    "  -H, --with-filename the file in front; so it is with several files\n"
+    "      --no-filename   no file and no path in front\n"
+    "      --json          an object for each attribute, a line each: file, path, and the members of the DICOM JSON\n"
+    "                      model\n"
+    "  -r, --raw           the bytes of the value field as they are, and nothing else\n"
+    "      --limit BYTES   of a binary value (in hexadecimal) not more than this; 0: all. Normally 256\n"
+    "      --charset TERM  the character set of data sets that name none, as ISO_IR 100\n"
+    MANY_HELP
+    "  -h, --help          this text\n"
+    "\n"
+    "FILE is a file, a folder with all that is in it, or - for standard input.\n"
+    "\n"
+    "Examples:\n"
+    "  velmora get PatientName image.dcm\n"
+    "  velmora get --all 0008,1155 report.dcm\n"
+    "  velmora get -t StudyDate -t Modality --json folder\n"
+    "  velmora get --raw EncapsulatedDocument report.dcm > report.pdf\n";
+
+struct Get_Work {
+    std::vector<Tag_Path> tags;
+    bool everywhere = false, raw = false, json = false;
+    bool has_names = false, has_paths = false;
+    Json_Form form;
+    std::string name;   // of the file
+};
+
+// ---- one attribute --------------------------------------------------------------------
+
+static std::string hexadecimal(Bytes_View bytes, size_t limit)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    size_t shown = bytes.size <= limit ? bytes.size : limit;
+    for (size_t i = 0; i < shown; i++) {
+        text += digits[static_cast<unsigned char>(bytes.data[i]) >> 4];
+        text += digits[bytes.data[i] & 15];
+    }
+    return shown < bytes.size ? text + "... (" + std::to_string(bytes.size) + " bytes)" : text;
+}
+
+static int count_items(const DICOM_List *node)
+{
+    int count = 0;
+    while (count < node->nb_item && node->item[count] != nullptr)
+        count++;
+    return count;
+}
+
+static std::string items_text(const Found &found, const Opaque *opaque)
+{
+    int count = count_items(found.node);
+    Data_Set opened;
+    std::string error;
+    if (opaque != nullptr && load_opaque(*found.place.set, *opaque, Load_Options(), &opened, &error) == LOADED)
+        count = opened.tree != nullptr ? count_items(opened.tree) : 0;
+    release_data_set(&opened);
+    select_data_set(*found.place.set);
+    return std::to_string(count) + (count == 1 ? " item" : " items");
+}
+
+// Its values as they are printed; one empty text for an empty value.
+static std::vector<std::string> printed_values(const Found &found, size_t limit)
+{
+    const Data_Set &set = *found.place.set;
+    const Value_Rule &rule = value_rule(value_vr(found.node, *found.context));
+    const Opaque *opaque = set.opaque.empty() ? nullptr : find_opaque(set, found.node);
+    std::vector<std::string> values;
+    Bytes_View bytes = value_bytes(set, found.node);
+    if (rule.kind == VALUES_OF_ITEMS || opaque != nullptr) {
+        values.push_back(items_text(found, opaque));
+    } else if (rule.kind == VALUES_OF_BYTES && found.node->item != nullptr) {
+        values.push_back(std::to_string(count_items(found.node)) + " fragments, " + std::to_string(bytes.size) +
+                         " bytes");
+    } else if (rule.kind == VALUES_OF_BYTES) {
+        values.push_back(hexadecimal(bytes, limit));
+    } else if (rule.kind == VALUES_OF_NUMBERS || rule.kind == VALUES_OF_TAGS) {
+        size_t count = number_count(found.node, rule, bytes);
+        for (size_t i = 0; i < count; i++)
+            values.push_back(number_text(number_at(found.node, rule, bytes, i)));
+    } else {
+        values = text_values(set, found.node, rule, *found.context);
+    }
+    if (values.empty())
+        values.push_back("");
+    return values;
+}
+
+static void write_json(const Get_Work &work, const Found &found)
+{
+    std::string name;
+    Character_Set utf8;
+    utf8.coding = CODING_UTF_8;
+    append_utf8(utf8, work.name.data(), work.name.size(), TEXT_WHOLE, &name);
+    Json json(false);
+    json.start_object();
+    json.key("file");
+    json.string(name);
+    json.key("path");
+    json.string(found.path);
+    write_attribute(&json, work.form, found.place, found.node, *found.context);
+    json.end_object();
+    json.end_document();
+}
+
+static void take_found(const Found &found, void *user)
+{
+    const Get_Work &work = *static_cast<Get_Work *>(user);
+    if (work.json)
+        return write_json(work, found);
+    if (work.raw) {
+        Bytes_View bytes = value_bytes(*found.place.set, found.node);
+        return write_out(bytes.data, bytes.size);
+    }
+    std::string front = work.has_names ? visible(work.name) + ":" : "";
+    if (work.has_paths)
+        front += found.path + "\t";
+    for (const std::string &value : printed_values(found, work.form.inline_limit))
+        write_out(front + for_terminal(value) + "\n");
+}
+
+// ---- one file -------------------------------------------------------------------------
+
+static int get_input(const Input &input, Tally *tally, void *user)
+{
+    Get_Work *work = static_cast<Get_Work *>(user);
+    static Data_Set set;   // the last one is left to the end of the process
+    release_data_set(&set);
+    int status = load_input(input, Load_Options(), &set, tally);
+    if (status != STATUS_DONE)
+        return status;
+    work->name = input.path;
+    work->form.uri = file_uri(input.path);
+    begin_file(name_of(input));
+    for (const Tag_Path &path : work->tags)
+        if (find_attributes(set, path, work->everywhere, take_found, work) == 0)
+            status = STATUS_FOUND;
+    end_file(&set);
+    return status;
+}
+
+// ---- options --------------------------------------------------------------------------
+
+enum { OPTION_NO_FILENAME = 256, OPTION_JSON, OPTION_LIMIT, OPTION_CHARSET };
+
+static const option LONGS[] = {
+    {"tag",           required_argument, nullptr, 't'               },
+    {"all",           no_argument,       nullptr, 'a'               },
+    {"path",          no_argument,       nullptr, 'p'               },
+    {"with-filename", no_argument,       nullptr, 'H'               },
+    {"no-filename",   no_argument,       nullptr, OPTION_NO_FILENAME},
+    {"json",          no_argument,       nullptr, OPTION_JSON       },
+    {"raw",           no_argument,       nullptr, 'r'               },
+    {"limit",         required_argument, nullptr, OPTION_LIMIT      },
+    {"charset",       required_argument, nullptr, OPTION_CHARSET    },
+    MANY_LONGS,
+    {nullptr,         0,                 nullptr, 0                 },
+};
+
+struct Get_Options {
+    bool wants_name = false, wants_path = false, wants_bare = false;
+    Many_Choice choice;
+};
+
+static int add_tag(Get_Work *work, const char *text)
+{
+    Tag_Path path;
+    std::string error;
+    if (!parse_tag_path(text, &path, &error))
+        return wrong_use(command_get, "%s", error.c_str());
+    if (path.steps.back().item != 0)
+        return wrong_use(command_get, "%s names an item; name an attribute in it", quoted(text).c_str());
+    work->tags.push_back(path);
+    return STATUS_DONE;
+}
+
+static int take_option(int letter, Get_Work *work, Get_Options *options)
+{
+    std::string error;
+    int status = STATUS_DONE;
+    switch (letter) {
+    case 't':
+        return add_tag(work, optarg);
+    case 'a':
+        work->everywhere = true;
+        break;
+    case 'p':
+        options->wants_path = true;
+        break;
+    case 'H':
+        options->wants_name = true;
+        break;
+    case OPTION_NO_FILENAME:
+        options->wants_bare = true;
+        break;
+    case OPTION_JSON:
+        work->json = true;
+        break;
+    case 'r':
+        work->raw = true;
+        break;
+    case OPTION_LIMIT:
+        if (!parse_byte_limit(optarg, &work->form.inline_limit))
+            return wrong_use(command_get, "--limit takes a number of bytes, not %s", quoted(optarg).c_str());
+        break;
+    case OPTION_CHARSET:
+        if (!choose_charset(optarg, &error))
+            return wrong_use(command_get, "%s", error.c_str());
+        break;
+    default:
+        take_many_option(command_get, letter, &options->choice, &status);
+        break;
+    }
+    return status;
+}
+
+// Whether a path names one place.
+static bool is_single(const Tag_Path &path)
+{
+    for (size_t i = 0; i < path.steps.size(); i++)
+        if (!path.steps[i].is_exact || (i + 1 < path.steps.size() && path.steps[i].item == 0))
+            return false;
+    return true;
+}
+
+static int run_get(int argc, char **argv)
+{
+    Get_Work work;
+    Get_Options options;
+    work.form.inline_limit = 256;
+    int status = STATUS_DONE;
+    for (int letter; (letter = next_option(command_get, argc, argv, "t:apHr" MANY_SHORTS, LONGS, &status)) != OPTION_END;) {
+        if (letter == OPTION_STOP)
+            return status;
+        status = take_option(letter, &work, &options);
+        if (status != STATUS_DONE)
+            return status;
+    }
+    if (work.tags.empty() && optind == argc)
+        return wrong_use(command_get, "no tag is given");
+    if (work.tags.empty() && (status = add_tag(&work, argv[optind++])) != STATUS_DONE)
+        return status;
+    status = take_paths(command_get, argc, argv, &options.choice);
+    if (status != STATUS_DONE)
+        return status;
+    if (work.raw && work.json)
+        return wrong_use(command_get, "--raw and --json are two forms; choose one");
+
+    work.has_names = !options.wants_bare && (options.wants_name || has_several(options.choice.inputs));
+    work.has_paths = !options.wants_bare &&
+                     (options.wants_path || work.everywhere || work.tags.size() > 1 || !is_single(work.tags[0]));
+    Tally total;
+    return work_on_files(options.choice, get_input, &work, &total);
+}
+
+extern const Command command_get = {
+    "get", "get [OPTIONS] TAG FILE...", "Prints the values of attributes", HELP, run_get,
+};
