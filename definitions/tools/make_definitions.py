@@ -324,6 +324,18 @@ class Writer:
             lines += self.row(macro.id, row)
         self.file("DICOM_Include_%s.txt" % macro.id, lines)
 
+    def macros(self):
+        """Every macro that a file includes. The optional files hold the lines of some macros in their own place."""
+        waiting = list(self.files.values())
+        wanted = set()
+        while waiting:
+            found = set(re.findall(r'^>*Include "([^"]+)"', waiting.pop(), re.M)) - wanted
+            wanted |= found
+            for name in sorted(found):
+                macro = self.standard.macros[name.replace(" ", "_")]
+                self.macro(macro)
+                waiting.append(self.files["DICOM_Include_%s.txt" % macro.id])
+
     # ---- module files ----
 
     def stem(self, fact):
@@ -557,8 +569,7 @@ def make(folder):
             writer.attributes(module)
         if "U" in usages[module.id] and standard.demands(module):
             writer.optional_attributes(module)
-    for macro in standard.macros.values():
-        writer.macro(macro)
+    writer.macros()
 
     private_files(writer, rows(folder / "private_creators.tsv"))
     code_tables(writer, rows(folder / "codes.tsv"))
