@@ -91,7 +91,7 @@ static bool ends_well(const char *bytes, int at, int bound, unsigned char mode, 
     int next = at + header_size + static_cast<int>(length);
     if (bound - next >= 8 && memcmp(bytes + next + 4, bytes + at + 4, 2) == 0 &&
         get_16(mode, bytes + next) == get_16(mode, bytes + at) &&
-        get_16(mode, bytes + next + 2) > get_16(mode, bytes + at + 2))
+        get_16(mode, bytes + next + 2) >= get_16(mode, bytes + at + 2))
         return true;
     return is_plausible_at(bytes, next, bound, mode) ||
            is_plausible_at(bytes, next, bound, mode & static_cast<unsigned char>(~SYNTAX_EXPLICIT));
@@ -120,6 +120,8 @@ static void settle_without_letters(const char *bytes, int at, int bound, unsigne
     }
     if (ends_well(bytes, at, bound, mode, 8, half))
         set_form(header, VR_NONE, 8, half, false);
+    else if (letters_at(bytes + at + 4) == pack_letters(' ', ' ') && is_plausible_at(bytes, at + 6, bound, mode))
+        set_form(header, VR_NONE, 6, 0, false);   // the writer left out the length as well
 }
 
 // Two letters, but a VR that is unknown or that the reader takes for a short one. The standard gives all new VRs the

@@ -34,6 +34,7 @@ TEST(HostReading, KnowsTheVRsOfTodayAndThoseThatAreNone)
          "0070,9998 UN 4 @18"},
         {"two zero bytes, short length",      tag_bytes(LATER) + Bytes(2, '\0') + number_16(4) + "TEXT", "0070,0080 CS 4 @18"},
         {"two zero bytes, long length",       tag_bytes(LATER) + Bytes(4, '\0') + number_32(4) + "TEXT", "0070,0080 CS 4 @22"},
+        {"two blanks, no length at all",      tag_bytes({0x0070, 0x9998}) + "  ",                  "0070,9998 UN 0 @16"},
         {"no VR at all",                      tag_bytes(LATER) + number_32(4) + "TEXT",            "0070,0080 CS 4 @18"},
         {"two letters that are no VR",        tag_bytes({0x0070, 0x9998}) + "ZZ" + number_16(4) + "text",
          "0070,9998 UN 4 @18"},
@@ -275,9 +276,9 @@ TEST(HostDamage, KeepsWhatIsBeforeIt)
         {"bytes that are no element", element(NAME, "PN", "Doe^Jane") + "qwertyuiopasdfgh", "0010,0010 PN [Doe^Jane]\n",
          "26: (7771,7265) no element can be read here: 1769306484 bytes of value would reach beyond the end of the data; "
          "the last 16 bytes are not read\n"},
-        {"a length of nearly 4 GiB", element(LATER, "OB", "1234", 8, 0xFFFFFFF0), "",
-         "10: (0070,0080) no element can be read here: 4294967280 bytes of value would reach beyond the end of the data; the "
-         "last 16 bytes are not read\n"},
+        {"a length of nearly 4 GiB", element(LATER, "OB", "1234", 8, 0xFFFFFFF0), "0070,0080 OB [1234]\n",
+         "10: (0070,0080) the value of 4294967280 bytes reaches beyond the end of the data; the 4 bytes that are there are "
+         "kept\n"},
         {"zero bytes at the end", element(NAME, "PN", "Doe^Jane") + Bytes(50, '\0'), "0010,0010 PN [Doe^Jane]\n",
          "26: (0000,0000) the last 50 bytes are zero, and no elements\n"},
         {"a sequence that is cut", sequence(REQUEST, BY_DELIMITER, {item({element(STEP, "SH", "A1")})}).substr(0, 30),
