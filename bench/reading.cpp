@@ -30,7 +30,7 @@ static void load(benchmark::State &state, const Stream &stream)
         std::string error;
         load_from_memory(stream.data(), static_cast<int>(stream.size()), MODE_EXPLICIT_LITTLE, Load_Options(), &set, &error);
         benchmark::DoNotOptimize(set.tree);
-        release(&set);
+        release_data_set(&set);
     }
     tell_rates(state, stream);
 }
@@ -54,7 +54,7 @@ static void dump(benchmark::State &state, const Stream &stream)
     Error_Set_Sink(nullptr, nullptr);
     benchmark::DoNotOptimize(characters);
     tell_rates(state, stream);
-    release(&set);
+    release_data_set(&set);
 }
 
 static void lookup(benchmark::State &state)

@@ -3,7 +3,6 @@
 #define VELMORA_HOST_INTERNAL_H
 
 #include <string.h>
-#include <memory>
 
 #include "host/velmora_host.h"
 #include "tree/DICOM_Constants.h"
@@ -67,8 +66,8 @@ inline bool is_any_item_tag(const Header &h)
 
 // ---- encodings ------------------------------------------------------------------------
 
-// How many elements in a row, of at most four, make sense at an offset under an encoding. whole: nothing that was looked
-// at spoke against it; there are no more, or they need not be looked at.
+// How many elements in a row, of at most four, make sense at an offset under an encoding. whole: nothing that was
+// looked at spoke against it; there are no more, or they need not be looked at.
 int count_plausible(const char *bytes, int at, int bound, unsigned char mode, bool *whole);
 
 // Whether an element or an item tag can stand here: for the place behind a damage.
@@ -99,13 +98,21 @@ char *make_heap_source(Source *source, int size);
 
 // ---- nodes ----------------------------------------------------------------------------
 
-// The flat chain: nodes in blocks that are released at once, in the order of the stream. Blocks grow from few nodes to
-// many, so that a small file costs little and a large one few calls.
+// The nodes of the flat chain, in blocks that are released at once. Blocks grow, so that a small file costs little; the
+// large ones are mapped, in huge pages where the system has them.
+struct Node_Block {
+    DICOM_List *nodes;
+    size_t mapped;   // bytes of the mapping; 0: a heap block
+};
+
 struct Node_Arena {
-    std::vector<std::unique_ptr<DICOM_List[], void (*)(void *)>> blocks;
+    std::vector<Node_Block> blocks;
     int used = 0, room = 0;   // nodes of the last block
 
-    DICOM_List *add();        // zeroed
+    Node_Arena() = default;
+    ~Node_Arena();
+    Node_Arena(const Node_Arena &) = delete;
+    DICOM_List *add();   // zeroed
 };
 
 // What a node has to be when the tree is made, where it had to look different for the nesting to come out right.

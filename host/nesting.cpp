@@ -3,27 +3,12 @@
 // lead it elsewhere, a node is made to look different for that time and restored afterwards (Flat_Chain::restored).
 #include "host/reading.h"
 
-#include <stdlib.h>
-#include <new>
+#include <algorithm>
 
 namespace velmora_host
 {
 
 // ---- nodes ----------------------------------------------------------------------------
-
-DICOM_List *Node_Arena::add()
-{
-    static const int SMALLEST = 128, LARGEST = 32768;
-    if (used == room) {
-        room = room == 0 ? SMALLEST : room < LARGEST ? room * 4 : room;
-        DICOM_List *block = static_cast<DICOM_List *>(calloc(static_cast<size_t>(room), sizeof(DICOM_List)));
-        if (block == nullptr)
-            throw std::bad_alloc();
-        blocks.emplace_back(block, free);
-        used = 0;
-    }
-    return &blocks.back()[static_cast<size_t>(used++)];
-}
 
 // What the library says of an item tag is the same for all of them. The text stays the chain's: Format copies it.
 static void describe_item_tag(Reading *r, DICOM_List *node)
@@ -65,6 +50,16 @@ void link(Reading *r, DICOM_List *node)
     segment.last = node;
 }
 
+// As many more as the rest of the source will have if it goes on like this, so that a long listing is not moved often.
+static void make_room_for_listing(Reading *r)
+{
+    size_t count = r->set->listing.size(), at = static_cast<size_t>(r->at) + 1;
+    size_t expected = static_cast<size_t>(static_cast<double>(count) * r->size / static_cast<double>(at)) + 64;
+    size_t room = std::min(std::max(expected, count * 2), count * 16 + 64);
+    r->set->listing.reserve(room);
+    r->chain->listed.reserve(room);
+}
+
 void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_number)
 {
     if (!r->want_listing)
@@ -81,6 +76,8 @@ void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_n
     entry.group = node->group;
     entry.element = node->element;
     entry.kind = kind;
+    if (r->set->listing.size() == r->set->listing.capacity())
+        make_room_for_listing(r);
     r->set->listing.push_back(entry);
     r->chain->listed.push_back(node);
 }

@@ -185,9 +185,9 @@ static const char *name_of_place(const Reading *r)
 static void take_cut_value(Reading *r, const Header &h, DICOM_List *node)
 {
     unsigned int tag = static_cast<unsigned int>(h.group) << 16 | h.element;
-    bool is_credible = tag > r->top().last_tag &&
-                       ((r->top().mode & SYNTAX_EXPLICIT) == 0 ? node->db != nullptr || (h.group & 1) != 0
-                                                               : vr_class(h.vr) >= VR_SHORT);
+    bool is_credible =
+        tag > r->top().last_tag && ((r->top().mode & SYNTAX_EXPLICIT) == 0 ? node->db != nullptr || (h.group & 1) != 0
+                                                                           : vr_class(h.vr) >= VR_SHORT);
     int bound = r->top().bound;
     char fault[160];
     if (!is_credible) {
