@@ -241,6 +241,7 @@ TEST(Templates, HaveTheTypesOfTheStandard)
         {"OT_Image",               {0x0028, 0x0010}, TYPE_1C,   "serves data sets without an image"             },
         {"OT_Image",               {0x0008, 0x0018}, TYPE_1,    "every composite object has it"                 },
         {"SC_Multi-Frame_Image",   {0x0020, 0x0013}, TYPE_2,    "not lost to an optional module"                },
+        {"SC_Multi-Frame_Image",   {0x0028, 0x0009}, TYPE_1C,   "the more special module counts"                },
         {"Mammography_XRAY_Image", {0x0054, 0x0220}, TYPE_1,    ""                                              },
         {"Enhanced_MR_Image",      {0x0008, 0x1090}, TYPE_1,    "of Enhanced General Equipment"                 },
         {"Grayscale_Softcopy",     {0x0070, 0x005A}, TYPE_1,    ""                                              },

@@ -6,10 +6,12 @@
 FACTS is a folder with templates.tsv, modules.tsv, macros.tsv, functional_groups.tsv, private_creators.tsv and
 codes.tsv. What they do not tell stands beside this script: conditions.txt (when an attribute of type 1C or 2C has to
 be there), types.txt (types that differ from the standard's, with the reason), templates.txt (sections of the standard
-and further names), code_words.txt (everyday words for the code tables). A second run gives the same files.
+and further names), usages.txt (modules that a template uses in its own way), code_words.txt (everyday words for the
+code tables). A second run gives the same files.
 
 The checks at the end stop the run when the files would make a template that demands too much or too little.
 """
+import copy
 import csv
 import re
 import sys
@@ -29,7 +31,24 @@ NAME = SECOND + 12    # column of the names: behind VR=xx desc="
 NO_LINE_OVER = 2047   # what the library reads
 
 SHARED, PER_FRAME = "(5200,9229)", "(5200,9230)"
-STRICTNESS = ["1", "1C", "2", "2C", "3"]
+DEMANDING = ("1", "2", "2C")
+
+REPEATING = "repeating group 60xx"
+
+# Notes of the facts in words for a reader of the files; one that is not here stands as it is.
+NOTES = {
+    "byte:U word:U colour:U": "byte, word, color only",
+    "byte:C word:C colour:C": "byte, word, color only",
+    "byte:C word:C": "byte and word only",
+    "colour:U": "color only",
+    "added to the base": "not in Secondary Capture Image",
+    "retired class; module tables of 2024 used": "the class is retired, the module is today's",
+    "(0008,0104) optional here": "Code Meaning (0008,0104) may be left out",
+    "newer than 2024b": "newer than edition 2024b",
+    "type 2 in 2016, sources differ for 2024": "type 2 in edition 2016, not certain for 2024",
+    "retired": "retired from the standard",
+    REPEATING: "",
+}
 
 
 def rows(path):
@@ -82,7 +101,6 @@ class Notes:
     """Texts by module and tag, a row inside a sequence having its own: outer/inner."""
 
     def __init__(self, name):
-        self.name = name
         self.texts = {}     # (module, tag): (text, (headings of its line, tag))
         self.waiting = set()
         for headings, line in sections(name):
@@ -108,6 +126,8 @@ class Notes:
 # ---- modules and macros ---------------------------------------------------------------------------------------------
 
 class Row:
+    """An attribute or an Include line of a module or macro."""
+
     def __init__(self, fact, outer):
         self.depth = int(fact["depth"])
         self.tag, self.name, self.type = fact["tag"], fact["name"], fact["type"]
@@ -118,6 +138,8 @@ class Row:
 
 
 class Module:
+    """A module or macro: its rows in the order of its table."""
+
     def __init__(self, facts):
         self.id, self.title, self.table = facts[0]["id"], facts[0]["title"], facts[0]["table"]
         self.rows = []
@@ -140,11 +162,13 @@ def read_modules(path):
 
 def weaken(row, reason):
     """A type that demands nothing, adds nothing, and keeps what is there even when it is empty."""
-    if row.type in ("1", "2", "2C"):
+    if row.type in DEMANDING:
         row.type, row.reason = "1C", reason
 
 
 class Standard:
+    """The facts, with the hand-made knowledge about types and usages put to them."""
+
     def __init__(self, folder):
         self.modules = read_modules(folder / "modules.tsv")
         self.macros = read_modules(folder / "macros.tsv")
@@ -152,9 +176,21 @@ class Standard:
         for fact in rows(folder / "templates.tsv"):
             self.templates.setdefault(fact["module_name"], []).append(fact)
         self.groups = rows(folder / "functional_groups.tsv")
+        self.set_usages()
         self.set_types()
         self.note_functional_groups()
         self.weaken_functional_groups()
+
+    def set_usages(self):
+        for line in knowledge("usages.txt"):
+            template, module, usage, said, variant = (part.strip() for part in line.split("|"))
+            fact, = (fact for fact in self.templates[template] if fact["module_id"] == module)
+            fact["usage"], fact["condition"], fact["note"] = usage, said, ""
+            if variant:
+                copied = copy.deepcopy(self.modules[module])
+                copied.id = fact["module_id"] = variant
+                copied.title += " (for %s)" % template
+                self.modules[variant] = copied
 
     def set_types(self):
         types = Notes("types.txt")
@@ -205,14 +241,14 @@ class Standard:
 
     def demands(self, module):
         """Would a data set without the module be found wanting, or be given attributes of it?"""
-        return any(row.type in ("1", "2", "2C") for row in self.top(module))
+        return any(row.type in DEMANDING for row in self.top(module))
 
 
 # ---- lines ----------------------------------------------------------------------------------------------------------
 
-def comment(text, indent=""):
-    return textwrap.wrap(text, PAGE, initial_indent="; " + indent, subsequent_indent="; " + indent,
-                         break_long_words=False, break_on_hyphens=False)
+def comment(text):
+    return textwrap.wrap(text, PAGE, initial_indent="; ", subsequent_indent="; ", break_long_words=False,
+                         break_on_hyphens=False)
 
 
 def attribute_line(code, name, vr, said):
@@ -227,6 +263,8 @@ def attribute_line(code, name, vr, said):
 
 
 class Writer:
+    """The files, made one by one and written when all is well."""
+
     def __init__(self, standard):
         self.standard = standard
         self.dictionary = Dictionary()
@@ -248,8 +286,9 @@ class Writer:
 
     def include(self, row):
         said = "Table %s" % self.standard.macros[row.macro].table
-        if row.note:
-            said += ", " + row.note
+        note = NOTES.get(row.note, row.note)
+        if note:
+            said += ", " + note
         return '%sInclude "%s"' % (">" * row.depth, row.macro.replace("_", " ")) + "  ; " + said
 
     def row(self, module_id, row, weak=False):
@@ -257,7 +296,7 @@ class Writer:
         if row.macro:
             return [self.include(row)]
         kind, said = row.type, []
-        if weak and row.depth == 0 and row.type in ("1", "2", "2C"):
+        if weak and row.depth == 0 and row.type in DEMANDING:
             kind = "1C"
             said.append("type %s where the module is used" % row.type)
         elif row.reason:
@@ -265,8 +304,9 @@ class Writer:
         if row.standard_type in ("1C", "2C"):
             condition = self.conditions.of(module_id, row)
             said.append("required " + condition if condition else "conditional, see the table")
-        if row.note and not row.note.startswith("usage "):
-            said.append(row.note)
+        note = NOTES.get(row.note, row.note)
+        if note and not note.startswith("usage "):
+            said.append(note)
         vr = "" if self.dictionary.has(row.tag) else row.vr
         return attribute_line("%s%s type=%s" % (">" * row.depth, row.tag, kind), row.name, vr, said)
 
@@ -279,7 +319,10 @@ class Writer:
 
     def head(self, module, what):
         edition = PRINT_EDITION if self.print_note(module) else EDITION
-        return comment("%s %s: DICOM PS3.3 Table %s, %s." % (module.title, what, module.table, edition))
+        lines = comment("%s %s: DICOM PS3.3 Table %s, %s." % (module.title, what, module.table, edition))
+        if any(row.note == REPEATING for row in module.rows):
+            lines += comment("Group 6000 stands for all overlay groups, 6000 to 601E.")
+        return lines
 
     def attributes(self, module):
         lines = self.head(module, "module") + self.print_note(module)
@@ -288,15 +331,15 @@ class Writer:
             lines += self.row(module.id, row)
         self.file("DICOM_Attributes_%s.txt" % module.id, lines)
 
-    def optional_attributes(self, module):
+    def optional_attributes(self, module, has_twin):
         """The same for templates whose data sets may lack the module."""
         lines = self.head(module, "module, where a data set may lack it")
-        lines += comment("As in DICOM_Attributes_%s.txt, but nothing is demanded: what is of type 1, 2 or 2C at the "
-                         "top there is 1C here, which is not asked for, not added empty, and kept." % module.id)
+        lines += comment("%s of type 1, 2 or 2C at the top %s 1C here, which is not asked for, not added empty, and kept."
+                         % (("As in DICOM_Attributes_%s.txt, but what is" % module.id, "there is") if has_twin else
+                            ("Nothing is demanded: what the module has", "is")))
         lines.append("")
         for row in module.rows:
-            if row.macro and row.depth == 0 and any(r.type in ("1", "2", "2C")
-                                                    for r in self.standard.macro_top(row.macro)):
+            if row.macro and row.depth == 0 and any(r.type in DEMANDING for r in self.standard.macro_top(row.macro)):
                 lines += self.unfolded(row.macro)
             else:
                 lines += self.row(module.id, row, weak=True)
@@ -350,11 +393,8 @@ class Writer:
             if fact["entity"] not in (entity, "-"):
                 entity = fact["entity"]
                 lines += ["", "; " + entity]
-            said = fact["usage"]
-            if fact["condition"]:
-                said += ", " + fact["condition"]
-            if fact["note"]:
-                said += " (%s)" % fact["note"]
+            note = NOTES.get(fact["note"], fact["note"])
+            said = ", ".join(text for text in (fact["usage"], fact["condition"], note) if text)
             lines.append(self.stem(fact).ljust(width) + "; " + said)
         return lines
 
@@ -367,7 +407,8 @@ class Writer:
         if classes:
             head += comment("For SOP class %s." % classes)
         if others:
-            head += comment("Fits the data sets of SOP class %s, too." % others)
+            head += comment("Fits %s, too." % others if classes else
+                            "Fits %s. The library finds it by the modality alone." % others)
         if modality:
             head += comment("For modality %s%s." % (modality.rstrip("+"),
                                                     " with more than one frame" if modality.endswith("+") else ""))
@@ -529,7 +570,7 @@ def check_templates(standard):
         for fact in facts:
             for row in standard.top(standard.modules[fact["module_id"]]):
                 kind = row.type
-                if fact["usage"] != "M" and kind in ("1", "2", "2C"):
+                if fact["usage"] != "M" and kind in DEMANDING:
                     kind = "1C"
                 by_tag[row.tag].append((kind, fact["usage"], fact["module_id"]))
         for tag, found in by_tag.items():
@@ -539,17 +580,8 @@ def check_templates(standard):
                 sys.exit("%s: the type 2 of %s is lost: %s" % (name, tag, found))
 
 
-def adjust_usage(standard):
-    """Usages that templates.tsv states for the object, but not for what else the template serves."""
-    for fact in standard.templates["OT_Image"]:
-        if fact["module_id"] in ("SC_Equipment", "Image_Pixel"):
-            fact["usage"], fact["condition"] = "C", "a captured image"
-            fact["note"] = ""
-
-
 def make(folder):
     standard = Standard(folder)
-    adjust_usage(standard)
     check_templates(standard)
     writer = Writer(standard)
 
@@ -565,10 +597,11 @@ def make(folder):
         for fact in facts:
             usages[fact["module_id"]].add("M" if fact["usage"] == "M" else "U")
     for module in standard.modules.values():
-        if "M" in usages[module.id] or not standard.demands(module):
+        has_twin = "M" in usages[module.id] or not standard.demands(module)
+        if has_twin:
             writer.attributes(module)
         if "U" in usages[module.id] and standard.demands(module):
-            writer.optional_attributes(module)
+            writer.optional_attributes(module, has_twin)
     writer.macros()
 
     private_files(writer, rows(folder / "private_creators.tsv"))
