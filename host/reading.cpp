@@ -347,8 +347,10 @@ static bool read_header(Reading *r, Header *h)
 
     int cursor = r->at, length = static_cast<int>(h->length);
     unsigned short group = 0, element = 0, vr = 0;
+    // The limit is the end of what the element stands in: the look for the end of a JPEG stream would else go on to the
+    // end of the source, from each item anew.
     int done = NEMA_Get_Data_Element(nullptr, 0, reinterpret_cast<intptr_t>(&cursor), r->bytes, r->top().mode, &group,
-                                     &element, &vr, &length, r->size);
+                                     &element, &vr, &length, r->top().bound);
     if (!done && h->length == NO_LENGTH && h->group == 0x7FE0) {
         // A JPEG stream whose end was not found: all that is left of it.
         h->length = static_cast<unsigned int>(r->top().bound - r->behind);

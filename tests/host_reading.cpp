@@ -76,6 +76,12 @@ TEST(HostReading, FollowsTheRepairsOfTheElementReader)
     EXPECT_EQ(endless.warnings(), "10: (7fe0,0010) JPEG data without a length and without an end; all 8 bytes behind are "
                                   "taken as its value\n");
 
+    // The end of a JPEG stream is not looked for outside of its item.
+    Loaded inner(FIRST + sequence(REQUEST, BY_LENGTH, {item({element(PIXELS, "OB", jpeg.substr(0, 8), 8, 0xFFFFFFFF)})}) +
+                 element({0x7FE0, 0x0020}, "OB", "\xFF\xD9"));
+    EXPECT_EQ(inner.listing(), "0008,0060 CS 2 @8\n0040,0275 SQ 28 @22\n item 1: 20\n  7fe0,0010 OB 8 @42\n"
+                               "7fe0,0020 OB 2 @62\n");
+
     Bytes head = part10_head("1.2.840.113619.5.2");
     Loaded shortened(head + element(NAME, "PN", "Doe^Jane", 0) + element({0x0010, 0x0020}, "LO", "0123456789", 0, 13) +
                      element(LATER, "CS", "NEXT", 0));
