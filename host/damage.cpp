@@ -7,7 +7,7 @@
 namespace velmora_host
 {
 
-static const Reading *current_reading = nullptr;   // for place_of_reading; null outside a load
+static const Reading *current_reading = nullptr;   // for place_of_report; null outside a load
 
 Reading_Now::Reading_Now(const Reading *r)
 {
@@ -58,15 +58,17 @@ static void append_step(std::string *path, const DICOM_List *sequence, int item)
         path->append("/...");
 }
 
-bool place_of_reading(Place *place)
+bool place_of_report(const char *text, Place *place)
 {
     const Reading *r = current_reading;
     if (r == nullptr)
-        return false;
+        return place_of_formatting(text, place);
     place->offset = r->at >= r->set->stream_base ? r->at - r->set->stream_base : r->at;
+    place->pos = r->at;
     place->group = r->group;
     place->element = r->element;
     place->path.clear();
+    place->has_path = true;
     for (size_t i = 1; i + 1 < r->levels.size() && place->path.size() < LONGEST_PATH; i++)
         if (r->levels[i + 1].kind == LEVEL_ITEM)
             append_step(&place->path, r->levels[i].node, r->levels[i].items);

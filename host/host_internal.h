@@ -136,6 +136,13 @@ struct Flat_Chain {
     std::vector<DICOM_List *> described;   // nodes with a description of their own
 };
 
+// While DICOM_Attribute_Format works on the chain that begins here.
+void begin_formatting(const Data_Set *set, const DICOM_List *first);
+void end_formatting();
+
+// The element that a report made in that time is about. False: not in that time, or it is not known.
+bool place_of_formatting(const char *report, Place *place);
+
 // Reads the elements from an offset on into the chain, and fills the listing if it is wanted.
 //   as_sequence  not null: the bytes are the value of this sequence, and its node comes first
 void read_elements(Data_Set *set, int at, const Load_Options &options, const Opaque *as_sequence, Flat_Chain *chain);

@@ -255,7 +255,9 @@ static bool make_tree(Data_Set *set, const Load_Options &options, Flat_Chain *ch
     for (size_t i = 0; i < segments; i++) {
         if (chain->segments[i].first == nullptr)
             continue;
+        begin_formatting(set, chain->segments[i].first);
         DICOM_List *tree = DICOM_Attribute_Format(nullptr, chain->segments[i].first);
+        end_formatting();
         if (i == 0)
             set->tree = tree;
         else

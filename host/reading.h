@@ -93,7 +93,7 @@ void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_n
 
 // ---- damage.cpp -----------------------------------------------------------------------
 
-// While it lives, place_of_reading tells where this reading stands.
+// While it lives, place_of_report tells where this reading stands.
 struct Reading_Now {
     explicit Reading_Now(const Reading *r);
     ~Reading_Now();

@@ -8,7 +8,7 @@
 //     release_data_set(&set);
 //
 // Everything that is wrong with a stream is reported through Error_Fct at Flag_Error_Warning, as the library does it;
-// while it is loading, place_of_reading tells a sink where in the stream that is.
+// while it is loading, place_of_report tells a sink where in the stream that is.
 #ifndef VELMORA_HOST_H
 #define VELMORA_HOST_H
 
@@ -141,17 +141,19 @@ void select_data_set(const Data_Set &set);
 // Releases the tree and the bytes. A data set that was never loaded is left alone.
 void release_data_set(Data_Set *set);
 
-// ---- where reading stands -------------------------------------------------------------
+// ---- where a report comes from --------------------------------------------------------
 
 struct Place {
-    int offset = -1;   // in the terms of the stream, see Data_Set::stream_base
+    int offset = -1;   // of the element, in the terms of the stream, see Data_Set::stream_base; -1: not known
+    int pos = -1;      // the same in the source
     unsigned short group = 0, element = 0;
-    std::string path;   // "0040,a730[1]/0040,a168[2]", empty at the top level
+    std::string path;        // "0040,a730[1]/0040,a168[2]", empty at the top level
+    bool has_path = false;   // else only the tree can tell it, by the offset
 };
 
-// The element that is being read while the call stands inside a load; false elsewhere, or when the load is past the
-// elements.
-bool place_of_reading(Place *place);
+// The element that a report is about which comes while a data set is loaded: for the sink that gets it, at that time.
+// False outside of a load, and when the load is past the elements or the report is about none.
+bool place_of_report(const char *text, Place *place);
 
 }   // namespace velmora_host
 

@@ -31,10 +31,10 @@ static bool is_long_run()
     return getenv("VELMORA_LONG") != nullptr;
 }
 
-static void ignore_report(void *, HWND, int, const char *)
+static void ignore_report(void *, HWND, int, const char *report)
 {
     Place place;
-    place_of_reading(&place);
+    place_of_report(report, &place);
 }
 
 static std::string bytes_of(const std::string &path)

@@ -81,7 +81,7 @@ TEST(HostEncoding, IsFoundFromTheHeadOrFromTheBytes)
         EXPECT_EQ(loaded.set.mode, row.mode);
         EXPECT_EQ(loaded.set.has_head, row.has_head);
         EXPECT_EQ(text_part(loaded), SMALL_TREE_VALUES);
-        EXPECT_EQ(loaded.warnings(), "(0028,0010) tags should be sorted!\n");   // the host has no part in that
+        EXPECT_EQ(loaded.warnings().substr(loaded.warnings().find('(')), "(0028,0010) tags should be sorted!\n");   // the host has no part in that
     }
 }
 

@@ -20,7 +20,7 @@ static void take(void *user, HWND, int, const char *report)
 {
     Place place;
     std::string text;
-    if (place_of_reading(&place))
+    if (place_of_report(report, &place))
         text = std::to_string(place.offset) + (place.path.empty() ? "" : " " + place.path) + ": ";
     static_cast<Loaded *>(user)->said.push_back(text + plain(report));
 }

@@ -295,7 +295,7 @@ TEST(HostDamage, KeepsWhatIsBeforeIt)
          "40 0040,0275[1]: (0040,0009) the data ends inside a sequence, 1 deep\n"},
         {"an undefined length that nothing follows", element(REQUEST, "SQ", "", 8, 0xFFFFFFFF), "0040,0275 SQ -1\n",
          "10: (0040,0275) no item follows this element of undefined length; it has no value\n"
-         "(0040,0275) Syntax Error! VR=SQ should be followed by an \"item\" tag\n"},
+         "10: (0040,0275) Syntax Error! VR=SQ should be followed by an \"item\" tag\n"},
     });
 }
 

@@ -20,7 +20,11 @@ struct Command {
     int (*run)(int argc, char **argv);   // argv[0] is the command's name; gives the exit status
 };
 
-extern const Command command_dump, command_get, command_dict, command_uid;
+extern const Command command_check;
+extern const Command command_dict;
+extern const Command command_dump;
+extern const Command command_get;
+extern const Command command_uid;
 
 // Of several statuses the highest counts.
 inline int worse(int a, int b)

@@ -1,6 +1,7 @@
 // Counts the kinds of lines over all files.
 #include "host/program/folding.h"
 
+#include <string.h>
 #include <unordered_map>
 
 #include "host/program/output.h"
@@ -94,8 +95,9 @@ void finish_folding()
     for (const Kind_Count &count : kind_counts().counts) {
         if (count.files <= FILES_OF_A_KIND)
             continue;
+        int more = count.files - FILES_OF_A_KIND;
         std::string text = count.example;
-        text.replace(text.find('#'), 1, std::to_string(count.files - FILES_OF_A_KIND));
+        text.replace(text.find("# files"), strlen("# files"), more == 1 ? "1 file" : std::to_string(more) + " files");
         write_text(text, count.to_err);
     }
     kind_counts() = Kind_Counts();

@@ -9,7 +9,7 @@
 struct Folded_Kind {
     std::string mask;      // what it has in common in all files
     std::string lines;     // about this file, each with its line feed; empty: the kind's lines stand elsewhere
-    std::string example;   // told at the end when not all files were, with # for how many those are
+    std::string example;   // told at the end when not all files were, with "# files" for how many
 };
 
 // What is told about one file. The kinds come first, each with its lines; then the lines that have an order of their

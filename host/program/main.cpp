@@ -11,7 +11,16 @@
 #include "host/program/output.h"
 #include "tree/Velmora_DICOM.h"
 
-static const Command *const commands[] = {&command_dump, &command_get, &command_dict, &command_uid};
+// In the order of the help.
+// clang-format off
+static const Command *const commands[] = {
+    &command_dump,
+    &command_get,
+    &command_check,
+    &command_dict,
+    &command_uid,
+};
+// clang-format on
 
 static const Command *find_command(const char *name)
 {
@@ -40,7 +49,7 @@ static std::string usage_text()
     }
     return text + "\n"
                   "velmora COMMAND --help tells more, velmora --version the version.\n"
-                  "Exit status: 0 done, 1 not found, 2 wrong use, 3 a file could not be read.\n";
+                  "Exit status: 0 done, 1 found something wrong or did not find it, 2 wrong use, 3 a file could not be read.\n";
 }
 
 static int show_help(int argc, char **argv)

@@ -33,6 +33,8 @@ static std::vector<Kind> kinds;   // of the current file, in the order of their 
 static int other_messages = 0;    // of it, of further kinds
 static Line_Taker line_taker = nullptr;
 static void *line_user = nullptr;
+static Report_Taker report_taker = nullptr;
+static void *report_user = nullptr;
 
 // ---- printing -------------------------------------------------------------------------
 
@@ -58,7 +60,7 @@ void complain_about(const std::string &file, const std::string &text)
 
 // ---- taking ---------------------------------------------------------------------------
 
-static std::string trimmed(const char *report)
+std::string text_of_report(const char *report)
 {
     std::string text = without_marks(report);
     text.erase(0, std::min(text.find_first_not_of(' '), text.size()));
@@ -82,24 +84,25 @@ static Kind *find_kind(const std::string &mask)
 
 static void take_report(void *, HWND, int level, const char *report)
 {
+    if (report_taker != nullptr)
+        return report_taker(report_user, level, report);
     if (level == LEVEL_LINES) {
         if (line_taker != nullptr)
             line_taker(line_user, report);
         return;
     }
     Message message;
-    message.text = trimmed(report);
+    message.text = text_of_report(report);
     if (current_file.empty())
         return print_line(message.text);
+    velmora_host::place_of_report(report, &message.place);
     Kind *kind = find_kind(mask_of(message.text));
     if (kind == nullptr) {
         other_messages++;
         return;
     }
-    if (kind->count++ < static_cast<int>(SHOWN_OF_A_KIND)) {
-        velmora_host::place_of_reading(&message.place);
+    if (kind->count++ < static_cast<int>(SHOWN_OF_A_KIND))
         kind->shown.push_back(message);
-    }
 }
 
 // ---- places ---------------------------------------------------------------------------
@@ -113,6 +116,7 @@ static bool parse_tag(const std::string &text, unsigned int *group, unsigned int
 
 struct Search {
     unsigned int group, element;
+    int pos;   // in the source; -1: any
     int found;
     Place place;
     std::vector<std::string> steps;
@@ -122,7 +126,9 @@ struct Search {
 static void search_tree(const DICOM_List *list, Search *search)
 {
     for (const DICOM_List *node = list; node != nullptr && search->found < 2; node = node->next) {
-        if (node->group == search->group && node->element == search->element && search->found++ == 0) {
+        bool is_meant = node->group == search->group && node->element == search->element &&
+                        (search->pos < 0 || search->pos == node->pos);
+        if (is_meant && search->found++ == 0) {
             search->place.offset = node->pos;
             search->place.path.clear();
             for (const std::string &step : search->steps)
@@ -138,18 +144,26 @@ static void search_tree(const DICOM_List *list, Search *search)
     }
 }
 
-// A report that came when the elements were read already names a tag. Where that stands once, its place is known.
+// A report that came when the elements were read already names a tag. Where that stands once, its place is known. Of a
+// report that came when the tree was made the offset is known, and the path is looked for.
 static void find_place(const Data_Set &set, Message *message)
 {
+    Place *place = &message->place;
     Search search = {};
-    if (message->place.offset >= 0 || !parse_tag(message->text, &search.group, &search.element))
+    search.pos = -1;
+    if (place->offset >= 0) {
+        search.group = place->group;
+        search.element = place->element;
+        search.pos = place->pos;
+    }
+    if (place->has_path || (place->offset < 0 && !parse_tag(message->text, &search.group, &search.element)))
         return;
     search_tree(set.tree, &search);
     if (search.found != 1)
         return;
-    message->place = search.place;
-    if (message->place.offset >= set.stream_base)
-        message->place.offset -= set.stream_base;
+    *place = search.place;
+    if (place->offset >= set.stream_base)
+        place->offset -= set.stream_base;
 }
 
 // ---- telling --------------------------------------------------------------------------
@@ -220,4 +234,10 @@ void take_lines(Line_Taker taker, void *user)
 {
     line_taker = taker;
     line_user = user;
+}
+
+void take_reports(Report_Taker taker, void *user)
+{
+    report_taker = taker;
+    report_user = user;
 }

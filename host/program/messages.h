@@ -26,10 +26,17 @@ void complain(const char *format, ...) __attribute__((format(printf, 1, 2)));
 // The same about a file: complain_about("a.dcm", "is empty").
 void complain_about(const std::string &file, const std::string &text);
 
+// The text of a report without its control bytes, its blanks in front and the word WARNING.
+std::string text_of_report(const char *report);
+
 // Reports between the two are about this file. At the end they are told; the data set, which may be null, shows where
 // in it a tag stands that was reported without a place.
 void begin_file(const std::string &file);
 void end_file(const velmora_host::Data_Set *set);
+
+// All reports go to this function instead; null ends that.
+typedef void (*Report_Taker)(void *user, int level, const char *report);
+void take_reports(Report_Taker taker, void *user);
 
 // Reports at LEVEL_LINES go to this function; null drops them.
 typedef void (*Line_Taker)(void *user, const char *text);

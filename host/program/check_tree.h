@@ -1,0 +1,18 @@
+// The check of one data set.
+#ifndef VELMORA_PROGRAM_CHECK_TREE_H
+#define VELMORA_PROGRAM_CHECK_TREE_H
+
+#include <string>
+#include <vector>
+
+#include "host/program/findings.h"
+#include "host/program/many.h"
+
+// Loads a data set and judges it: what is wrong with its stream, then each value by its VR, in the order of the stream,
+// down to a hundred levels of sequences.
+//   ignored  kinds of findings that do not count
+//   error    gets one line when the result is not LOADED
+velmora_host::Load_Result check_file(const Input &input, const std::vector<std::string> &ignored, Tally *tally,
+                                     Finding_Teller *teller, std::string *error);
+
+#endif
