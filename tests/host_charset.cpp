@@ -192,7 +192,8 @@ TEST(Charset, GivesValidUtf8ForAnyBytes)
 {
     static const char *const charsets[] = {"",           "ISO_IR 100", "ISO_IR 13", "\\ISO 2022 IR 87\\ISO 2022 IR 149",
                                            "ISO_IR 192", "GB18030",    "GBK"};
-    static const std::string likely("\033$B(DAC)-\\^=\r\0\xC4\x8F\xE7\x8E\xA1\xFE", 22);
+    static const char bytes[] = "\033$B(DAC)-\\^=\r\0\xC4\x8F\xE7\x8E\xA1\xFE";
+    static const std::string likely(bytes, sizeof bytes - 1);
     std::mt19937 random(1);
     for (int round = 0; round < 20000; round++) {
         std::string text;
