@@ -192,9 +192,12 @@ TEST(Date, ReleasesItsTextsWhicheverWayItTakes)
     EXPECT_EQ(Date_Copy(&last, &other), 1);
     EXPECT_EQ(last.date_str, nullptr);
     Date_Free(&other);
+    EXPECT_EQ(outline(other), "0");
+    EXPECT_STREQ(other.date_str, "20040512") << "texts that do not wait are not released";
+    EXPECT_EQ(Make_Velm_Date(&other, "20040513", "yyyymmdd"), 2) << "the next text takes their place";
+    Date_Free(&other);
     Date_Free(&other);
     Date_Free(nullptr);
-    EXPECT_EQ(outline(other), "0");
     EXPECT_EQ(other.date_str, nullptr);
 }
 

@@ -204,9 +204,13 @@ TEST(Time, ReleasesItsTextsWhicheverWayItTakes)
     EXPECT_EQ(outline(other), "1 1:2:3");
     EXPECT_STREQ(other.time_str, "123456") << "a copy of numbers leaves the texts";
     Time_Free(&other);
+    EXPECT_EQ(outline(other), "0 0:0:0");
+    EXPECT_STREQ(other.time_str, "123456") << "texts that do not wait are not released";
+    Make_Velm_Time(&other, "1234", "hhmm");
+    Time_Free(&other);
     Time_Free(&other);
     Time_Free(nullptr);
-    EXPECT_EQ(outline(other), "0 0:0:0");
+    EXPECT_EQ(other.time_str, nullptr);
     time = waiting("123456", "hhmmss");
     Make_Velm_Time(&time, 0);
     EXPECT_EQ(time.time_str, nullptr);

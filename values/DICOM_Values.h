@@ -104,11 +104,12 @@ DICOM_EXPORT int Get_Velm_Date(Velmora_Date *date, int *year, int *month, int *d
 // A count of days for ordering, 0 on 1 January 1980, all months with 31 days. 0 if state is not 1.
 DICOM_EXPORT int Get_Velm_Date(Velmora_Date *date);
 
-// Copies state and numbers, and the texts if they wait for parsing; otherwise the texts of dest stay.
+// Copies state and numbers, and the texts if they wait for parsing. Otherwise the texts of dest stay where they are: the
+// next text takes their place, or the host frees them.
 // Returns 1; 0 when memory ran out, and then dest is as it was.
 DICOM_EXPORT int Date_Copy(Velmora_Date *dest, Velmora_Date *origin);
 
-// Releases the texts; the record is empty then. Null is left alone.
+// Releases the texts if they wait for parsing (state 2), and clears state and numbers. Null is left alone.
 DICOM_EXPORT void Date_Free(Velmora_Date *date);
 
 // Orders two dates: -100, -10 or -1 if a has the smaller year, month or day, the opposite if the larger, 0 if they are

@@ -177,8 +177,11 @@ void Date_Free(Velmora_Date *date)
 {
     if (date == nullptr)
         return;
-    release_texts(date);
-    *date = {};
+    if (date->state == STATE_TEXT)
+        release_texts(date);
+    date->state = STATE_EMPTY;
+    date->year = 0;
+    date->month = date->day = 0;
 }
 
 int Velm_Date_Cmp(Velmora_Date *a, Velmora_Date *b)
@@ -288,8 +291,11 @@ void Time_Free(Velmora_Time *time)
 {
     if (time == nullptr)
         return;
-    release_texts(time);
-    *time = {};
+    if (time->state == STATE_TEXT)
+        release_texts(time);
+    time->state = STATE_EMPTY;
+    time->hour = time->minute = 0;
+    time->second = 0;
 }
 
 int Velm_Time_Cmp(Velmora_Time *a, Velmora_Time *b)
