@@ -53,20 +53,24 @@ TEST(Get, PrintsALineForEachValue)
         {{"0040,a730[2]/0040,a168[1]/0008,0104", "a.dcm"}, "two\n", 0},
         {{"0040,a730/0008,0104", "a.dcm"}, "0040,a730[1]/0008,0104\tone\n", 0},
         {{"0040,a730[3]/0008,0104", "a.dcm"}, "", 1},
-        {{"--all", "0008,0104", "a.dcm"},
-         "0040,a730[1]/0008,0104\tone\n0040,a730[2]/0040,a168[1]/0008,0104\ttwo\n", 0},
+        {{"--all", "0008,0104", "a.dcm"}, "0040,a730[1]/0008,0104\tone\n0040,a730[2]/0040,a168[1]/0008,0104\ttwo\n", 0},
         {{"--all", "PatientID", "a.dcm"}, "0010,0020\t\n0040,a730[1]/0010,0020\tX1\n", 0},
-        {{"0008,00*", "a.dcm"}, "0008,0005\tISO_IR 100\n0008,0008\tORIGINAL\n0008,0008\tPRIMARY\n0008,0020\t20040512\n", 0},
+        {{"0008,00*", "a.dcm"},
+         "0008,0005\tISO_IR 100\n0008,0008\tORIGINAL\n0008,0008\tPRIMARY\n0008,0020\t20040512\n",
+         0},
         {{"-t", "StudyDate", "-t", "Modality", "-t", "ImageType", "a.dcm"},
-         "0008,0020\t20040512\n0008,0008\tORIGINAL\n0008,0008\tPRIMARY\n", 1},
+         "0008,0020\t20040512\n0008,0008\tORIGINAL\n0008,0008\tPRIMARY\n",
+         1},
         {{"StudyDate", "a.dcm", "a.dcm"}, "a.dcm:20040512\na.dcm:20040512\n", 0},
         {{"--no-filename", "StudyDate", "a.dcm", "a.dcm"}, "20040512\n20040512\n", 0},
         {{"-H", "-p", "StudyDate", "a.dcm"}, "a.dcm:0008,0020\t20040512\n", 0},
         {{"--raw", "PatientName", "a.dcm"}, "M\xFCller^Jan", 0},
         {{"--json", "-t", "0008,0020", "-t", "0040,a730[2]/0040,a168", "a.dcm"},
          "{\"file\":\"a.dcm\",\"path\":\"0008,0020\",\"vr\":\"DA\",\"Value\":[\"20040512\"]}\n"
-         "{\"file\":\"a.dcm\",\"path\":\"0040,a730[2]/0040,a168\",\"vr\":\"SQ\",\"Value\":[{\"00080104\":{\"vr\":\"LO\","
-         "\"Value\":[\"two\"]}}]}\n", 0},
+         "{\"file\":\"a.dcm\",\"path\":\"0040,a730[2]/"
+         "0040,a168\",\"vr\":\"SQ\",\"Value\":[{\"00080104\":{\"vr\":\"LO\","
+         "\"Value\":[\"two\"]}}]}\n",
+         0},
     };
     for (const Get_Row &row : rows) {
         Outcome run = get(row.arguments);
@@ -87,13 +91,18 @@ TEST(Get, SaysWhatIsWrong)
     } rows[] = {
         {{}, 2, "velmora: get: no tag is given; see velmora get --help\n"},
         {{"PatientName"}, 2, "velmora: get: no file is given; see velmora get --help\n"},
-        {{"NoSuchName", "a.dcm"}, 2,
-         "velmora: get: 'NoSuchName' is no tag (as 0010,0010), and no name of the dictionary; see velmora get --help\n"},
-        {{"0040,a730[1]", "a.dcm"}, 2,
+        {{"NoSuchName", "a.dcm"},
+         2,
+         "velmora: get: 'NoSuchName' is no tag (as 0010,0010), and no name of the dictionary; see velmora get "
+         "--help\n"},
+        {{"0040,a730[1]", "a.dcm"},
+         2,
          "velmora: get: '0040,a730[1]' names an item; name an attribute in it; see velmora get --help\n"},
-        {{"--raw", "--json", "PatientName", "a.dcm"}, 2,
+        {{"--raw", "--json", "PatientName", "a.dcm"},
+         2,
          "velmora: get: --raw and --json are two forms; choose one; see velmora get --help\n"},
-        {{"--limit", "-1", "PatientName", "a.dcm"}, 2,
+        {{"--limit", "-1", "PatientName", "a.dcm"},
+         2,
          "velmora: get: --limit takes a number of bytes, not '-1'; see velmora get --help\n"},
         {{"PatientName", "nowhere"}, 3, "velmora: nowhere: no such file or folder\n"},
     };
@@ -107,8 +116,9 @@ TEST(Get, SaysWhatIsWrong)
 
 TEST(Get, CannotDriveATerminal)
 {
-    Outcome run = get({"0010,4000", "a.dcm"},
-                      HEAD + element({0x0010, 0x4000}, "LT", "\033[31mred\nnext\x9B" "2J"));
+    Outcome run = get({"0010,4000", "a.dcm"}, HEAD + element({0x0010, 0x4000}, "LT",
+                                                             "\033[31mred\nnext\x9B"
+                                                             "2J"));
     EXPECT_EQ(run.out, "�[31mred\\nnext�2J\n");
 }
 
@@ -129,8 +139,10 @@ TEST(Get, ReportsAPartOfANumber)
 {
     Outcome run = get({"0028,0010", "a.dcm"}, HEAD + element({0x0028, 0x0010}, "UL", Bytes("\x01\0\0\0\x02\0", 6)));
     EXPECT_EQ(run.out, "1\n");
-    EXPECT_NE(run.err.find("(0028,0010) a value of 6 bytes, but its numbers have 4 bytes each; the last 2 are left out"),
-              std::string::npos) << run.err;
+    EXPECT_NE(
+        run.err.find("(0028,0010) a value of 6 bytes, but its numbers have 4 bytes each; the last 2 are left out"),
+        std::string::npos)
+        << run.err;
 }
 
 TEST(Get, LooksIntoSequencesThatTheTreeDoesNotOpen)

@@ -51,8 +51,9 @@ TEST(Json, HasEachVrInItsForm)
         {"16 bits", element({0x0028, 0x0010}, "US", Bytes("\xFF\xFF\x01\x00", 4)),
          R"("00280010":{"vr":"US","Value":[65535,1]})"},
         {"signed", element({0x0028, 0x0106}, "SS", Bytes("\xFF\xFF", 2)), R"("00280106":{"vr":"SS","Value":[-1]})"},
-        {"32 bits", element({0x0018, 0x6020}, "SL", Bytes("\xFE\xFF\xFF\xFF", 4)) +
-                        element({0x0018, 0x6022}, "UL", Bytes("\xFE\xFF\xFF\xFF", 4)),
+        {"32 bits",
+         element({0x0018, 0x6020}, "SL", Bytes("\xFE\xFF\xFF\xFF", 4)) +
+             element({0x0018, 0x6022}, "UL", Bytes("\xFE\xFF\xFF\xFF", 4)),
          R"("00186020":{"vr":"SL","Value":[-2]},"00186022":{"vr":"UL","Value":[4294967294]})"},
         {"64 bits, as a text where a double would lose some",
          element({0x0008, 0x040C}, "UV", Bytes("\x01\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 16)) +
@@ -67,11 +68,13 @@ TEST(Json, HasEachVrInItsForm)
         {"a VR that is none", element({0x0009, 0x1001}, "ZZ", "ab"), R"("00091001":{"vr":"UN","InlineBinary":"YWI="})"},
         {"later VRs", element({0x0008, 0x0119}, "UC", "a\\b ") + element({0x0008, 0x1190}, "UR", "http://a\\b "),
          R"("00080119":{"vr":"UC","Value":["a","b"]},"00081190":{"vr":"UR","Value":["http://a\\b"]})"},
-        {"group lengths are left out", element({0x0008, 0x0000}, "UL", number_32(10)) + element({0x0008, 0x0060}, "CS", "CT"),
+        {"group lengths are left out",
+         element({0x0008, 0x0000}, "UL", number_32(10)) + element({0x0008, 0x0060}, "CS", "CT"),
          R"("00080060":{"vr":"CS","Value":["CT"]})"},
-        {"sequences", sequence({0x0040, 0x0275}, BY_DELIMITER,
-                               {item({element({0x0040, 0x0009}, "SH", "A1")}, BY_DELIMITER), item({}), item({})}) +
-                          sequence({0x0040, 0x0280}, BY_LENGTH, {}),
+        {"sequences",
+         sequence({0x0040, 0x0275}, BY_DELIMITER,
+                  {item({element({0x0040, 0x0009}, "SH", "A1")}, BY_DELIMITER), item({}), item({})}) +
+             sequence({0x0040, 0x0280}, BY_LENGTH, {}),
          R"("00400275":{"vr":"SQ","Value":[{"00400009":{"vr":"SH","Value":["A1"]}},{},{}]},"00400280":{"vr":"SQ"})"},
     };
     for (const Json_Row &row : rows) {
@@ -83,10 +86,16 @@ TEST(Json, HasEachVrInItsForm)
 
 TEST(Json, IsInUtf8ByTheCharacterSetOfEachItem)
 {
-    Bytes inner = item({with_charset("\\ISO 2022 IR 87 ", element({0x0010, 0x0010}, "PN", "A=\033$B;3ED\033(B"))}, BY_LENGTH);
-    Bytes plain = item({element({0x0010, 0x0010}, "PN", "\xC4" "a")});
-    Outcome run = dump(EXPLICIT + with_charset("ISO_IR 100", element({0x0010, 0x0010}, "PN", "\xC4" "b") +
-                                                                 sequence({0x0040, 0x0275}, BY_LENGTH, {inner, plain})));
+    Bytes inner =
+        item({with_charset("\\ISO 2022 IR 87 ", element({0x0010, 0x0010}, "PN", "A=\033$B;3ED\033(B"))}, BY_LENGTH);
+    Bytes plain = item({element({0x0010, 0x0010}, "PN",
+                                "\xC4"
+                                "a")});
+    Outcome run =
+        dump(EXPLICIT + with_charset("ISO_IR 100", element({0x0010, 0x0010}, "PN",
+                                                           "\xC4"
+                                                           "b") +
+                                                       sequence({0x0040, 0x0275}, BY_LENGTH, {inner, plain})));
     EXPECT_EQ(run.out, "{" + std::string(SAID) + R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"Äb"}]},)" +
                            R"("00400275":{"vr":"SQ","Value":[{)" + SAID +
                            R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A","Ideographic":"山田"}]}},)" +
@@ -98,13 +107,17 @@ TEST(Json, TellsOfTextsThatAreBroken)
 {
     Bytes bytes = EXPLICIT + element({0x0010, 0x0010}, "PN", "M\xFCller");
     Outcome run = dump(bytes);
-    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"M�ller"}]}})" "\n");
+    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"M�ller"}]}})"
+                       "\n");
     EXPECT_EQ(run.err, "velmora: a.dcm: at offset 186: (0010,0010) what is no character of its set is shown as U+FFFD "
                        "(1 times)\n");
     run = dump(bytes, {"--charset", "ISO_IR 100"});
-    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"Müller"}]}})" "\n");
+    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"Müller"}]}})"
+                       "\n");
     run = dump(EXPLICIT + with_charset("FOO ", element({0x0010, 0x0010}, "PN", "A ")));
-    EXPECT_EQ(run.out, "{" + std::string(SAID) + R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A"}]}})" "\n");
+    EXPECT_EQ(run.out, "{" + std::string(SAID) +
+                           R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A"}]}})"
+                           "\n");
     EXPECT_EQ(run.err, "velmora: a.dcm: at offset 186: (0008,0005) 'FOO ' is no character set that is known\n");
     EXPECT_EQ(dump(bytes, {"--charset", "FOO"}).status, 2);
 }
@@ -114,26 +127,29 @@ TEST(Json, RefersToWhatIsLong)
     Bytes head = EXPLICIT + element({0x0042, 0x0011}, "OB", Bytes(8, 'a'));
     Outcome run = dump(head + element({0x7FE0, 0x0010}, "OW", Bytes(1026, 'x')));
     EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","InlineBinary":"YWFhYWFhYWE="},"7FE00010":{"vr":"OW","BulkDataURI":)"
-                       R"("file:///FOLDER/a.dcm#offset=218&length=1026"}})" "\n");
+                       R"("file:///FOLDER/a.dcm#offset=218&length=1026"}})"
+                       "\n");
     run = dump(head, {"--inline", "7"});
-    EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=8"}})" "\n");
+    EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=8"}})"
+                       "\n");
 
     // Encapsulated: the items, without the delimiter behind them.
     Bytes fragments = element({0x7FE0, 0x0010}, "OB", item({}) + item({"abcd"}) + delimiter(ELEMENT_SEQUENCE_END),
                               SYNTAX_EXPLICIT, 0xFFFFFFFF);
     run = dump(EXPLICIT + fragments, {"--inline", "0"});
-    EXPECT_EQ(run.out, R"({"7FE00010":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=20"}})" "\n");
+    EXPECT_EQ(run.out, R"({"7FE00010":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=20"}})"
+                       "\n");
 }
 
 TEST(Json, TurnsWordsOfBigEndianAround)
 {
     int big = SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN;
-    Outcome run = dump(part10_head("1.2.840.10008.1.2.2") +
-                       element({0x0028, 0x0010}, "US", Bytes("\x01\x02", 2), big) +
+    Outcome run = dump(part10_head("1.2.840.10008.1.2.2") + element({0x0028, 0x0010}, "US", Bytes("\x01\x02", 2), big) +
                        element({0x0040, 0x9225}, "FD", Bytes("\x3F\xB9\x99\x99\x99\x99\x99\x9A", 8), big) +
                        element({0x7FE0, 0x0010}, "OW", Bytes("\0\x01\0\x02", 4), big));
     EXPECT_EQ(run.out, R"({"00280010":{"vr":"US","Value":[258]},"00409225":{"vr":"FD","Value":[0.1]},)"
-                       R"("7FE00010":{"vr":"OW","InlineBinary":"AQACAA=="}})" "\n");
+                       R"("7FE00010":{"vr":"OW","InlineBinary":"AQACAA=="}})"
+                       "\n");
 }
 
 // In a stream without VRs the dictionary leaves some open.
@@ -144,11 +160,13 @@ TEST(Json, SettlesWhatTheDictionaryLeavesOpen)
     Bytes values = element({0x0028, 0x0106}, "SS", Bytes("\xFF\xFF", 2), none);
     Bytes pixels = element({0x6000, 0x3000}, "OW", "ab", none) + element({0x7FE0, 0x0010}, "OW", "cd", none);
     for (char is_signed : {'\0', '\1'}) {
-        Outcome run = dump(head + element({0x0028, 0x0103}, "US", Bytes(1, is_signed) + Bytes(1, '\0'), none) + values + pixels);
-        EXPECT_EQ(run.out, std::string(R"({"00280103":{"vr":"US","Value":[)") + static_cast<char>('0' + is_signed) +
-                               R"(]},"00280106":{"vr":")" + (is_signed ? R"(SS","Value":[-1]})" : R"(US","Value":[65535]})") +
-                               R"(,"60003000":{"vr":"OW","InlineBinary":"YWI="},"7FE00010":{"vr":"OW","InlineBinary":"Y2Q="}})"
-                               "\n");
+        Outcome run =
+            dump(head + element({0x0028, 0x0103}, "US", Bytes(1, is_signed) + Bytes(1, '\0'), none) + values + pixels);
+        EXPECT_EQ(run.out,
+                  std::string(R"({"00280103":{"vr":"US","Value":[)") + static_cast<char>('0' + is_signed) +
+                      R"(]},"00280106":{"vr":")" + (is_signed ? R"(SS","Value":[-1]})" : R"(US","Value":[65535]})") +
+                      R"(,"60003000":{"vr":"OW","InlineBinary":"YWI="},"7FE00010":{"vr":"OW","InlineBinary":"Y2Q="}})"
+                      "\n");
     }
 }
 
@@ -156,22 +174,27 @@ TEST(Json, KeepsTheOrderOfTagsAndEachOnce)
 {
     Outcome run = dump(EXPLICIT + element({0x0020, 0x0013}, "IS", "1 ") + element({0x0010, 0x0020}, "LO", "b ") +
                        element({0x0020, 0x0013}, "IS", "2 "));
-    EXPECT_EQ(run.out, R"({"00100020":{"vr":"LO","Value":["b"]},"00200013":{"vr":"IS","Value":[1]}})" "\n");
-    EXPECT_NE(run.err.find("(0020,0013) stands here more than once; the first is written"), std::string::npos) << run.err;
+    EXPECT_EQ(run.out, R"({"00100020":{"vr":"LO","Value":["b"]},"00200013":{"vr":"IS","Value":[1]}})"
+                       "\n");
+    EXPECT_NE(run.err.find("(0020,0013) stands here more than once; the first is written"), std::string::npos)
+        << run.err;
 }
 
 TEST(Json, WritesWhatWasAskedFor)
 {
-    Bytes bytes = EXPLICIT + element({0x0010, 0x0010}, "PN", "Doe ") +
-                  sequence({0x0040, 0x0275}, BY_LENGTH,
-                           {item({element({0x0010, 0x0020}, "LO", "b ")}), item({element({0x0040, 0x0009}, "SH", "A1")})});
+    Bytes bytes =
+        EXPLICIT + element({0x0010, 0x0010}, "PN", "Doe ") +
+        sequence({0x0040, 0x0275}, BY_LENGTH,
+                 {item({element({0x0010, 0x0020}, "LO", "b ")}), item({element({0x0040, 0x0009}, "SH", "A1")})});
     EXPECT_EQ(dump(bytes, {"--only", "0040,0009"}).out,
-              R"({"00400275":{"vr":"SQ","Value":[{},{"00400009":{"vr":"SH","Value":["A1"]}}]}})" "\n");
+              R"({"00400275":{"vr":"SQ","Value":[{},{"00400009":{"vr":"SH","Value":["A1"]}}]}})"
+              "\n");
     EXPECT_EQ(dump(bytes, {"--only", "PatientName", "--indent"}).out,
               "{\n  \"00100010\": {\n    \"vr\": \"PN\",\n    \"Value\": [\n      {\n        \"Alphabetic\": \"Doe\"\n"
               "      }\n    ]\n  }\n}\n");
     EXPECT_EQ(dump(bytes, {"--only", "0002,*", "--with-head"}).out,
-              R"({"00020001":{"vr":"OB","InlineBinary":"AAE="},"00020010":{"vr":"UI","Value":["1.2.840.10008.1.2.1"]}})" "\n");
+              R"({"00020001":{"vr":"OB","InlineBinary":"AAE="},"00020010":{"vr":"UI","Value":["1.2.840.10008.1.2.1"]}})"
+              "\n");
     EXPECT_EQ(dump(bytes, {"--only", "0002,0010"}).out, "{}\n");
 }
 
@@ -182,7 +205,10 @@ TEST(Json, MakesALineOfEachFile)
     folder.write("b", "no data set");
     folder.write("c", EXPLICIT + element({0x0008, 0x0060}, "CS", "MR"));
     Outcome run = run_program(VELMORA_PROGRAM, {"dump", "-f", "json", "a", "b", "c"}, "", folder.path);
-    EXPECT_EQ(run.out, R"({"00080060":{"vr":"CS","Value":["CT"]}})" "\n" R"({"00080060":{"vr":"CS","Value":["MR"]}})" "\n");
+    EXPECT_EQ(run.out, R"({"00080060":{"vr":"CS","Value":["CT"]}})"
+                       "\n"
+                       R"({"00080060":{"vr":"CS","Value":["MR"]}})"
+                       "\n");
     EXPECT_EQ(run.status, 3);
 }
 
@@ -191,7 +217,8 @@ static Bytes nested(int count)
 {
     Bytes inside = element({0x0008, 0x0100}, "SH", "X1");
     for (int i = 0; i < count; i++)
-        inside = sequence({0x0040, 0xA730}, i % 2 ? BY_LENGTH : BY_DELIMITER, {item({inside}, i % 3 ? BY_LENGTH : BY_DELIMITER)});
+        inside = sequence({0x0040, 0xA730}, i % 2 ? BY_LENGTH : BY_DELIMITER,
+                          {item({inside}, i % 3 ? BY_LENGTH : BY_DELIMITER)});
     return inside;
 }
 
@@ -213,6 +240,7 @@ TEST(Json, OpensSequencesThatTheTreeDoesNot)
         EXPECT_EQ(count_of(run.out, R"("0040A730":{"vr":"UN",)"), depth > 100) << depth;
         EXPECT_EQ(run.status, 0);
     }
-    EXPECT_NE(dump(EXPLICIT + nested(101)).err.find("(0040,a730) lies deeper than 100 sequences and is written as bytes"),
-              std::string::npos);
+    EXPECT_NE(
+        dump(EXPLICIT + nested(101)).err.find("(0040,a730) lies deeper than 100 sequences and is written as bytes"),
+        std::string::npos);
 }

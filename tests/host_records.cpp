@@ -101,13 +101,13 @@ struct Name_Repair {
 };
 
 static const Name_Repair name_repairs[] = {
-    {"parts behind the fifth are dropped",                     drop_parts                                                              },
+    {"parts behind the fifth are dropped", drop_parts},
     {"a part of more than 64 characters is cut",
-     [](const std::string &name) { return change_parts(name, [](std::string part) { return part.substr(0, 64); }); }                   },
-    {"blanks around a part are left out",                      [](const std::string &name) { return change_parts(name, strip_blanks); }},
-    {"of two blanks one is left",                              [](const std::string &name) { return change_parts(name, thin_blanks); } },
-    {"carets behind the last part are left out",               [](const std::string &name) { return drop_carets(name); }               },
-    {"without family, given and middle name there is no name", drop_nameless                                                           },
+     [](const std::string &name) { return change_parts(name, [](std::string part) { return part.substr(0, 64); }); }},
+    {"blanks around a part are left out", [](const std::string &name) { return change_parts(name, strip_blanks); }},
+    {"of two blanks one is left", [](const std::string &name) { return change_parts(name, thin_blanks); }},
+    {"carets behind the last part are left out", [](const std::string &name) { return drop_carets(name); }},
+    {"without family, given and middle name there is no name", drop_nameless},
 };
 
 static Change send_name(DICOM_List *node)
@@ -342,9 +342,9 @@ struct Record_Kind_Row {
 };
 
 static const Record_Kind_Row record_kinds[] = {
-    {VR_PN, "PN", send_name     },
-    {VR_DA, "DA", send_date     },
-    {VR_TM, "TM", send_time     },
+    {VR_PN, "PN", send_name},
+    {VR_DA, "DA", send_date},
+    {VR_TM, "TM", send_time},
     {VR_DT, "DT", send_date_time},
 };
 
@@ -387,37 +387,40 @@ struct Record_Row {
     const char *vr, *before, *after, *repairs;
 };
 
+// clang-format off
 static const Record_Row record_rows[] = {
-    {"PN", "Doe^John^Q^Dr^Jr",           "Doe^John^Q^Dr^Jr",        ""                                                                     },
-    {"PN", "Doe^John^^^ ",               "Doe^John",                "carets behind the last part are left out"                             },
-    {"PN", "Doe ^ John\\Roe",            "Doe^John\\Roe",           "blanks around a part are left out"                                    },
-    {"PN", "de   la Roe",                "de  la Roe",              "of two blanks one is left"                                            },
-    {"PN", "a^b^c^d^e^f",                "a^b^c^d^e",               "parts behind the fifth are dropped"                                   },
-    {"PN", "^^^Dr",                      "",                        "without family, given and middle name there is no name"               },
-    {"DA", "20040512",                   "20040512",                ""                                                                     },
-    {"DA", "040512",                     "20040512",                "a year of two digits gets its century"                                },
-    {"DA", "490512",                     "19490512",                "a year of two digits gets its century"                                },
-    {"DA", "2004.05.12",                 "20040512",                "points between the fields are left out"                               },
-    {"DA", "00950724",                   "19950724",                "a year below 100 gets its century"                                    },
-    {"DA", "20041305",                   "20040513",                "day and month change places"                                          },
-    {"DA", "00000000",                   "",                        "a date of zeros is no date"                                           },
-    {"DA", "20041399",                   "",                        "a date that cannot be is no date"                                     },
-    {"DA", "20040512\\20040513",         "",                        "a text that has not the form of a date is no date"                    },
-    {"TM", "101500",                     "101500",                  ""                                                                     },
-    {"TM", "10",                         "100000",                  "minutes and seconds that are not given are written as 00"             },
-    {"TM", "10:15:07",                   "101507",                  "colons are left out"                                                  },
-    {"TM", "101507.25",                  "101507.250000",           "a fraction gets the six digits of a 32-bit number"                    },
-    {"TM", "101507.123456",              "101507.123000",
-     "what stands behind the tenth character is lost|a fraction gets the six digits of a 32-bit number"                                    },
-    {"TM", "101507.000000",              "101507",                  "a fraction below a thousandth, or next to a whole second, is left out"},
-    {"TM", "101500\\111500",             "101500",                  "of several times the first one is kept"                               },
-    {"TM", "x:100000",                   "001000",                  "a text that has not the form of a time is read at the places of one"  },
-    {"DT", "20040512101507",             "20040512101507",          ""                                                                     },
-    {"DT", "20040512",                   "20040512000000",          "a time that is not given is written as 000000"                        },
-    {"DT", "20040512101507.500000+0130", "20040512114507.500000",   "the offset is added to the time, without a carry"                     },
-    {"DT", "20040512101507.500000-1130", "2004051225524107.500000", "the offset is added to the time, without a carry"                     },
-    {"DT", "20040512101507+0130",        "20040512101507",          "the offset of a time without a whole fraction is dropped"             },
+    {"PN", "Doe^John^Q^Dr^Jr", "Doe^John^Q^Dr^Jr", ""},
+    {"PN", "Doe^John^^^ ", "Doe^John", "carets behind the last part are left out"},
+    {"PN", "Doe ^ John\\Roe", "Doe^John\\Roe", "blanks around a part are left out"},
+    {"PN", "de   la Roe", "de  la Roe", "of two blanks one is left"},
+    {"PN", "a^b^c^d^e^f", "a^b^c^d^e", "parts behind the fifth are dropped"},
+    {"PN", "^^^Dr", "", "without family, given and middle name there is no name"},
+    {"DA", "20040512", "20040512", ""},
+    {"DA", "040512", "20040512", "a year of two digits gets its century"},
+    {"DA", "490512", "19490512", "a year of two digits gets its century"},
+    {"DA", "2004.05.12", "20040512", "points between the fields are left out"},
+    {"DA", "00950724", "19950724", "a year below 100 gets its century"},
+    {"DA", "20041305", "20040513", "day and month change places"},
+    {"DA", "00000000", "", "a date of zeros is no date"},
+    {"DA", "20041399", "", "a date that cannot be is no date"},
+    {"DA", "20040512\\20040513", "", "a text that has not the form of a date is no date"},
+    {"TM", "101500", "101500", ""},
+    {"TM", "10", "100000", "minutes and seconds that are not given are written as 00"},
+    {"TM", "10:15:07", "101507", "colons are left out"},
+    {"TM", "101507.25", "101507.250000", "a fraction gets the six digits of a 32-bit number"},
+    {"TM", "101507.123456", "101507.123000",
+     "what stands behind the tenth character is lost|a fraction gets the six digits of a 32-bit number"},
+    {"TM", "101507.000000", "101507", "a fraction below a thousandth, or next to a whole second, is left out"},
+    {"TM", "101500\\111500", "101500", "of several times the first one is kept"},
+    {"TM", "x:100000", "001000", "a text that has not the form of a time is read at the places of one"},
+    {"DT", "20040512101507", "20040512101507", ""},
+    {"DT", "20040512", "20040512000000", "a time that is not given is written as 000000"},
+    {"DT", "20040512101507.500000+0130", "20040512114507.500000", "the offset is added to the time, without a carry"},
+    {"DT", "20040512101507.500000-1130", "2004051225524107.500000",
+     "the offset is added to the time, without a carry"},
+    {"DT", "20040512101507+0130", "20040512101507", "the offset of a time without a whole fraction is dropped"},
 };
+// clang-format on
 
 TEST(Records, GiveBackWhatTheyWereMadeOf)
 {
