@@ -135,6 +135,11 @@ TEST(Get, FetchesWhatWasLeftInTheFile)
     EXPECT_EQ(get({"0028,3006", "a.dcm"}, bytes).out, expected);
 }
 
+TEST(Get, ShowsASequenceThatIsNone)
+{
+    EXPECT_EQ(get({"0040,a730", "a.dcm"}, HEAD + element({0x0040, 0xA730}, "SQ", "NAME")).out, "4e414d45\n");
+}
+
 TEST(Get, ReportsAPartOfANumber)
 {
     Outcome run = get({"0028,0010", "a.dcm"}, HEAD + element({0x0028, 0x0010}, "UL", Bytes("\x01\0\0\0\x02\0", 6)));

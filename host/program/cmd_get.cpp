@@ -11,9 +11,8 @@ using namespace velmora_host;
 
 static const char HELP[] =
     "Prints a line for each value. TAG is the first argument; with --tag, all arguments are files. It is 0010,0010, a\n"
-    "name of the dictionary (\"Patient's Name\") or its keyword (PatientName), may have wildcards (60*,3000), and a "
-    "path\n"
-    "in front (0040,a730[2]/0040,a168/0008,0104), items counted from 1, or all of them without a number. Status 1: a\n"
+    "name of the dictionary (\"Patient's Name\") or its keyword (PatientName), may have wildcards (60*,3000), and in\n"
+    "front a path (0040,a730[2]/0040,a168/0008,0104): items count from 1, without a number all are meant. Status 1: a\n"
     "TAG was not found in a file.\n"
     "\n"
     "  -t, --tag TAG       this attribute; may be given several times\n"
@@ -88,12 +87,13 @@ static std::vector<std::string> printed_values(const Found &found, size_t limit)
     const Opaque *opaque = set.opaque.empty() ? nullptr : find_opaque(set, found.node);
     std::vector<std::string> values;
     Bytes_View bytes = value_bytes(set, found.node);
-    if (rule.kind == VALUES_OF_ITEMS || opaque != nullptr) {
+    bool has_items = opaque != nullptr || found.node->item != nullptr || bytes.size == 0;
+    if ((rule.kind == VALUES_OF_ITEMS && has_items) || opaque != nullptr) {
         values.push_back(items_text(found, opaque));
     } else if (rule.kind == VALUES_OF_BYTES && found.node->item != nullptr) {
         values.push_back(std::to_string(count_items(found.node)) + " fragments, " + std::to_string(bytes.size) +
                          " bytes");
-    } else if (rule.kind == VALUES_OF_BYTES) {
+    } else if (rule.kind == VALUES_OF_BYTES || rule.kind == VALUES_OF_ITEMS) {   // or no items could be read from it
         values.push_back(hexadecimal(bytes, limit));
     } else if (rule.kind == VALUES_OF_NUMBERS || rule.kind == VALUES_OF_TAGS) {
         size_t count = number_count(found.node, rule, bytes);
