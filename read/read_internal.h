@@ -139,6 +139,15 @@ inline const char *end_of_value(const char *start)
 // Copies the node's value to a new block, terminated, which the caller frees. Null when memory ran out.
 char *copy_value(const Value_Call &call);
 
+// Room for an array that is full, so that one which grows value by value does not grow at every value.
+inline int larger_room(int room)
+{
+    const int smallest = 8;
+    if (room < smallest)
+        return smallest;
+    return room < INT_MAX / 2 ? room * 2 : INT_MAX;
+}
+
 // Texts of a slot. Every entry is null or a block of its own; the blocks stay for the next use of the slot.
 struct Text_Array {
     char **texts;

@@ -64,7 +64,7 @@ static int convert_text(const Value_Call &call, Number_Array *array, const char 
         return 0;
     int count = 0;
     for (const char *start = str; start != nullptr;) {
-        if (!grow_numbers(call.window, array, count + 1, array->room < 8 ? 8 : array->room * 2, what)) {
+        if (!grow_numbers(call.window, array, count + 1, larger_room(array->room), what)) {
             count = 0;
             break;
         }

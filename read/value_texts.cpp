@@ -12,7 +12,7 @@ static int grow_texts(HWND window, Text_Array *array, int count)
 {
     if (count <= array->room)
         return 1;
-    int room = array->room < 8 ? 8 : array->room * 2;
+    int room = larger_room(array->room);
     char **texts = static_cast<char **>(ALLOC_REALLOC_ROOM(
         window, "V_Str[cc]", array->texts, static_cast<size_t>(room) * sizeof(char *), count, sizeof(char *)));
     if (texts == nullptr)
