@@ -1,5 +1,6 @@
 #include "tests/support/reports.h"
 
+#include <gtest/gtest.h>
 #include <ostream>
 
 #include "frame/frame_internal.h"
@@ -105,4 +106,19 @@ bool Refuse::happened()
 int Refuse::asked()
 {
     return asked_so_far;
+}
+
+void expect_each_failure(const std::string &source, const std::vector<std::string> &failures,
+                         const std::function<bool()> &work)
+{
+    size_t runs = 0;
+    refuse_each_allocation([&](int) {
+        Reports said;
+        bool refuses = runs < failures.size();
+        EXPECT_EQ(work(), !refuses) << "refusing allocation " << runs + 1;
+        std::string failure = refuses ? "line N of " + source + " \nmemory error in " + failures[runs] + "\n" : "";
+        EXPECT_EQ(said.failures(), failure);
+        runs++;
+    });
+    EXPECT_EQ(runs, failures.size() + 1);
 }

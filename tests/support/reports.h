@@ -2,6 +2,7 @@
 #ifndef VELMORA_TESTS_REPORTS_H
 #define VELMORA_TESTS_REPORTS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -61,5 +62,10 @@ void refuse_each_allocation(Work work)
             return;
     }
 }
+
+// Runs work with each allocation refused in turn: work then gives false and reports just the failure that stands for it
+// ("malloc (var=buf, dim=4x1)"). With none refused it gives true; there are as many allocations as failures.
+void expect_each_failure(const std::string &source, const std::vector<std::string> &failures,
+                         const std::function<bool()> &work);
 
 #endif
