@@ -101,12 +101,22 @@ static bool is_made_of_items(const Reading *r, int at, int length, unsigned char
     return at == end && length > 0;
 }
 
+static bool begins_with_item(const Reading *r, int at, int bound, unsigned char mode)
+{
+    return bound - at >= 8 && get_16(mode, r->bytes + at) == GROUP_ITEM &&
+           get_16(mode, r->bytes + at + 2) == ELEMENT_ITEM;
+}
+
 // Whether an element with a length is a sequence: by its own VR; by definition where it has none that counts; and by
-// its bytes where a stream without VRs holds a tag of the standard that is newer than the dictionary.
+// its bytes where a stream without VRs holds a tag of the standard that is newer than the dictionary. A private tag may
+// mean something else to another version of its maker's software, so that its bytes have to say so too.
 static bool is_sequence(const Reading *r, DICOM_List *node, bool is_held)
 {
     if (vr_class(node->vr_explicit) >= VR_SHORT)
         return node->vr_explicit == VR_SQ;
+    if (node->vr == VR_SQ && (node->group & 1) != 0 && node->size != 0 &&
+        !begins_with_item(r, node->data_pos, r->top().bound, r->top().mode))
+        node->vr = VR_NONE;
     if (node->vr == VR_NONE && (node->group & 1) == 0 && is_held &&
         is_made_of_items(r, node->data_pos, node->size, r->top().mode))
         node->vr = VR_SQ;
@@ -146,6 +156,20 @@ static unsigned char mode_inside(const Reading *r, const Header &h, int at, int 
     bool whole = false;
     int as_implicit = count_plausible(r->bytes, at + 8, bound, implicit, &whole);
     return count_plausible(r->bytes, at + 8, bound, mode, &whole) > as_implicit ? mode : implicit;
+}
+
+// The encoding inside a private sequence of a stream without VRs: who wrote that may have taken the value over, unread,
+// from a stream that had them.
+static unsigned char mode_inside_private(const Reading *r, const DICOM_List *node, unsigned char mode)
+{
+    int first = node->data_pos + 8;
+    int end = node->size < r->top().bound - node->data_pos ? node->data_pos + node->size : r->top().bound;
+    unsigned char explicit_mode = mode | SYNTAX_EXPLICIT;
+    bool whole = false;
+    if ((node->group & 1) == 0 || mode == explicit_mode || first >= end ||
+        count_plausible(r->bytes, first, end, mode, &whole) > 0)
+        return mode;
+    return count_plausible(r->bytes, first, end, explicit_mode, &whole) > 0 ? explicit_mode : mode;
 }
 
 static bool holds_fragments(const DICOM_List *node)
@@ -213,6 +237,7 @@ static void take_element(Reading *r, const Header &h)
         unsigned char mode = r->top().mode;
         What_Follows next = what_follows(r, r->behind, bound, &mode);
         if (is_held || next == FOLLOWS_ITEM) {
+            mode = mode_inside_private(r, node, mode);
             add_element(r, node, h.length);
             r->at = r->behind;
             open_sequence(r, node, LEVEL_SEQUENCE, h.length < 0x80000000u ? length : INT32_MAX, mode,

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "host/program/definitions.h"
 #include "host/program/element_values.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
@@ -35,7 +36,7 @@ struct Chain {
 };
 
 struct Check {
-    const std::vector<std::string> *ignored = nullptr;
+    const Check_Choice *choice = nullptr;
     Finding_Teller *teller = nullptr;
     std::vector<Step> steps;     // to the items around what is judged
     std::vector<Chain> chains;   // the top level and those items
@@ -55,7 +56,8 @@ struct Check {
 
 static void tell(const Check &check, const Finding &finding)
 {
-    if (std::find(check.ignored->begin(), check.ignored->end(), finding.kind) == check.ignored->end())
+    const std::vector<std::string> &ignored = check.choice->ignored;
+    if (std::find(ignored.begin(), ignored.end(), finding.kind) == ignored.end())
         check.teller->add(finding);
 }
 
@@ -319,7 +321,7 @@ static void judge_opaque(Check *check, const DICOM_List *node)
         return tell(*check, finding);
     }
     Check inner;
-    inner.ignored = check->ignored;
+    inner.choice = check->choice;
     inner.teller = check->teller;
     inner.steps = check->steps;
     inner.chains = check->chains;
@@ -335,11 +337,53 @@ static void judge_opaque(Check *check, const DICOM_List *node)
     take_reports(take_value_report, check);
 }
 
-Load_Result check_file(const Input &input, const std::vector<std::string> &ignored, Tally *tally,
-                       Finding_Teller *teller, std::string *error)
+// ---- templates ------------------------------------------------------------------------
+
+// The template that a data set is to be verified by, or null. The library reads each once.
+static DICOM_List *template_of(const Check &check, const Data_Set &set)
+{
+    std::string name = check.choice->module;
+    if (name.empty() || (name == "auto" && !find_kind(set, &name)))
+        return nullptr;
+    take_reports(nullptr, nullptr);
+    return DICOM_Module_Read(nullptr, name.c_str());
+}
+
+struct Verification {
+    const Check *check;
+    DICOM_Root root;   // where the library stands
+};
+
+static void take_missing(void *user, int level, const char *report)
+{
+    const Verification *at = static_cast<const Verification *>(user);
+    if (level != LEVEL_WARNINGS)
+        return;
+    Finding finding = finding_of(level, report);
+    std::vector<Step> steps;
+    for (int i = 0; i < at->root.Sequence_Depth; i++)
+        steps.push_back({at->root.Sequence_Group[i], at->root.Sequence_Element[i], at->root.Item_Number[i + 1]});
+    finding.path = path_of(steps);
+    finding.name = name_of_tag(finding.group, finding.element);
+    tell(*at->check, finding);
+}
+
+// Comes last: looking for an attribute in a sequence that is not there leaves an empty one.
+static void verify(const Check &check, const Data_Set &set)
+{
+    DICOM_List *wanted = template_of(check, set);
+    if (wanted == nullptr)
+        return;
+    Verification at = {&check, {}};
+    take_reports(take_missing, &at);
+    DICOM_Postproc_Verification(nullptr, &at.root, set.tree, wanted, 0);
+}
+
+Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally, Finding_Teller *teller,
+                       std::string *error)
 {
     Check check;
-    check.ignored = &ignored;
+    check.choice = &choice;
     check.teller = teller;
     Data_Set set;
     take_reports(take_early, &check);
@@ -347,6 +391,7 @@ Load_Result check_file(const Input &input, const std::vector<std::string> &ignor
     if (result == LOADED) {
         tally->elements += set.elements;
         judge_set(&check, &set);
+        verify(check, set);
         teller->finish();
     }
     take_reports(nullptr, nullptr);

@@ -8,11 +8,15 @@
 #include "host/program/findings.h"
 #include "host/program/many.h"
 
+struct Check_Choice {
+    std::vector<std::string> ignored;   // kinds of findings that do not count
+    std::string module;                 // name of the template to verify by; "auto": by the SOP class; empty: none
+};
+
 // Loads a data set and judges it: what is wrong with its stream, then each value by its VR, in the order of the stream,
-// down to a hundred levels of sequences.
-//   ignored  kinds of findings that do not count
-//   error    gets one line when the result is not LOADED
-velmora_host::Load_Result check_file(const Input &input, const std::vector<std::string> &ignored, Tally *tally,
+// down to a hundred levels of sequences; last, what its template asks for and is not there.
+//   error  gets one line when the result is not LOADED
+velmora_host::Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally,
                                      Finding_Teller *teller, std::string *error);
 
 #endif

@@ -3,6 +3,7 @@
 
 #include "host/program/check_tree.h"
 #include "host/program/command.h"
+#include "host/program/definitions.h"
 #include "host/program/findings.h"
 #include "host/program/many.h"
 #include "host/program/messages.h"
@@ -17,6 +18,8 @@ static const char HELP[] =
     "files,\n"
     "                      and counted from then on\n"
     "  -q, --quiet         no findings and no summary: the exit status tells, and what cannot be read is named\n"
+    "  -m, --module NAME   what a template asks for and is not there: NAME as of velmora template; auto, by the SOP\n"
+    "                      class of each file, if it has one; none (this is the default)\n"
     "      --ignore KIND   findings of this kind do not count; may be given several times\n" MANY_HELP
     "  -h, --help          this text\n"
     "\n"
@@ -25,7 +28,7 @@ static const char HELP[] =
     "the\n"
     "file, the offset, the path and tag as other commands take them, the VR and the name. Kinds of findings:\n"
     "stream structure order repaired odd-length (the bytes), vr retired (against the dictionary), padding characters\n"
-    "length backslash old-form values range size (the value).\n"
+    "length backslash old-form values range size (the value), required (by the template).\n"
     "Exit status: 0 nothing found, 1 findings, 3 a file could not be read.\n"
     "\n"
     "Examples:\n"
@@ -36,7 +39,7 @@ static const char HELP[] =
 struct Check_Work {
     Finding_Form form = FINDINGS_AS_LINES;
     bool shows_all = false;
-    std::vector<std::string> ignored;
+    Check_Choice choice;
 };
 
 // Places in Tally::own.
@@ -50,7 +53,7 @@ static int check_input(const Input &input, Tally *tally, void *user)
     teller.shows_all = work->shows_all;
     teller.file = name_of(input);
     std::string error;
-    Load_Result result = check_file(input, work->ignored, tally, &teller, &error);
+    Load_Result result = check_file(input, work->choice, tally, &teller, &error);
     if (result == NOT_A_DATA_SET && input.from_folder)
         return STATUS_SKIPPED;
     if (result != LOADED) {
@@ -96,10 +99,24 @@ static const option LONGS[] = {
     {"format",  required_argument, nullptr, 'f'          },
     {"verbose", no_argument,       nullptr, 'v'          },
     {"quiet",   no_argument,       nullptr, 'q'          },
+    {"module",  required_argument, nullptr, 'm'          },
     {"ignore",  required_argument, nullptr, OPTION_IGNORE},
     MANY_LONGS,
     {nullptr,   0,                 nullptr, 0            },
 };
+
+static int take_module(const std::string &name, Check_Choice *choice)
+{
+    std::vector<std::string> names = definition_names(TEMPLATE_PREFIX);
+    int at = find_name(names, name);
+    choice->module = name == "none" ? "" : at != NAME_NOT_FOUND ? names[static_cast<size_t>(at)] : name;
+    if (names.empty() && name != "none")
+        return wrong_use(command_check, "there are no templates in %s", quoted(definitions_place()).c_str());
+    if (at == NAME_NOT_FOUND && name != "none" && name != "auto")
+        return wrong_use(command_check, "there is no template %s; velmora template --list names them",
+                         quoted(name).c_str());
+    return STATUS_DONE;
+}
 
 static int take_option(int letter, Check_Work *work, Many_Choice *choice)
 {
@@ -118,11 +135,13 @@ static int take_option(int letter, Check_Work *work, Many_Choice *choice)
     case 'q':
         work->form = FINDINGS_COUNTED;
         break;
+    case 'm':
+        return take_module(optarg, &work->choice);
     case OPTION_IGNORE:
         if (!is_finding_kind(optarg))
             return wrong_use(command_check, "%s is no kind of finding; there are %s", quoted(optarg).c_str(),
                              finding_kinds().c_str());
-        work->ignored.push_back(optarg);
+        work->choice.ignored.push_back(optarg);
         break;
     default:
         break;
@@ -136,7 +155,7 @@ static int run_check(int argc, char **argv)
     Many_Choice choice;
     int status = STATUS_DONE;
     for (int letter;
-         (letter = next_option(command_check, argc, argv, "f:vq" MANY_SHORTS, LONGS, &status)) != OPTION_END;) {
+         (letter = next_option(command_check, argc, argv, "f:vqm:" MANY_SHORTS, LONGS, &status)) != OPTION_END;) {
         if (letter == OPTION_STOP)
             return status;
         status = take_option(letter, &work, &choice);

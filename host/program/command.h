@@ -21,9 +21,11 @@ struct Command {
 };
 
 extern const Command command_check;
+extern const Command command_code;
 extern const Command command_dict;
 extern const Command command_dump;
 extern const Command command_get;
+extern const Command command_template;
 extern const Command command_uid;
 
 // Of several statuses the highest counts.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/program/command.h"
+#include "host/program/definitions.h"
 #include "host/program/folding.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
@@ -17,7 +18,9 @@ static const Command *const commands[] = {
     &command_dump,
     &command_get,
     &command_check,
+    &command_template,
     &command_dict,
+    &command_code,
     &command_uid,
 };
 // clang-format on
@@ -48,8 +51,11 @@ static std::string usage_text()
         text += line;
     }
     return text + "\n"
-                  "velmora COMMAND --help tells more, velmora --version the version.\n"
-                  "Exit status: 0 done, 1 found something wrong or did not find it, 2 wrong use, 3 a file could not be read.\n";
+                  "velmora COMMAND --help tells more, velmora --version the version. Every command takes\n"
+                  "--definitions DIR, the folder of templates, private attributes and code tables; else it is the one\n"
+                  "that VELMORA_DEFINITIONS names, or the installed one.\n"
+                  "Exit status: 0 done, 1 something found (check) or not found, 2 wrong use, 3 a file could not be\n"
+                  "read or written.\n";
 }
 
 static int show_help(int argc, char **argv)
@@ -102,6 +108,7 @@ int main(int argc, char **argv)
 {
     signal(SIGPIPE, SIG_IGN);   // a closed pipe shows as a failed write, which ends the run quietly
     start_messages();
+    find_definitions();
     int status;
     try {
         status = run(argc, argv);

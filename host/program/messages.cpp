@@ -62,7 +62,7 @@ void complain_about(const std::string &file, const std::string &text)
 
 std::string text_of_report(const char *report)
 {
-    std::string text = without_marks(report);
+    std::string text = without_marks(report + strspn(report, " \t"));
     text.erase(0, std::min(text.find_first_not_of(' '), text.size()));
     for (const char *prefix : {"WARNING: ", "Warning: ", "ERROR: "})
         if (text.compare(0, strlen(prefix), prefix) == 0)

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/program/command.h"
+#include "host/program/definitions.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
 
@@ -27,16 +28,23 @@ int wrong_use(const Command &command, const char *format, ...)
 
 int next_option(const Command &command, int argc, char **argv, const char *shorts, const option *longs, int *status)
 {
-    enum { HELP = 0x7FFF };
+    enum { HELP = 0x7FFF, DEFINITIONS = 0x7FFE };
     option all[32] = {
-        {"help", no_argument, nullptr, HELP}
+        {"help",        no_argument,       nullptr, HELP       },
+        {"definitions", required_argument, nullptr, DEFINITIONS}
     };
-    for (size_t i = 0; longs[i].name != nullptr && i + 2 < sizeof all / sizeof all[0]; i++)
-        all[i + 1] = longs[i];
+    for (size_t i = 0; longs[i].name != nullptr && i + 3 < sizeof all / sizeof all[0]; i++)
+        all[i + 2] = longs[i];
     std::string letters = std::string(":h") + shorts;   // ":" tells a missing value from an unknown option
     opterr = 0;
     int before = optind;
     int found = getopt_long(argc, argv, letters.c_str(), all, nullptr);
+    if (found == DEFINITIONS) {
+        if (use_definitions(optarg))
+            return next_option(command, argc, argv, shorts, longs, status);
+        *status = wrong_use(command, "--definitions names %s, which is no folder", quoted(optarg).c_str());
+        return OPTION_STOP;
+    }
     if (found == 'h' || found == HELP) {
         print_help(command);
         *status = STATUS_DONE;
