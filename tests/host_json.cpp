@@ -196,6 +196,9 @@ TEST(Json, WritesWhatWasAskedFor)
               R"({"00020001":{"vr":"OB","InlineBinary":"AAE="},"00020010":{"vr":"UI","Value":["1.2.840.10008.1.2.1"]}})"
               "\n");
     EXPECT_EQ(dump(bytes, {"--only", "0002,0010"}).out, "{}\n");
+    EXPECT_EQ(dump(EXPLICIT + element({0x7FE0, 0x0010}, "OW", "ab"), {"--only", "PixelData"}).out,
+              R"({"7FE00010":{"vr":"OW","InlineBinary":"YWI="}})"
+              "\n");
 }
 
 TEST(Json, MakesALineOfEachFile)

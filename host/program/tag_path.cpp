@@ -58,8 +58,11 @@ static bool parse_numbers(std::string text, Tag_Step *step)
     return true;
 }
 
+// The library names the pixel data by itself; its dictionary has no row for them.
 static bool parse_name(const std::string &text, Tag_Step *step)
 {
+    if (folded_name(text) == "pixeldata")
+        return parse_numbers("7fe0,0010", step);
     const Dictionary_Row *row = find_row_by_name(text);
     return row != nullptr && parse_numbers(row->group_text + "," + row->element_text, step);
 }

@@ -214,6 +214,8 @@ def reason_for(path, mine, yours, peer, other, rest):
     if is_binary(mine) and is_binary(yours) and path.endswith("7FE00010") and \
             binary(mine).startswith(binary(yours)) and len(binary(mine)) == len(binary(yours)) + 8:
         return "fragments that the file cuts; %s takes off the delimiter that is not there" % peer
+    if vrs[0] == vrs[1] and len(a) < len(b) and same_value(a, b[:len(a)]) and len(b) > 100:
+        return "a header without a VR of letters; %s takes the elements behind it for its value" % peer
     if vrs == ("UT", "UR"):
         return "UR is newer than the dictionary"
     if vrs[0] == vrs[1] and "\ufffd" in json.dumps(a, ensure_ascii=False):
