@@ -78,8 +78,9 @@ DICOM_EXPORT double NEMA_Convert_Double(char format, const char *bytes);
 //           0002 is read as explicit VR little-endian whatever mode says, and items without a VR
 //   vr      the stream's VR, first letter in the high byte; 0: it has none
 //   length  the value's length in bytes; -1 is the undefined length
-//   limit   size of the source in bytes; 0: not known. An element of this length or more is refused. With a limit,
-//           nothing behind it is read from memory: a header that it cuts fails as at the end of a file
+//   limit   size of the source in bytes; 0: not known. An element of this length or more is refused. Nothing behind
+//           it is read from memory: a header that it cuts fails as at the end of a file. A limit below 12, or one in
+//           front of the read position, is no size of a source and bounds the lengths alone
 // Returns 1 when a header was read. A stream may end behind the tag of an item or sequence delimiter: length then
 // stays as it was. With the tag (FFFF,FFFF) the caller skips length bytes and goes on: a broken element was left out.
 // Behind an element of group FFFE, of VR "SQ" or of undefined length the next header follows at once; behind any other

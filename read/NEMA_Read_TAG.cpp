@@ -247,6 +247,8 @@ static int look_ahead(Element_Read &read, int *value)
 {
     long position = position_of(read.from);
     *value = 0;
+    if (read.from.kind != SOURCE_FILE && read.limit != 0 && position > read.limit - 4)
+        return 1;
     take_32(&read.from, format_of(read), value);
     return return_to(&read.from, position);
 }
@@ -374,11 +376,24 @@ static Outcome read_header(Element_Read &read)
     return outcome;
 }
 
+// What the limit tells of the end of a memory source. A limit that is smaller than any header, or that lies behind the
+// read position, cannot be the size of what is being read: it then bounds the lengths alone.
+static uint64_t end_of_source(int source, intptr_t handle, int limit)
+{
+    static const int LONGEST_HEADER = 12;
+    if (source == SOURCE_FILE)
+        return NO_END;
+    int position = *cursor_of(handle);
+    if (position < 0)
+        return 0;
+    return limit >= LONGEST_HEADER && position <= limit ? static_cast<uint64_t>(limit) : NO_END;
+}
+
 int NEMA_Get_Data_Element(HWND window, int source, intptr_t handle, const char *name, unsigned char mode,
                           unsigned short *group, unsigned short *element, unsigned short *vr, int *length, int limit)
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in NEMA_Get_Data_Element(mode:%04X)", mode);
-    uint64_t end = limit == 0 ? NO_END : static_cast<uint64_t>(limit > 0 ? limit : 0);
+    uint64_t end = end_of_source(source, handle, limit);
     Element_Read read = {
         enter_source(window, source, handle, name, end), mode, mode, limit, *group, *element, *vr, *length};
 

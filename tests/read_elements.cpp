@@ -123,6 +123,8 @@ TEST_P(Elements, MustBeShorterThanTheirSource)
     struct { int length, limit; const char *expected, *report; } cases[] = {
         {16, 16, "result 0", "NEMA_Get_Data_Element() --> failed size to big (=00000010)\n"},
         {15, 16, "(0008,0060) -- 15", ""},
+        {4, 4, "result 0", "NEMA_Get_Data_Element() --> failed size to big (=00000004)\n"},
+        {4, 5, "(0008,0060) -- 4", ""},
         {-1, 16, "(0008,0060) -- -1", ""},
         {0x7FFFFFFF, 0, "(0008,0060) -- 2147483647", ""},
     };
@@ -161,15 +163,18 @@ TEST_P(Elements, TellWhereAHeaderIsCut)
 
 TEST_P(Elements, EndBehindTheTagOfADelimiter)
 {
+    const Bytes before = element({0x0008, 0x0060}, "CS", "");
     for (size_t kept = 4; kept < 8; kept++) {
-        Stream in(GetParam(), delimiter(ELEMENT_SEQUENCE_END).substr(0, kept));
+        Stream in(GetParam(), before + delimiter(ELEMENT_SEQUENCE_END).substr(0, kept));
         Reports said(12);
+        EXPECT_EQ(shown(read_header(in, 8, in.size())), "(0008,0060) CS 0");
         EXPECT_EQ(shown(read_header(in, 8, in.size())), "(fffe,e0dd) -- 777");
         EXPECT_EQ(said.texts(12), "NEMA_Get_Data_Element() --> failed to read size (VR:00)\n");
     }
-    Stream item_start(GetParam(), Bytes("\xFE\xFF\0\xE0", 4));
+    Stream item_start(GetParam(), before + Bytes("\xFE\xFF\0\xE0", 4));
     Reports said;
-    EXPECT_EQ(shown(read_header(item_start, 8, 4)), "result 0");
+    read_header(item_start, 8, item_start.size());
+    EXPECT_EQ(shown(read_header(item_start, 8, item_start.size())), "result 0");
 }
 
 TEST_P(Elements, KeepTheirValueWhenItIsTooShortToLookAt)
