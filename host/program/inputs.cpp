@@ -14,6 +14,7 @@
 struct Walk {
     Input_Fct work;
     void *user;
+    const Input_Choice *choice;
     int status;
 };
 
@@ -29,7 +30,18 @@ bool has_several(const Input_Choice &choice)
 static void take_file(Walk *walk, const std::string &path, size_t top_length)
 {
     size_t at = top_length > 0 ? path.find_first_not_of('/', top_length) : path.find_last_of('/') + 1;
-    walk->status = worse(walk->status, walk->work({path, path.substr(at), top_length > 0}, walk->user));
+    Input input = {path, path.substr(at), top_length > 0, ""};
+    int status = STATUS_DONE;
+    if (walk->choice->plan != nullptr)
+        status = walk->choice->plan(&input, walk->choice->planner);
+    walk->status = worse(walk->status, status == STATUS_DONE ? walk->work(input, walk->user) : status);
+}
+
+static bool is_same(const struct stat &state, const std::string &folder)
+{
+    struct stat other;
+    return !folder.empty() && stat(folder.c_str(), &other) == 0 && other.st_dev == state.st_dev &&
+           other.st_ino == state.st_ino;
 }
 
 static bool read_folder(const std::string &path, std::vector<std::string> *names)
@@ -67,6 +79,8 @@ static void walk_folder(Walk *walk, const std::string &top)
             }
             continue;
         }
+        if (path != top && is_same(state, walk->choice->skipped))
+            continue;
         std::vector<std::string> names;
         if (!read_folder(path, &names)) {
             walk->status = STATUS_UNREADABLE;
@@ -116,7 +130,7 @@ static void take_list(Walk *walk, const std::string &name, bool zero_between)
 
 int for_each_input(const Input_Choice &choice, Input_Fct work, void *user)
 {
-    Walk walk = {work, user, STATUS_DONE};
+    Walk walk = {work, user, &choice, STATUS_DONE};
     for (const std::string &path : choice.paths)
         take_path(&walk, path);
     for (const std::string &list : choice.lists)

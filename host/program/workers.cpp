@@ -167,6 +167,7 @@ static void send_folded(void *user, const Folded_Lines &lines)
         Input input;
         input.path = get_text(&at);
         input.inside = get_text(&at);
+        input.output = get_text(&at);
         input.from_folder = get_number(&at) != 0;
         Final result = {};
         result.status = work_on_file(input, work, user, &result.tally);
@@ -402,6 +403,7 @@ static void give(Pool *pool, Worker *worker, Job *job)
     std::string bytes;
     put_text(&bytes, job->input.path);
     put_text(&bytes, job->input.inside);
+    put_text(&bytes, job->input.output);
     put_number(&bytes, job->input.from_folder);
     std::string request;
     put_text(&request, bytes);
