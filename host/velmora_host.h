@@ -108,6 +108,7 @@ struct Data_Set {
     bool is_deflated = false;
     int elements = 0;               // items and delimiters included
     int damages = 0;                // faults of the stream that were reported
+    bool is_editable = false;       // make_editable has seen the tree
     bool has_later_texts = false;   // a UC or UR is among the VRs, which the dump shows as bytes only
     std::vector<Listed> listing;
     std::vector<Opaque> opaque;   // in the order of their positions

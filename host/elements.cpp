@@ -1,0 +1,249 @@
+// Attributes as pieces of a stream. The library's writers make the bytes of all that they can write as it is wanted.
+// What is left to the host, and marked so: values that stay in the source, VRs that the writers do not know, fragments,
+// sequences of VR UN, empty items, sequences below the ninth level, and all that holds such a thing.
+#include "host/save_internal.h"
+
+#include <stdio.h>
+
+namespace velmora_host
+{
+
+static const int MOST_IN_SHORT_FORM = 65535;
+static const int MOST_OPAQUE_LEVELS = 16;   // nine sequences each
+static const unsigned int LONGEST = 0xFFFFFFFE;
+
+static bool fail(Building *building, const DICOM_List *node, const char *what)
+{
+    char text[200];
+    snprintf(text, sizeof text, "(%04x,%04x) %s", node->group, node->element, what);
+    if (building->error.empty())
+        building->error = text;
+    return false;
+}
+
+// ---- what is left to the host ---------------------------------------------------------
+
+static bool is_opaque(const Building *building, const DICOM_List *node)
+{
+    return node->item == nullptr && !building->set->opaque.empty() && find_opaque(*building->set, node) != nullptr;
+}
+
+// The VR that goes into the stream.
+static unsigned short written_vr(const Building *building, const DICOM_List *node)
+{
+    unsigned short vr = true_vr(node);
+    if (node->item != nullptr && vr != VR_UN && !is_encapsulated(node))
+        return VR_SQ;
+    if (is_opaque(building, node))
+        return vr == VR_UN ? VR_UN : VR_SQ;
+    if (vr == VR_SQ && node->item == nullptr && node->data != nullptr && node->size > 0)
+        return VR_UN;   // bytes that are no items
+    const VR_Form &form = vr_form(vr);
+    if (form.is_later && building->options->later_vrs_as_un)
+        return VR_UN;
+    // The short form cannot tell a greater length (DICOM PS3.5, 6.2.2).
+    return !form.is_long && node->size > MOST_IN_SHORT_FORM ? static_cast<unsigned short>(VR_UN) : vr;
+}
+
+// Whether the value of an attribute without items is the host's to write.
+static bool is_hosts_value(const Building *building, const DICOM_List *node, unsigned char mode)
+{
+    bool has_bytes = node->size > 0 && (node->data != nullptr || true_vr(node) != VR_SQ);
+    if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))
+        return true;
+    if (!has_bytes)
+        return is_explicit(mode) && vr_form(true_vr(node)).is_later;
+    const VR_Form &form = vr_form(true_vr(node));
+    bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
+    bool is_unread = node->data == nullptr;
+    return is_unread || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
+           (is_explicit(mode) && form.is_later);
+}
+
+static bool is_empty_item(const DICOM_List *item)
+{
+    return is_item_mark(item) && item->next == nullptr;
+}
+
+bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
+{
+    bool has_mark = false;
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : working_vr(node) != VR_SQ;
+        unsigned char inside =
+            is_explicit(mode) && true_vr(node) == VR_UN ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+            is_hosts |= is_empty_item(node->item[i]);
+            is_hosts |= mark_for_host(building, node->item[i], inside);
+        }
+        node->flag = static_cast<unsigned short>(is_hosts ? node->flag | FLAG_USED : node->flag & ~FLAG_USED);
+        has_mark |= is_hosts;
+    }
+    return has_mark;
+}
+
+// ---- values ---------------------------------------------------------------------------
+
+static void append_value(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
+{
+    int size = 0;
+    const char *bytes = value_of(*building->set, node, &size);
+    unsigned short vr = is_explicit(mode) ? written_vr(building, node) : static_cast<unsigned short>(VR_NONE);
+    append_header(to, mode, node->group, node->element, vr, static_cast<unsigned int>(size));
+    // What an UN holds is little endian whatever the stream is (DICOM PS3.5, 6.2.2).
+    bool is_big = is_big_endian(mode) && vr != VR_UN;
+    bool is_turned = is_big != is_big_endian(node->syntax);
+    append_range(to, bytes, size, is_turned ? turning_unit(node) : 1);
+}
+
+static void append_fragments(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
+{
+    append_header(to, mode, node->group, node->element, true_vr(node), NO_LENGTH);
+    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+        int size = 0;
+        const char *bytes = value_of(*building->set, node->item[i], &size);
+        append_header(to, mode, GROUP_ITEM, ELEMENT_ITEM, VR_NONE, static_cast<unsigned int>(size));
+        append_range(to, bytes, size, 1);
+    }
+    append_header(to, mode, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0);
+}
+
+// ---- sequences ------------------------------------------------------------------------
+
+// Ends a sequence or an item that began behind a length field.
+static bool end_by(Building *building, const DICOM_List *node, bool by_length, const Length_Place &place, int64_t size,
+                   unsigned char mode, unsigned short delimiter, Pieces *to)
+{
+    if (!by_length) {
+        append_header(to, mode, GROUP_ITEM, delimiter, VR_NONE, 0);
+        return true;
+    }
+    if (size > LONGEST)
+        return fail(building, node, "becomes too long for a length; it can be written without --defined-length");
+    set_length(to, place, mode, static_cast<unsigned int>(size));
+    return true;
+}
+
+static bool append_items(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
+{
+    bool by_length = building->options->defined_lengths;
+    std::vector<int64_t> *records = building->records;
+    building->records = nullptr;
+    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+        if (records != nullptr)
+            records->push_back(to->size);
+        Length_Place place = append_header(to, mode, GROUP_ITEM, ELEMENT_ITEM, VR_NONE, NO_LENGTH);
+        int64_t start = to->size;
+        if ((!is_empty_item(node->item[i]) && !append_chain(building, node->item[i], nullptr, mode, to)) ||
+            !end_by(building, node, by_length, place, to->size - start, mode, ELEMENT_ITEM_END, to))
+            return false;
+    }
+    return true;
+}
+
+// The items of a sequence below the ninth level: as they stand in the source, or converted as a data set of their own.
+static bool append_opaque_items(Building *building, const DICOM_List *node, const Opaque &which, unsigned char mode,
+                                Pieces *to)
+{
+    const Save_Options &options = *building->options;
+    const char *bytes = building->set->source.bytes + which.data_pos;
+    if ((which.mode & 0x0F) == mode && options.keep_private && options.change == nullptr && !options.later_vrs_as_un) {
+        append_range(to, bytes, which.size, 1);
+        return true;
+    }
+    if (building->inside_opaque == MOST_OPAQUE_LEVELS)
+        return fail(building, node, "is nested too deep to be converted (more than 150 sequences)");
+
+    Data_Set inner;
+    std::string error;
+    bool done = load_opaque(*building->set, which, Load_Options(), &inner, &error) == LOADED;
+    if (!done)
+        fail(building, node, error.c_str());
+    if (done) {
+        make_editable(&inner);
+        if (options.change != nullptr && !options.change(&inner, options.user, &error))
+            done = fail(building, node, error.c_str());
+    }
+    if (done) {
+        prepare_tree(&inner, options);
+        Building inside = {&inner, building->options, building->inside_opaque + 1, nullptr, {}};
+        if (inner.tree != nullptr) {
+            mark_for_host(&inside, inner.tree, mode);
+            done = append_items(&inside, inner.tree, mode, to);
+            if (!done && building->error.empty())
+                building->error = inside.error;
+        }
+    }
+    release_data_set(&inner);
+    select_data_set(*building->set);
+    return done;
+}
+
+static bool append_sequence(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
+{
+    const Opaque *opaque = is_opaque(building, node) ? find_opaque(*building->set, node) : nullptr;
+    unsigned short vr = written_vr(building, node);
+    // A UN of undefined length holds implicit VR little endian (DICOM PS3.5, 6.2.2), and only so can be told from
+    // bytes.
+    bool is_unknown = is_explicit(mode) && vr == VR_UN;
+    unsigned char inside = is_unknown ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
+    bool by_length = building->options->defined_lengths && !is_unknown;
+
+    Length_Place place = append_header(to, mode, node->group, node->element, vr, NO_LENGTH);
+    int64_t start = to->size;
+    bool done = opaque != nullptr ? append_opaque_items(building, node, *opaque, inside, to)
+                                  : append_items(building, node, inside, to);
+    return done && end_by(building, node, by_length, place, to->size - start, inside, ELEMENT_SEQUENCE_END, to);
+}
+
+// ---- chains ---------------------------------------------------------------------------
+
+// Nodes from one up to another, through the library.
+static bool append_run(Building *building, DICOM_List *first, DICOM_List *end, unsigned char mode, Pieces *to)
+{
+    DICOM_List *last = first;
+    while (last->next != end)
+        last = last->next;
+    last->next = nullptr;
+    char *block = nullptr;
+    int size = DICOM_List2Stream(nullptr, static_cast<char>(mode), first, &block);
+    last->next = end;
+    if (size <= 0) {
+        DICOM_Lib_Free(&block);
+        return fail(building, first, "cannot be written: not enough memory, or too long");
+    }
+    append_block(to, block, static_cast<unsigned int>(size));
+    return true;
+}
+
+static bool append_hosts(Building *building, DICOM_List *node, unsigned char mode, Pieces *to)
+{
+    if (is_encapsulated(node)) {
+        append_fragments(building, node, mode, to);
+        return true;
+    }
+    if (node->item != nullptr || is_opaque(building, node))
+        return append_sequence(building, node, mode, to);
+    append_value(building, node, mode, to);
+    return true;
+}
+
+bool append_chain(Building *building, DICOM_List *first, DICOM_List *end, unsigned char mode, Pieces *to)
+{
+    for (DICOM_List *node = first; node != end;) {
+        if ((node->flag & FLAG_USED) != 0) {
+            if (!append_hosts(building, node, mode, to))
+                return false;
+            node = node->next;
+            continue;
+        }
+        DICOM_List *run = node;
+        while (node != end && (node->flag & FLAG_USED) == 0)
+            node = node->next;
+        if (!append_run(building, run, node, mode, to))
+            return false;
+    }
+    return true;
+}
+
+}   // namespace velmora_host

@@ -1,0 +1,186 @@
+// From the command line to files that were written: one data set after the other is loaded, changed and saved.
+#include "host/program/writing.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/program/messages.h"
+#include "host/program/output.h"
+
+using namespace velmora_host;
+
+// ---- options --------------------------------------------------------------------------
+
+static bool parse_syntax(const char *text, unsigned char *mode)
+{
+    static const struct {
+        const char *name;
+        unsigned char mode;
+    } rows[] = {
+        {"implicit", MODE_IMPLICIT_LITTLE},
+        {"explicit", MODE_EXPLICIT_LITTLE},
+        {"big",      MODE_EXPLICIT_BIG   },
+    };
+    for (const auto &row : rows) {
+        if (strcmp(text, row.name) == 0) {
+            *mode = row.mode;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool take_writing_option(int letter, Writing *writing, int *status)
+{
+    Save_Options *save = &writing->save;
+    switch (letter) {
+    case 's':
+        if (!parse_syntax(optarg, &save->mode))
+            *status = wrong_use(*writing->command, "%s is no syntax; there are implicit, explicit and big",
+                                quoted(optarg).c_str());
+        break;
+    case OPTION_GROUP_LENGTH:
+        save->group_lengths = true;
+        break;
+    case OPTION_DEFINED_LENGTH:
+        save->defined_lengths = true;
+        break;
+    case OPTION_NO_PRIVATE:
+        save->keep_private = false;
+        break;
+    case OPTION_STANDARD_GROUPS:
+        save->standard_groups_only = true;
+        break;
+    case OPTION_IN_PLACE:
+        save->in_place = true;
+        break;
+    case OPTION_DRY_RUN:
+        writing->dry_run = true;
+        break;
+    case OPTION_AS_UN:
+        save->later_vrs_as_un = true;
+        break;
+    case 'v':
+        show_remarks();
+        break;
+    default:
+        return take_many_option(*writing->command, letter, &writing->many, status);
+    }
+    return true;
+}
+
+// ---- where results go -----------------------------------------------------------------
+
+static bool is_folder(const std::string &path)
+{
+    struct stat state;
+    return stat(path.c_str(), &state) == 0 && S_ISDIR(state.st_mode);
+}
+
+// Makes a folder and those around it. False, with errno: it is not there.
+static bool make_folders(const std::string &path)
+{
+    for (size_t at = 1; at <= path.size(); at++)
+        if ((at == path.size() || path[at] == '/') && path[at - 1] != '/')
+            mkdir(path.substr(0, at).c_str(), 0777);
+    return is_folder(path);
+}
+
+static int refuse(const std::string &name, const std::string &why)
+{
+    complain_about(name, why);
+    return STATUS_UNREADABLE;
+}
+
+static int plan_output(Input *input, void *user)
+{
+    Writing *writing = static_cast<Writing *>(user);
+    if (writing->save.in_place) {
+        input->output = input->path;
+        return input->path == "-" ? refuse("standard input", "cannot be replaced") : static_cast<int>(STATUS_DONE);
+    }
+    input->output = writing->out;
+    if (!writing->into_folder)
+        return STATUS_DONE;
+    if (input->path == "-")
+        return refuse("standard input", "has no name for a file in " + visible(writing->out));
+    input->output += (writing->out.back() == '/' ? "" : "/") + input->inside;
+    if (!writing->outputs.insert(input->output).second)
+        return refuse(input->path, "is not written: another file of this run went to " + visible(input->output));
+    return STATUS_DONE;
+}
+
+// ---- one file -------------------------------------------------------------------------
+
+static bool save_changed(const Writing &writing, const Input &input, Data_Set *set, std::string *error)
+{
+    if (writing.into_folder) {
+        std::string folder = input.output.substr(0, input.output.rfind('/'));
+        if (!make_folders(folder)) {
+            *error = std::string("its folder cannot be made: ") + strerror(errno);
+            return false;
+        }
+    }
+    Save_Options options = writing.save;
+    options.source = input.path == "-" ? "" : input.path;
+    if (options.in_place && writing.keeps_old)
+        options.backup = input.output + ".bak";
+    return save_to_path(set, input.output.c_str(), options, error);
+}
+
+static int write_loaded(const Writing &writing, const Input &input, Data_Set *set, Tally *tally)
+{
+    std::string name = name_of(input), error;
+    if (writing.save.in_place && set->damages > 0 && !writing.takes_damaged && !writing.dry_run)
+        return refuse(name, "is not replaced, since it could not be read in full; velmora repair does that");
+    begin_file(name);
+    make_editable(set);
+    Change change = CHANGED;
+    if (writing.change != nullptr)
+        change = writing.change(set, name, tally, writing.user);
+    bool is_left = writing.dry_run || (change == NOTHING_CHANGED && writing.save.in_place);
+    bool done = change != CHANGE_FAILED && (is_left || save_changed(writing, input, set, &error));
+    end_file(set);
+    if (!done && !error.empty())
+        complain_about(input.output == "-" ? "standard output" : input.output, error);
+    return done ? STATUS_DONE : STATUS_UNREADABLE;
+}
+
+static int write_one(const Input &input, Tally *tally, void *user)
+{
+    Data_Set set;
+    int status = load_input(input, Load_Options(), &set, tally);
+    if (status != STATUS_DONE)
+        return status;
+    status = write_loaded(*static_cast<const Writing *>(user), input, &set, tally);
+    release_data_set(&set);
+    return status;
+}
+
+// ---- the run --------------------------------------------------------------------------
+
+int run_writing(Writing *writing, int argc, char **argv, Tally *total)
+{
+    const Command &command = *writing->command;
+    int status = take_paths(command, argc, argv, &writing->many);
+    if (status != STATUS_DONE)
+        return status;
+    Input_Choice *inputs = &writing->many.inputs;
+    if (!writing->save.in_place) {
+        if (inputs->paths.empty() || (inputs->paths.size() == 1 && inputs->lists.empty()))
+            return wrong_use(command, "it is not said where the result goes");
+        writing->out = inputs->paths.back();
+        inputs->paths.pop_back();
+    }
+    bool several = has_several(*inputs);
+    writing->into_folder = !writing->out.empty() && (several || is_folder(writing->out) || writing->out.back() == '/');
+    if (writing->into_folder && writing->out == "-")
+        return wrong_use(command, "several results cannot all go to standard output");
+    if (writing->into_folder)
+        inputs->skipped = writing->out;
+    inputs->plan = plan_output;
+    inputs->planner = writing;
+    return work_on_files(writing->many, write_one, writing, total);
+}

@@ -1,0 +1,499 @@
+// A data set as a file: which encoding it gets, its head, and its groups in the order of their tags. The library's
+// writers give the bytes of the groups that they select; the others, and what has to be streamed, are put between.
+#include "host/save_internal.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <algorithm>
+#include <new>
+
+namespace velmora_host
+{
+
+static const char IMPLICIT_LITTLE_UID[] = "1.2.840.10008.1.2", EXPLICIT_LITTLE_UID[] = "1.2.840.10008.1.2.1",
+                  EXPLICIT_BIG_UID[] = "1.2.840.10008.1.2.2";
+static const char IMPLEMENTATION_VERSION[] = "VELMORA_" VELMORA_VERSION;
+
+// ---- the encoding ---------------------------------------------------------------------
+
+struct Target_Encoding {
+    unsigned char mode;
+    std::string uid;
+};
+
+// Syntaxes whose data set is deflated, and what they are called when it is not.
+static const char *const inflated_uids[][2] = {
+    {"1.2.840.10008.1.2.1.99",  EXPLICIT_LITTLE_UID      },
+    {"1.2.840.10008.1.2.4.95",  "1.2.840.10008.1.2.4.94" },
+    {"1.2.840.10008.1.2.4.205", "1.2.840.10008.1.2.4.204"},
+};
+
+static const char *native_uid(unsigned char mode)
+{
+    return mode == MODE_IMPLICIT_LITTLE ? IMPLICIT_LITTLE_UID
+           : mode == MODE_EXPLICIT_BIG  ? EXPLICIT_BIG_UID
+                                        : EXPLICIT_LITTLE_UID;
+}
+
+static bool is_native(const std::string &uid)
+{
+    Encoding encoding;
+    find_encoding(uid, &encoding);
+    return uid.empty() || uid == EXPLICIT_LITTLE_UID || encoding.mode != MODE_EXPLICIT_LITTLE;
+}
+
+// The first attribute with fragments, or null. At most nine levels deep, as the tree is.
+static const DICOM_List *find_fragments(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (is_encapsulated(node))
+            return node;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            if (const DICOM_List *found = find_fragments(node->item[i]))
+                return found;
+    }
+    return nullptr;
+}
+
+static std::string uid_of_input(const Data_Set &set)
+{
+    for (const auto &row : inflated_uids)
+        if (set.transfer_syntax == row[0])
+            return row[1];
+    return set.transfer_syntax;
+}
+
+// Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
+static bool choose_encoding(const Data_Set &set, const Save_Options &options, Target_Encoding *encoding,
+                            std::string *error)
+{
+    unsigned char came_as = set.mode & (SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN);
+    if (came_as == MODE_IMPLICIT_BIG)
+        came_as = MODE_IMPLICIT_LITTLE;
+    encoding->mode = options.mode == MODE_UNKNOWN ? came_as : options.mode;
+    std::string uid = uid_of_input(set);
+    bool is_compressed = !is_native(uid) && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
+    const DICOM_List *fragments = find_fragments(set.tree);
+    if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE &&
+        (fragments != nullptr || is_compressed)) {
+        *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
+                 ", which is only written as explicit VR little endian";
+        return false;
+    }
+    bool keeps_uid = encoding->mode == MODE_EXPLICIT_LITTLE && !is_native(uid) &&
+                     (came_as == encoding->mode || fragments != nullptr);
+    encoding->uid = keeps_uid ? uid : std::string(native_uid(encoding->mode));
+    if (fragments != nullptr && !keeps_uid)
+        Error_Fct(nullptr, Flag_Error_Warning,
+                  "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) is compressed, but no transfer syntax says how",
+                  fragments->group, fragments->element);
+    return true;
+}
+
+// ---- the tree -------------------------------------------------------------------------
+
+static void mark_private(DICOM_List *list)
+{
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        if ((node->group & 1) != 0)
+            node->flag |= FLAG_PRIVATE;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            mark_private(node->item[i]);
+    }
+}
+
+static bool is_sorted(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        const DICOM_List *next = node->next;
+        if (next != nullptr &&
+            (next->group < node->group || (next->group == node->group && next->element < node->element)))
+            return false;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            if (!is_sorted(node->item[i]))
+                return false;
+    }
+    return true;
+}
+
+void prepare_tree(Data_Set *set, const Save_Options &options)
+{
+    unsigned char filter = REMOVE_GROUP_LENGTH;
+    char kept = Flag_DICOM_Propriatery;
+    if (!options.keep_private) {
+        mark_private(set->tree);
+        filter |= REMOVE_PRIVATE;
+        Flag_DICOM_Propriatery = 0;
+    }
+    DICOM_Attribute_Remove(nullptr, &set->tree, filter);
+    Flag_DICOM_Propriatery = kept;
+    close_gaps(set->tree);
+    DICOM_Root root = {};
+    if (!is_sorted(set->tree))
+        DICOM_Attribute_Sort(nullptr, &root, &set->tree);
+}
+
+// ---- the library's settings -----------------------------------------------------------
+
+// One piece of a value for DICOM_Write_Buffer_B, from the source or from the room where it was turned.
+struct Value_Stream {
+    const Piece *piece;
+    std::vector<char> room;
+};
+
+static const int PORTION = 1 << 20;   // a multiple of all units
+
+//   offset  of the piece in the value
+//   size    bytes that are wanted
+static int give_piece(HWND, char, char **buffer, int offset, int size, void *user)
+{
+    Value_Stream *stream = static_cast<Value_Stream *>(user);
+    const char *bytes = stream->piece->bytes + offset;
+    if (stream->piece->unit == 1) {
+        *buffer = const_cast<char *>(bytes);
+        return size;
+    }
+    stream->room.resize(static_cast<size_t>(PORTION));
+    reverse_units(bytes, size, stream->piece->unit, stream->room.data());
+    *buffer = stream->room.data();
+    return size;
+}
+
+struct Writer_Settings {
+    explicit Writer_Settings(const Save_Options &options)
+        : elements(DICOM_Flag_Elem_0000), lengths(DICOM_Flag_Seq_Size), propriatery(Flag_DICOM_Propriatery)
+    {
+        DICOM_Flag_Elem_0000 = options.group_lengths;
+        DICOM_Flag_Seq_Size = options.defined_lengths;
+        Flag_DICOM_Propriatery = 1;   // what is not wanted is no longer in the tree
+        DICOM_Write_Image_B_Fct(give_piece);
+    }
+    ~Writer_Settings()
+    {
+        DICOM_Flag_Elem_0000 = elements;
+        DICOM_Flag_Seq_Size = lengths;
+        Flag_DICOM_Propriatery = propriatery;
+        DICOM_Write_Image_B_Fct(nullptr);
+    }
+    Writer_Settings(const Writer_Settings &) = delete;
+
+    char elements, lengths, propriatery;
+};
+
+// ---- the head -------------------------------------------------------------------------
+
+struct Saving {
+    Data_Set *set;
+    const Save_Options *options;
+    Target_Encoding encoding;
+    Target *target;
+    Value_Stream stream;
+    std::vector<unsigned short> dropped;   // groups
+    std::string error;
+};
+
+static bool fail(Saving *saving, const std::string &error)
+{
+    if (saving->error.empty())
+        saving->error = error;
+    return false;
+}
+
+static const char NO_MEMORY[] = "not enough memory to write it";
+
+static void drop_from_head(DICOM_List **head, unsigned short element)
+{
+    DICOM_Root root = {};
+    DICOM_Attribute_Delete(nullptr, &root, head, static_cast<unsigned short>(GROUP_FILE_META), element);
+}
+
+static bool has_value(DICOM_List *head, unsigned short element)
+{
+    const DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
+    return node != nullptr && node->data != nullptr;
+}
+
+static bool is_uid(const std::string &text)
+{
+    return !text.empty() && text.size() <= 64 && text.find_first_not_of("0123456789.") == std::string::npos;
+}
+
+static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, const std::string &text)
+{
+    DICOM_Root root = {};
+    drop_from_head(head, element);
+    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, element, vr, 1, text.c_str());
+    return has_value(*head, element);
+}
+
+// Group 0002 as a chain of its own; what follows it in the tree is what it was.
+static void take_head(DICOM_List **tree, DICOM_List **head)
+{
+    DICOM_List **end = head;
+    for (DICOM_List **link = tree; *link != nullptr;) {
+        DICOM_List *node = *link;
+        if (node->group != GROUP_FILE_META) {
+            link = &node->next;
+            continue;
+        }
+        *link = node->next;
+        node->next = nullptr;
+        *end = node;
+        end = &node->next;
+    }
+    if (*tree != nullptr)
+        (*tree)->last = nullptr;
+    if (*head != nullptr)
+        (*head)->last = nullptr;
+}
+
+static void give_head_back(DICOM_List **tree, DICOM_List *head)
+{
+    DICOM_List **link = tree;
+    while (*link != nullptr && (*link)->group < GROUP_FILE_META)
+        link = &(*link)->next;
+    DICOM_List *behind = *link;
+    *link = head;
+    while (*link != nullptr)
+        link = &(*link)->next;
+    *link = behind;
+    if (*tree != nullptr)
+        (*tree)->last = nullptr;
+}
+
+// The head says what is in the file (DICOM PS3.10, 7.1); what else it said stays.
+static bool make_head(const Saving *saving, DICOM_List **head)
+{
+    static const struct {
+        unsigned short from, to;
+    } copied[] = {
+        {0x0016, 0x0002},
+        {0x0018, 0x0003},
+    };
+    const Data_Set &set = *saving->set;
+    for (DICOM_List *node = *head; node != nullptr; node = node->next)
+        if (!fetch_value(set, node))
+            return false;
+    DICOM_Root root = {};
+    drop_from_head(head, 0x0001);
+    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, 0x0001, VR_OB, 2, 0, 1);
+    for (const auto &row : copied) {
+        std::string uid = text_of(find_in_chain(set.tree, 0x0008, row.from));
+        if (is_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
+            return false;
+    }
+    return has_value(*head, 0x0001) && set_in_head(head, 0x0010, VR_UI, saving->encoding.uid) &&
+           set_in_head(head, 0x0012, VR_UI, std::string(Velmora_UID) + ".1") &&
+           set_in_head(head, 0x0013, VR_SH, IMPLEMENTATION_VERSION);
+}
+
+static bool write_head(Saving *saving)
+{
+    DICOM_List *head = nullptr;
+    take_head(&saving->set->tree, &head);
+    char *block = nullptr;
+    unsigned int size = 0;
+    if (make_head(saving, &head))
+        size = DICOM_Write_Part10(nullptr, static_cast<char>(MODE_EXPLICIT_LITTLE), head, &block);
+    if (size > 0)
+        put(saving->target, block, size);
+    DICOM_Lib_Free(&block);
+    give_head_back(&saving->set->tree, head);
+    return size > 0 || fail(saving, NO_MEMORY);
+}
+
+// ---- groups ---------------------------------------------------------------------------
+
+static void put_pieces(Saving *saving, const Pieces &pieces)
+{
+    for (const Piece &piece : pieces.list) {
+        if (piece.bytes == nullptr) {
+            put(saving->target, piece.block != nullptr ? piece.block.get() : piece.text.data(),
+                static_cast<size_t>(piece.size));
+            continue;
+        }
+        saving->stream.piece = &piece;
+        for (int64_t at = 0; at < piece.size && saving->target->failure == 0; at += PORTION) {
+            char *bytes = nullptr;
+            int size =
+                DICOM_Write_Buffer_B(nullptr, static_cast<char>(saving->encoding.mode), &bytes, static_cast<int>(at),
+                                     static_cast<int>(std::min<int64_t>(PORTION, piece.size - at)), &saving->stream);
+            put(saving->target, bytes, static_cast<size_t>(size));
+        }
+    }
+}
+
+// The bytes of some nodes, which make up a chain, by the writer that selects their group. 0: neither does.
+static unsigned int write_selected(const Saving *saving, DICOM_List *chain, char **block)
+{
+    char mode = static_cast<char>(saving->encoding.mode);
+    unsigned int size = DICOM_Write_Buffer_A(nullptr, mode, chain, block, nullptr);
+    return size > 0 ? size : DICOM_Write_Buffer_C(nullptr, mode, chain, block, nullptr);
+}
+
+static const unsigned short GROUP_IMAGE = 0x7FE0;
+
+// Whether a group is one of those that the writers select, the place of the image among them.
+static bool is_selected(const Saving *saving, unsigned short group)
+{
+    DICOM_List probe = {};
+    probe.group = group;
+    probe.element = 1;
+    probe.vr_explicit = VR_LO;
+    char *block = nullptr;
+    unsigned int size = write_selected(saving, &probe, &block);
+    DICOM_Lib_Free(&block);
+    return size > 0 || group == GROUP_IMAGE;
+}
+
+// A group piece by piece, its length in front if it is wanted.
+static bool write_in_pieces(Saving *saving, DICOM_List *first, DICOM_List *end)
+{
+    unsigned char mode = saving->encoding.mode;
+    Pieces pieces, length;
+    Building building = {saving->set, saving->options, 0, nullptr, {}};
+    if (!append_chain(&building, first, end, mode, &pieces))
+        return fail(saving, building.error);
+    if (saving->options->group_lengths) {
+        if (pieces.size > INT64_C(0xFFFFFFFF))
+            return fail(saving, "a group becomes too long for a group length");
+        unsigned int size = static_cast<unsigned int>(pieces.size);
+        append_header(&length, mode, first->group, 0x0000, VR_UL, 4);
+        Length_Place value = {length.list.size() - 1, length.list.back().text.size()};
+        append_text(&length, "\0\0\0\0", 4);
+        set_length(&length, value, mode, size);
+    }
+    put_pieces(saving, length);
+    put_pieces(saving, pieces);
+    return true;
+}
+
+// Groups whose nodes are all the library's to write.
+static bool write_whole(Saving *saving, DICOM_List *first, DICOM_List *last)
+{
+    DICOM_List *end = last->next;
+    char *block = nullptr;
+    last->next = nullptr;
+    unsigned int size = write_selected(saving, first, &block);
+    last->next = end;
+    if (size > 0)
+        put(saving->target, block, size);
+    DICOM_Lib_Free(&block);
+    return size > 0 || write_in_pieces(saving, first, end);
+}
+
+// Where the records of a media directory will stand: its group is built once to see, and then for good.
+static bool place_records(Saving *saving, DICOM_List *first)
+{
+    static const int LENGTH_ELEMENT = 12;
+    DICOM_List *sequence = find_in_chain(first, 0x0004, 0x1220);
+    unsigned char mode = saving->encoding.mode;
+    std::vector<int64_t> records;
+    Pieces pieces;
+    Building building = {saving->set, saving->options, 0, nullptr, {}};
+    sequence->flag |= FLAG_USED;
+    bool built = append_chain(&building, first, sequence, mode, &pieces);
+    building.records = &records;
+    built = built && append_chain(&building, sequence, sequence->next, mode, &pieces);
+    if (!built)
+        return fail(saving, building.error);
+    int64_t start = saving->target->written + (saving->options->group_lengths ? LENGTH_ELEMENT : 0);
+    for (int64_t &place : records)
+        place += start;
+    std::string error;
+    return move_records(saving->set->tree, records, &error) || fail(saving, error);
+}
+
+static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last)
+{
+    if (saving->options->standard_groups_only && !is_selected(saving, first->group)) {
+        saving->dropped.push_back(first->group);
+        return true;
+    }
+    if (first->group == 0x0004 && is_media_directory(*saving->set) && !place_records(saving, first))
+        return false;
+    bool has_mark = false;
+    for (DICOM_List *node = first; node != last->next; node = node->next)
+        has_mark |= (node->flag & FLAG_USED) != 0;
+    return has_mark ? write_in_pieces(saving, first, last->next) : write_whole(saving, first, last);
+}
+
+static bool write_groups(Saving *saving)
+{
+    for (DICOM_List *first = saving->set->tree; first != nullptr && saving->target->failure == 0;) {
+        DICOM_List *last = first;
+        while (last->next != nullptr && last->next->group == first->group)
+            last = last->next;
+        DICOM_List *next = last->next;
+        if (first->group != GROUP_FILE_META && !write_group(saving, first, last))
+            return false;
+        first = next;
+    }
+    return true;
+}
+
+static void report_dropped(const Saving &saving)
+{
+    std::string groups;
+    for (unsigned short group : saving.dropped) {
+        char text[8];
+        snprintf(text, sizeof text, " %04x", group);
+        groups += text;
+    }
+    if (!groups.empty())
+        Error_Fct(nullptr, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 groups that are not written:%s",
+                  groups.c_str());
+}
+
+// ---- the calls ------------------------------------------------------------------------
+
+static bool write_data_set(Saving *saving)
+{
+    Building building = {saving->set, saving->options, 0, nullptr, {}};
+    mark_for_host(&building, saving->set->tree, saving->encoding.mode);
+    Writer_Settings settings(*saving->options);
+    if (!write_head(saving) || !write_groups(saving))
+        return false;
+    if (missing_from(saving->set->source) >= 0 || saving->target->failure == EFAULT)
+        return fail(saving, "is not written: the file that is read became shorter");
+    report_dropped(*saving);
+    return true;
+}
+
+static bool save(Data_Set *set, const char *path, std::string *bytes, const Save_Options &options, std::string *error)
+{
+    Saving saving = {set, &options, {}, nullptr, {}, {}, {}};
+    error->clear();
+    try {
+        make_editable(set);
+        prepare_tree(set, options);
+        if (!choose_encoding(*set, options, &saving.encoding, error))
+            return false;
+        Target target;
+        target.memory = bytes;
+        if (bytes == nullptr && !open_target(path, options, &target, error))
+            return false;
+        saving.target = &target;
+        if (!write_data_set(&saving)) {
+            *error = saving.error;
+            return false;
+        }
+        return finish_target(&target, options, error);
+    } catch (const std::bad_alloc &) {
+        *error = NO_MEMORY;
+        return false;
+    }
+}
+
+bool save_to_path(Data_Set *set, const char *path, const Save_Options &options, std::string *error)
+{
+    return save(set, path, nullptr, options, error);
+}
+
+bool save_to_memory(Data_Set *set, const Save_Options &options, std::string *bytes, std::string *error)
+{
+    bytes->clear();
+    return save(set, nullptr, bytes, options, error);
+}
+
+}   // namespace velmora_host

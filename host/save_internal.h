@@ -1,0 +1,152 @@
+// What the sources of saving share: the forms of VRs, the pieces that a stream is made of, and the file they go to.
+#ifndef VELMORA_SAVE_INTERNAL_H
+#define VELMORA_SAVE_INTERNAL_H
+
+#include <stdlib.h>
+#include <memory>
+#include <new>
+
+#include "host/host_internal.h"
+#include "host/velmora_save.h"
+
+namespace velmora_host
+{
+
+// ---- forms of VRs (value_forms.cpp) ---------------------------------------------------
+
+struct VR_Form {
+    unsigned short vr;
+    unsigned char unit;         // bytes that are reversed together between byte orders
+    bool is_turned_by_writer;   // the library's writers do that for big endian
+    bool is_long;               // 32-bit length in explicit VR (DICOM PS3.5, 7.1.2)
+    bool is_later;              // a VR that the library's writers take for a short one
+};
+
+// The form of a VR, that of UN for one that is no VR of the standard.
+const VR_Form &vr_form(unsigned short vr);
+
+// The VR that a value has, whatever it is written as: the stream's own, or the one by definition; UN for a guess.
+unsigned short true_vr(const DICOM_List *node);
+
+// Reverses the units of a value. A part of one at the end stays as it is. from and to may be the same.
+void reverse_units(const char *from, int size, int unit, char *to);
+
+inline unsigned short working_vr(const DICOM_List *node)
+{
+    return node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+}
+
+inline bool is_big_endian(unsigned char mode)
+{
+    return (mode & SYNTAX_BIG_ENDIAN) != 0;
+}
+
+inline bool is_explicit(unsigned char mode)
+{
+    return (mode & SYNTAX_EXPLICIT) != 0;
+}
+
+// The text of a short value, without the padding around it.
+std::string text_of(const DICOM_List *node);
+
+// The first node of a chain with this tag, or null. Never makes one.
+DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element);
+
+// ---- pieces of a stream (pieces.cpp) --------------------------------------------------
+
+// One piece: bytes made here, a block of the library, or a part of the source.
+struct Piece {
+    std::string text;
+    std::unique_ptr<char, void (*)(void *)> block{nullptr, free};
+    const char *bytes = nullptr;   // in the source or the tree; null: text or block
+    int64_t size = 0;
+    int unit = 1;   // of the source's bytes: to be reversed on the way out
+};
+
+struct Pieces {
+    std::vector<Piece> list;
+    int64_t size = 0;
+};
+
+// Where a length field stands that is filled in later.
+struct Length_Place {
+    size_t piece, at;
+};
+
+void append_text(Pieces *to, const char *bytes, size_t size);
+void append_block(Pieces *to, char *block, unsigned int size);   // takes the library's block over
+void append_range(Pieces *to, const char *bytes, int64_t size, int unit);
+
+// An element header of the host's own.
+//   vr  VR_NONE: none
+Length_Place append_header(Pieces *to, unsigned char mode, unsigned short group, unsigned short element,
+                           unsigned short vr, unsigned int length);
+void set_length(Pieces *to, const Length_Place &place, unsigned char mode, unsigned int length);
+
+// Appends one piece behind another list's.
+void move_behind(Pieces *to, Pieces *from);
+
+// ---- attributes as pieces (elements.cpp) ----------------------------------------------
+
+struct Building {
+    const Data_Set *set;
+    const Save_Options *options;
+    int inside_opaque;               // sequences below the ninth level around this
+    std::vector<int64_t> *records;   // not null: gets where each item of the next sequence begins, in the pieces
+    std::string error;               // of the first failure
+};
+
+// Finds the nodes of a chain that the library's writers would not write as they are wanted, and marks them with
+// FLAG_USED. Returns whether there is one.
+bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode);
+
+// Appends the attributes of a chain that was marked. Runs of nodes without a mark go through DICOM_List2Stream.
+//   first, end  the nodes from one up to another, or to the end of the chain
+// Returns false with an error in the building.
+bool append_chain(Building *building, DICOM_List *first, DICOM_List *end, unsigned char mode, Pieces *to);
+
+// A sorted tree without what is not to be written: group lengths, private attributes if they are not kept.
+void prepare_tree(Data_Set *set, const Save_Options &options);
+
+// ---- the file (target_file.cpp) -------------------------------------------------------
+
+// Where the bytes go: a file under a temporary name beside its place, standard output, or memory.
+struct Target {
+    int file = -1;
+    std::string *memory = nullptr;
+    std::string path, temporary;   // empty: not a file of ours
+    std::string pending;           // small pieces that wait
+    int64_t written = 0;           // pending included
+    int failure = 0;               // errno of the first failed write
+    bool is_durable = true;
+
+    Target() = default;
+    Target(const Target &) = delete;
+    ~Target();   // takes the temporary file away, if it was not put into its place
+};
+
+// False with an error: the file cannot be made there.
+bool open_target(const char *path, const Save_Options &options, Target *target, std::string *error);
+
+// Failures are kept in the target until the end.
+void put(Target *target, const char *bytes, size_t size);
+
+// Writes out what is pending, waits for the disk, and gives the file its name.
+bool finish_target(Target *target, const Save_Options &options, std::string *error);
+
+// ---- media directories (media_directory.cpp) ------------------------------------------
+
+// Whether a data set is a media directory with offsets into itself (DICOM PS3.3, F.3).
+bool is_media_directory(const Data_Set &set);
+
+// Writes down in each node of a directory record where the record stood, before its item tag goes.
+void note_records(DICOM_List *sequence);
+
+// Puts the new places of the records into all that points at them.
+//   places  of each item of (0004,1220), in the new file
+// Returns false with an error when something points at no record.
+bool move_records(DICOM_List *tree, const std::vector<int64_t> &places, std::string *error);
+
+}   // namespace velmora_host
+
+#endif

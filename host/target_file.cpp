@@ -1,0 +1,284 @@
+// A file that is made or replaced as a whole. Its bytes go to a temporary file in the same folder, which takes the name
+// when they are on the disk. What ends the program on the way takes the temporary file along.
+#include "host/save_internal.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace velmora_host
+{
+
+static const size_t PENDING = 256 * 1024;
+
+// ---- signals --------------------------------------------------------------------------
+
+static const int ENDING_SIGNALS[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+enum { SIGNALS = sizeof ENDING_SIGNALS / sizeof ENDING_SIGNALS[0] };
+
+// Static: the handler reaches nothing else. Empty where there is no file to take away.
+static char temporary_path[PATH_MAX];
+static struct sigaction older_actions[SIGNALS], older_limit_action;
+
+static void end_with_file(int signal_number)
+{
+    if (temporary_path[0] != '\0')
+        unlink(temporary_path);
+    signal(signal_number, SIG_DFL);
+    raise(signal_number);
+}
+
+static void hold_signals(sigset_t *before)
+{
+    sigset_t all;
+    sigemptyset(&all);
+    for (int each : ENDING_SIGNALS)
+        sigaddset(&all, each);
+    sigprocmask(SIG_BLOCK, &all, before);
+}
+
+static void guard_file()
+{
+    struct sigaction action = {};
+    action.sa_handler = end_with_file;
+    sigemptyset(&action.sa_mask);
+    for (int each : ENDING_SIGNALS)
+        sigaddset(&action.sa_mask, each);
+    for (int i = 0; i < SIGNALS; i++) {
+        sigaction(ENDING_SIGNALS[i], nullptr, &older_actions[i]);
+        if (older_actions[i].sa_handler != SIG_IGN)
+            sigaction(ENDING_SIGNALS[i], &action, nullptr);
+    }
+    // A file that may not grow any more shows as a failed write.
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &action, &older_limit_action);
+}
+
+static void end_guard()
+{
+    temporary_path[0] = '\0';
+    for (int i = 0; i < SIGNALS; i++)
+        sigaction(ENDING_SIGNALS[i], &older_actions[i], nullptr);
+    sigaction(SIGXFSZ, &older_limit_action, nullptr);
+}
+
+// ---- paths ----------------------------------------------------------------------------
+
+bool is_same_file(const std::string &a, const std::string &b)
+{
+    struct stat of_a, of_b;
+    return stat(a.c_str(), &of_a) == 0 && stat(b.c_str(), &of_b) == 0 && of_a.st_dev == of_b.st_dev &&
+           of_a.st_ino == of_b.st_ino;
+}
+
+static std::string folder_of(const std::string &path)
+{
+    size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The file that a path leads to: links are followed, since it is the file that is replaced.
+static std::string without_links(const std::string &path)
+{
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+}
+
+static std::string failure_text(const char *what, int code)
+{
+    return std::string(what) + ": " + strerror(code);
+}
+
+static bool is_allowed(const std::string &path, const Save_Options &options, std::string *error)
+{
+    struct stat state;
+    if (stat(path.c_str(), &state) != 0)
+        return true;
+    if (S_ISDIR(state.st_mode))
+        *error = "is a folder, not a file";
+    else if (!S_ISREG(state.st_mode))
+        *error = "is no regular file, and is not replaced by one";
+    else if (!options.in_place && !options.source.empty() && is_same_file(path, options.source))
+        *error = "is the file that is read; it is only replaced with --in-place";
+    else if (!options.backup.empty() && lstat(options.backup.c_str(), &state) == 0)
+        *error = "is not replaced: " + options.backup + " exists already, and would be lost";
+    return error->empty();
+}
+
+// ---- opening --------------------------------------------------------------------------
+
+// A name of its own, whatever else is written into the folder meanwhile.
+static int make_temporary(const std::string &folder, std::string *path)
+{
+    for (int n = 0;; n++) {
+        errno = ENAMETOOLONG;
+        *path = folder + "/.velmora-" + std::to_string(getpid()) + "-" + std::to_string(n) + ".tmp";
+        if (path->size() >= sizeof temporary_path)
+            return -1;
+        int file = open(path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
+        if (file >= 0 || errno != EEXIST)
+            return file;
+    }
+}
+
+// The new file keeps what the old one granted, as far as we may give it.
+static void take_over_rights(int file, const std::string &old)
+{
+    struct stat state;
+    if (stat(old.c_str(), &state) != 0)
+        return;
+    if (fchown(file, state.st_uid, state.st_gid) == 0 || errno == EPERM)
+        fchmod(file, state.st_mode & 07777);
+}
+
+bool open_target(const char *path, const Save_Options &options, Target *target, std::string *error)
+{
+    target->is_durable = options.is_durable;
+    if (strcmp(path, "-") == 0) {
+        target->file = STDOUT_FILENO;
+        return true;
+    }
+    error->clear();
+    target->path = without_links(path);
+    if (!is_allowed(target->path, options, error))
+        return false;
+
+    // Between the making of the file and the note of its name no signal comes through.
+    sigset_t before;
+    hold_signals(&before);
+    std::string temporary;
+    target->file = make_temporary(folder_of(target->path), &temporary);
+    int code = errno;
+    bool is_made = target->file >= 0;
+    if (is_made) {
+        memcpy(temporary_path, temporary.c_str(), temporary.size() + 1);
+        target->temporary = temporary;
+        guard_file();
+    }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (!is_made)
+        *error = failure_text("cannot be written", code);
+    else
+        take_over_rights(target->file, target->path);
+    return is_made;
+}
+
+Target::~Target()
+{
+    if (!temporary.empty()) {
+        unlink(temporary.c_str());
+        end_guard();
+    }
+    if (file > STDOUT_FILENO)
+        close(file);
+}
+
+// ---- writing --------------------------------------------------------------------------
+
+static void write_all(Target *target, const char *bytes, size_t size)
+{
+    while (size > 0 && target->failure == 0) {
+        ssize_t done = write(target->file, bytes, size);
+        if (done < 0 && errno != EINTR)
+            target->failure = errno;
+        if (done > 0) {
+            bytes += done;
+            size -= static_cast<size_t>(done);
+        }
+    }
+}
+
+static void write_pending(Target *target)
+{
+    write_all(target, target->pending.data(), target->pending.size());
+    target->pending.clear();
+}
+
+void put(Target *target, const char *bytes, size_t size)
+{
+    target->written += static_cast<int64_t>(size);
+    if (target->memory != nullptr) {
+        target->memory->append(bytes, size);
+        return;
+    }
+    if (target->pending.size() + size > PENDING)
+        write_pending(target);
+    if (size > PENDING)
+        write_all(target, bytes, size);
+    else
+        target->pending.append(bytes, size);
+}
+
+// ---- the end --------------------------------------------------------------------------
+
+// The old file gets its second name first, so that it is there under one of the two at any time.
+static bool keep_backup(const std::string &path, const std::string &backup, std::string *error)
+{
+    if (backup.empty() || link(path.c_str(), backup.c_str()) == 0)
+        return true;
+    // File systems without hard links.
+    if ((errno == EPERM || errno == EOPNOTSUPP || errno == EMLINK) && access(backup.c_str(), F_OK) != 0 &&
+        rename(path.c_str(), backup.c_str()) == 0)
+        return true;
+    *error = failure_text(("the old file cannot be kept as " + backup).c_str(), errno);
+    return false;
+}
+
+static void give_back(const std::string &path, const std::string &backup)
+{
+    if (access(path.c_str(), F_OK) == 0)
+        unlink(backup.c_str());
+    else
+        rename(backup.c_str(), path.c_str());
+}
+
+static void sync_folder(const std::string &path)
+{
+    int folder = open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return;
+    fsync(folder);   // the file has its name by now; not all file systems can do this
+    close(folder);
+}
+
+bool finish_target(Target *target, const Save_Options &options, std::string *error)
+{
+    if (target->memory != nullptr)
+        return true;
+    write_pending(target);
+    if (target->temporary.empty()) {
+        if (target->failure == EPIPE)   // who reads there has had enough
+            return true;
+        if (target->failure != 0)
+            *error = failure_text("cannot be written", target->failure);
+        return target->failure == 0;
+    }
+    if (target->failure == 0 && target->is_durable && fsync(target->file) != 0)
+        target->failure = errno;
+    if (close(target->file) != 0 && target->failure == 0)
+        target->failure = errno;
+    target->file = -1;
+    if (target->failure != 0) {
+        *error = failure_text("cannot be written", target->failure);
+        return false;
+    }
+    if (!keep_backup(target->path, options.backup, error))
+        return false;
+    if (rename(target->temporary.c_str(), target->path.c_str()) != 0) {
+        *error = failure_text("cannot be replaced", errno);
+        if (!options.backup.empty())
+            give_back(target->path, options.backup);
+        return false;
+    }
+    target->temporary.clear();
+    end_guard();
+    if (target->is_durable)
+        sync_folder(target->path);
+    return true;
+}
+
+}   // namespace velmora_host

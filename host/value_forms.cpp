@@ -1,0 +1,315 @@
+// What the standard says of the bytes of each VR (DICOM PS3.5, 6.2, 7.1.2, 7.3), and a tree brought into the form in
+// which it can be changed and written.
+#include "host/save_internal.h"
+
+namespace velmora_host
+{
+
+// ---- forms of VRs ---------------------------------------------------------------------
+
+static const VR_Form vr_forms[] = {
+  //       unit  by writer  long   later
+    {VR_AE, 1, false, false, false},
+    {VR_AS, 1, false, false, false},
+    {VR_AT, 2, false, false, false},
+    {VR_CS, 1, false, false, false},
+    {VR_DA, 1, false, false, false},
+    {VR_DS, 1, false, false, false},
+    {VR_DT, 1, false, false, false},
+    {VR_FD, 8, true,  false, false},
+    {VR_FL, 4, true,  false, false},
+    {VR_IS, 1, false, false, false},
+    {VR_LO, 1, false, false, false},
+    {VR_LT, 1, false, false, false},
+    {VR_OB, 1, false, true,  false},
+    {VR_OD, 8, false, true,  true },
+    {VR_OF, 4, false, true,  true },
+    {VR_OL, 4, false, true,  true },
+    {VR_OV, 8, false, true,  true },
+    {VR_OW, 2, true,  true,  false},
+    {VR_PN, 1, false, false, false},
+    {VR_SH, 1, false, false, false},
+    {VR_SL, 4, true,  false, false},
+    {VR_SQ, 1, false, true,  false},
+    {VR_SS, 2, true,  false, false},
+    {VR_ST, 1, false, false, false},
+    {VR_SV, 8, false, true,  true },
+    {VR_TM, 1, false, false, false},
+    {VR_UC, 1, false, true,  true },
+    {VR_UI, 1, false, false, false},
+    {VR_UL, 4, true,  false, false},
+    {VR_UR, 1, false, true,  true },
+    {VR_US, 2, true,  false, false},
+    {VR_UT, 1, false, true,  false},
+    {VR_UV, 8, false, true,  true },
+    {VR_UN, 1, false, true,  false}, // the last row is that of any other
+};
+
+const VR_Form &vr_form(unsigned short vr)
+{
+    const VR_Form *row = vr_forms;
+    while (row->vr != vr && row->vr != VR_UN)
+        row++;
+    return *row;
+}
+
+unsigned short true_vr(const DICOM_List *node)
+{
+    unsigned short vr = working_vr(node);
+    if (node->vr_explicit == VR_NONE && (node->flag & FLAG_GUESSED_VR) != 0)
+        return VR_UN;
+    if (vr == VR_OX)
+        return VR_OW;
+    return vr == VR_UH ? static_cast<unsigned short>(VR_US) : vr_form(vr).vr;
+}
+
+int turning_unit(const DICOM_List *node)
+{
+    return vr_form(true_vr(node)).unit;
+}
+
+void reverse_units(const char *from, int size, int unit, char *to)
+{
+    int at = 0;
+    for (; size - at >= unit; at += unit) {
+        char reversed[8];
+        for (int i = 0; i < unit; i++)
+            reversed[i] = from[at + unit - 1 - i];
+        memcpy(to + at, reversed, static_cast<size_t>(unit));
+    }
+    memmove(to + at, from + at, static_cast<size_t>(size - at));
+}
+
+// ---- values ---------------------------------------------------------------------------
+
+const char *value_of(const Data_Set &set, const DICOM_List *node, int *size)
+{
+    *size = 0;
+    if (node->size <= 0 || node->item != nullptr)
+        return nullptr;
+    bool is_in_source = (node->flag & ORIGIN_DICOM) != 0 && node->data_pos >= 0 && node->data_pos <= set.source.size &&
+                        node->size <= set.source.size - node->data_pos;
+    const char *bytes = node->data;
+    if (bytes == nullptr && is_in_source && true_vr(node) != VR_SQ)
+        bytes = set.source.bytes + node->data_pos;
+    if (bytes != nullptr)
+        *size = node->size;
+    return bytes;
+}
+
+static void turn_value(DICOM_List *node)
+{
+    if (node->data == nullptr || node->size <= 0 || !is_big_endian(node->syntax))
+        return;
+    int unit = turning_unit(node);
+    if (unit > 1)
+        reverse_units(node->data, node->size, unit, node->data);
+    node->syntax &= static_cast<unsigned char>(~SYNTAX_BIG_ENDIAN);
+}
+
+bool fetch_value(const Data_Set &set, DICOM_List *node)
+{
+    int size = 0;
+    const char *bytes = value_of(set, node, &size);
+    if (node->data != nullptr || bytes == nullptr)
+        return true;
+    char *block = nullptr;
+    if (!DICOM_Lib_Realloc(&block, static_cast<unsigned int>(size)))
+        return false;
+    memcpy(block, bytes, static_cast<size_t>(size));
+    node->data = block;
+    turn_value(node);
+    return true;
+}
+
+std::string text_of(const DICOM_List *node)
+{
+    std::string text;
+    if (node != nullptr && node->data != nullptr && node->size > 0)
+        text.assign(node->data, static_cast<size_t>(node->size));
+    size_t last = text.find_last_not_of(std::string(" \0", 2)), first = text.find_first_not_of(' ');
+    return last == std::string::npos || first > last ? std::string() : text.substr(first, last + 1 - first);
+}
+
+DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element)
+{
+    while (list != nullptr && (list->group != group || list->element != element))
+        list = list->next;
+    return list;
+}
+
+// ---- VRs that the tree does not tell --------------------------------------------------
+
+// What the chain and those around it say about pixels.
+struct Pixels {
+    int bits_allocated;   // 0: not said
+    bool is_signed;
+};
+
+static int short_of(const DICOM_List *node, int otherwise)
+{
+    if (node == nullptr || node->data == nullptr || node->size < 2)
+        return otherwise;
+    return get_16(node->syntax, node->data);
+}
+
+static Pixels pixels_of(DICOM_List *list, const Pixels &around)
+{
+    Pixels pixels = around;
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (node->group == 0x0028 && node->element == 0x0100)
+            pixels.bits_allocated = short_of(node, around.bits_allocated);
+        if (node->group == 0x0028 && node->element == 0x0103)
+            pixels.is_signed = short_of(node, around.is_signed) == 1;
+    }
+    return pixels;
+}
+
+// The library keeps some of the VRs of a stream in no node. They still stand there.
+static void restore_vr(const Data_Set &set, DICOM_List *node)
+{
+    Header h;
+    if (node->vr_explicit != VR_NONE || (node->flag & ORIGIN_DICOM) == 0 || !is_explicit(node->syntax) ||
+        node->pos < 0 || node->pos >= set.source.size ||
+        !peek_header(set.source.bytes, node->pos, set.source.size, node->syntax, &h))
+        return;
+    bool is_dropped = h.vr == VR_UT || vr_class(h.vr) == VR_LONG_UNREAD;
+    if (is_dropped && h.group == node->group && h.element == node->element)
+        node->vr_explicit = h.vr;
+}
+
+static bool allows(const DICOM_List *node, unsigned short vr)
+{
+    int alternates = node->db == nullptr ? 0 : node->db->type < 0 ? -node->db->type : node->db->type;
+    for (int i = 0; i < alternates && i < 3; i++)
+        if (node->db->vr[i] == vr)
+            return true;
+    return false;
+}
+
+// Where a stream has no VR and the dictionary has several (DICOM PS3.5, A.1 and 8).
+static void choose_vr(DICOM_List *node, const Pixels &pixels)
+{
+    if (node->vr_explicit != VR_NONE)
+        return;
+    if (node->group == 0x7FE0 && node->element == 0x0010)
+        node->vr = node->item != nullptr || (pixels.bits_allocated > 0 && pixels.bits_allocated <= 8) ? VR_OB : VR_OW;
+    else if (allows(node, VR_OW))
+        node->vr = VR_OW;
+    else if (allows(node, VR_US) && allows(node, VR_SS))
+        node->vr = pixels.is_signed ? VR_SS : VR_US;
+}
+
+// ---- items ----------------------------------------------------------------------------
+
+bool is_item_mark(const DICOM_List *node)
+{
+    return node->group == GROUP_ITEM && node->element == ELEMENT_ITEM;
+}
+
+static bool is_item_group(const DICOM_List *node)
+{
+    return node->group == GROUP_ITEM;
+}
+
+// An item without attributes keeps its item node, which loses the VR by which the library would take it out.
+static void keep_lone_item(DICOM_List *item)
+{
+    for (const DICOM_List *node = item; node != nullptr; node = node->next)
+        if (!is_item_group(node))
+            return;
+    for (DICOM_List *node = item; node != nullptr; node = node->next) {
+        if (is_item_mark(node)) {
+            node->vr = VR_NONE;
+            return;
+        }
+    }
+}
+
+bool is_encapsulated(const DICOM_List *node)
+{
+    if (node->item == nullptr || working_vr(node) == VR_SQ)
+        return false;
+    bool has_bytes = false;
+    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+        if (!is_item_mark(node->item[i]))
+            return false;
+        has_bytes |= node->item[i]->size > 0;
+    }
+    return has_bytes || (node->group == 0x7FE0 && node->element == 0x0010);
+}
+
+static const char PRIVATE_GE[] = "1.2.840.113619.5.2";   // implicit little endian, but for the pixel data
+
+// At most nine levels deep, as the tree is.
+static void make_chain_editable(Data_Set *set, DICOM_List *list, const Pixels &around)
+{
+    Pixels pixels = pixels_of(list, around);
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (is_item_group(node))
+            continue;
+        restore_vr(*set, node);
+        choose_vr(node, pixels);
+        if (node->group == 0x7FE0 && set->transfer_syntax == PRIVATE_GE && (node->flag & ORIGIN_DICOM) != 0)
+            node->syntax |= SYNTAX_BIG_ENDIAN;
+        turn_value(node);
+        if (node->group == 0x0004 && node->element == 0x1220)
+            note_records(node);
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+            make_chain_editable(set, node->item[i], pixels);
+            keep_lone_item(node->item[i]);
+        }
+    }
+}
+
+void make_editable(Data_Set *set)
+{
+    if (set->is_editable)
+        return;
+    make_chain_editable(set, set->tree, {0, false});
+    DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELIMITERS);
+    set->is_editable = true;
+}
+
+static DICOM_List *make_item_mark(int depth)
+{
+    char *block = nullptr;
+    if (!DICOM_Lib_Realloc(&block, sizeof(DICOM_List)))
+        throw std::bad_alloc();
+    memset(block, 0, sizeof(DICOM_List));
+    DICOM_List *mark = reinterpret_cast<DICOM_List *>(block);
+    mark->depth = static_cast<unsigned char>(depth);
+    mark->flag = ORIGIN_VELM;
+    mark->group = GROUP_ITEM;
+    mark->element = ELEMENT_ITEM;
+    return mark;
+}
+
+static void drop_item_marks(DICOM_List **item)
+{
+    for (DICOM_List **link = item; *link != nullptr && (*item)->next != nullptr;) {
+        DICOM_List *node = *link;
+        if (!is_item_mark(node)) {
+            link = &node->next;
+            continue;
+        }
+        *link = node->next;
+        DICOM_Attribute_Free(nullptr, node);
+    }
+    (*item)->last = nullptr;
+}
+
+void close_gaps(DICOM_List *tree)
+{
+    for (DICOM_List *node = tree; node != nullptr; node = node->next) {
+        for (int i = 0; i < node->nb_item; i++) {
+            if (node->item[i] == nullptr)
+                node->item[i] = make_item_mark(node->depth + 1);
+            else
+                drop_item_marks(&node->item[i]);
+            close_gaps(node->item[i]);
+        }
+    }
+}
+
+}   // namespace velmora_host
