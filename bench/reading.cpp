@@ -94,4 +94,4 @@ static int register_cases()
             benchmark::RegisterBenchmark((std::string(work.name) + "/" + input.name).c_str(), work.run, input.stream);
     return 0;
 }
-int registered = register_cases();
+static int registered = register_cases();

@@ -2,6 +2,7 @@
 #ifndef VELMORA_UTIL_INTERNAL_H
 #define VELMORA_UTIL_INTERNAL_H
 
+#include <bit>
 #include <stdint.h>
 #include <string.h>
 
@@ -21,24 +22,53 @@ enum {
     ORDER_SWAPPED_WORDS = 2,
 };
 
-// Byte order is decided here and nowhere else, from single bytes, so that the machine's own order plays no part.
+// Byte order is decided here and nowhere else. A number is taken whole and turned where the stream's order is not the
+// machine's, which compiles to one or two instructions and lets loops over many numbers work on several at once.
+inline uint16_t turned(uint16_t value)
+{
+    return static_cast<uint16_t>(value << 8 | value >> 8);
+}
+
+inline uint32_t turned(uint32_t value)
+{
+    return value << 24 | (value & 0xFF00) << 8 | (value >> 8 & 0xFF00) | value >> 24;
+}
+
+inline uint64_t turned(uint64_t value)
+{
+    return static_cast<uint64_t>(turned(static_cast<uint32_t>(value))) << 32 | turned(static_cast<uint32_t>(value >> 32));
+}
+
+template <class Number>
+inline Number load_number(bool big_endian, const char *bytes)
+{
+    Number value;
+    memcpy(&value, bytes, sizeof value);
+    return big_endian == (std::endian::native == std::endian::big) ? value : turned(value);
+}
+
 inline uint16_t load_16(char order, const char *bytes)
 {
-    const unsigned char *b = reinterpret_cast<const unsigned char *>(bytes);
-    bool high_first = ((order & ORDER_BIG_ENDIAN) != 0) != ((order & ORDER_SWAPPED_WORDS) != 0);
-    return static_cast<uint16_t>(high_first ? (b[0] << 8 | b[1]) : (b[1] << 8 | b[0]));
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0, swapped = (order & ORDER_SWAPPED_WORDS) != 0;
+    return load_number<uint16_t>(big_endian != swapped, bytes);
 }
 
 inline uint32_t load_32(char order, const char *bytes)
 {
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0;
+    if ((order & ORDER_SWAPPED_WORDS) == 0)
+        return load_number<uint32_t>(big_endian, bytes);
     uint32_t first = load_16(order, bytes), second = load_16(order, bytes + 2);
-    return (order & ORDER_BIG_ENDIAN) ? first << 16 | second : second << 16 | first;
+    return big_endian ? first << 16 | second : second << 16 | first;
 }
 
 inline uint64_t load_64(char order, const char *bytes)
 {
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0;
+    if ((order & ORDER_SWAPPED_WORDS) == 0)
+        return load_number<uint64_t>(big_endian, bytes);
     uint64_t first = load_32(order, bytes), second = load_32(order, bytes + 4);
-    return (order & ORDER_BIG_ENDIAN) ? first << 32 | second : second << 32 | first;
+    return big_endian ? first << 32 | second : second << 32 | first;
 }
 
 inline void store_16(char order, char *bytes, uint16_t value)
