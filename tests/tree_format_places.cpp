@@ -6,7 +6,7 @@
 
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
-#include "tree/open_chains.h"
+#include "tree/open_chains_internal.h"
 
 static void plain_begin_tree(HWND window, Open_Chains *open)
 {

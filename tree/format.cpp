@@ -1,7 +1,7 @@
 // Turns the flat run of elements that a reader sees into a tree: follows delimiters and declared lengths at once, so
 // that it copes with both encodings of a sequence and with streams in which one of the two is damaged.
 #include "dictionary/DICOM_Dictionary.h"
-#include "tree/open_chains.h"
+#include "tree/open_chains_internal.h"
 
 static const int64_t NO_END = -1;
 

@@ -4,7 +4,7 @@
 // - the walk takes the first node with the sequence's tag, so of two sequences of one tag in a chain it is the first
 //   one that gets the items of both;
 // - a node that has items itself, and a failure, may leave sequences anywhere: then all is forgotten but the top.
-#include "tree/open_chains.h"
+#include "tree/open_chains_internal.h"
 
 static const char SOURCE[] = ".\\NEMA_Tag_Attribute";
 

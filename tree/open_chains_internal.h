@@ -1,8 +1,8 @@
 // The chains that a tree being made can still grow in: one at each depth, for the sequence and the item that are open
 // there. They take a run of nodes, from the first to the last, to the same places as DICOM_Attribute_Insert, and make
 // the same reports, but they remember each place rather than walk to it from the top for each node.
-#ifndef VELMORA_OPEN_CHAINS_H
-#define VELMORA_OPEN_CHAINS_H
+#ifndef VELMORA_OPEN_CHAINS_INTERNAL_H
+#define VELMORA_OPEN_CHAINS_INTERNAL_H
 
 #include <stdint.h>
 
