@@ -149,8 +149,12 @@ TEST(Check, FindsWhatIsWrongWithTheStream)
              .substr(0,                                                                                                                                                                                                           30),
          "at 54: 0040,0275[1]/0040,0009 -- Scheduled Procedure Step ID: warning: the data ends inside a sequence, 1 "
          "deep\n"},
-        {delimiter(0xE00D) + element({0x0010, 0x0010},                                                             "PN", "Doe "),
-         "at 24: fffe,e00d -- Item Delimitation Item: warning: a delimiter that ends nothing is left out\n"                                                                                                                                                                                                                                                                                                                                                      },
+        {element({0x0010, 0x0010},                                                             "XX", "Doe ") + element({0x0010, 0x0020},                                                                          "UC",                                                                                                                                                                                                                                                                                                                                                       "A1") +
+             element({0x0010, 0x0030}, "\xFF ", "20200102"),
+         "at 24: 0010,0010 PN Patient's Name: warning: these bytes are no VR: 'XX'\n"
+         "a: at 50: 0010,0030 DA Patient's Birth Date: warning: these bytes are no VR: '\\xff '\n"},
+        {delimiter(0xE00D) + element({0x0010, 0x0010},                                                                                     "PN",                                                                                                  "Doe "),
+         "at 24: fffe,e00d -- Item Delimitation Item: warning: a delimiter that ends nothing is left out\n"                   },
     };
     for (const auto &row : rows)
         EXPECT_EQ(found_in(row.rest), std::string("a: ") + row.found);

@@ -277,6 +277,25 @@ static void judge_node(Check *check, const DICOM_List *node)
     check->found.clear();
 }
 
+// In a stream with VRs: what stands in the place of one. The library leaves it out where it is none that it keeps.
+static void judge_vr(Check *check, const DICOM_List *node)
+{
+    const Source &source = check->set->source;
+    bool is_made_up = check->is_opaque && node == check->set->tree;
+    bool has_place = !is_made_up && (node->syntax & SYNTAX_EXPLICIT) != 0 && node->vr_explicit == VR_NONE &&
+                     node->pos >= 0 && node->pos <= source.size - 6;
+    if (!has_place)
+        return;
+    const char *letters = source.bytes + node->pos + 4;
+    unsigned short vr = pack_letters(letters[0], letters[1]);
+    if (value_rule(vr).vr == vr)
+        return;
+    Finding finding = finding_of(LEVEL_WARNINGS, ("these bytes are no VR: " + quoted({letters, 2})).c_str());
+    finding.kind = "vr";
+    fill_in(*check, node, &finding);
+    tell(*check, finding);
+}
+
 static void judge_opaque(Check *check, const DICOM_List *node);
 
 // At most nine levels deep, as the tree is.
@@ -291,6 +310,7 @@ static void judge_chain(Check *check, const DICOM_List *list)
             judge_opaque(check, node);
             continue;
         }
+        judge_vr(check, node);
         if (node->item == nullptr)
             judge_node(check, node);
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {

@@ -145,7 +145,8 @@ static std::string similar_names(const Template_Work &work, const std::string &a
 
 static int find_by_file(const std::string &path, std::string *name)
 {
-    Input input = {path, path, false};
+    Input input = {};
+    input.path = path;
     Data_Set set;
     Tally tally;
     int status = load_input(input, Load_Options(), &set, &tally);
