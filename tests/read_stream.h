@@ -2,6 +2,7 @@
 #ifndef VELMORA_TESTS_READ_STREAM_H
 #define VELMORA_TESTS_READ_STREAM_H
 
+#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 #include <string>
@@ -57,5 +58,13 @@ struct Stream {
     int cursor = 0, descriptor = -1;
     char path[32] = "/tmp/velmora_read_XXXXXX";
 };
+
+// Tests that run once for each kind.
+class OfEachKind : public testing::TestWithParam<Kind> {};
+#define EACH_KIND testing::Values(IN_MEMORY, IN_FILE)
+inline std::string kind_name(const testing::TestParamInfo<Kind> &kind)
+{
+    return kind.param == IN_FILE ? "File" : "Memory";
+}
 
 #endif
