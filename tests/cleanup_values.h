@@ -22,6 +22,16 @@ struct Value {
     DICOM_List tag = {};
 };
 
+// A row of the dictionary with a number of values.
+struct Row : TAG_db_Elems {
+    Row(int type_of_row, int minimum, int maximum) : TAG_db_Elems()
+    {
+        type = static_cast<signed char>(type_of_row);
+        vn[0][0] = static_cast<short>(minimum);
+        vn[0][1] = static_cast<short>(maximum);
+    }
+};
+
 // One line for each report: "W" a warning or "R" a remark, then the message behind its prefix. Any other level, and a
 // message that does not start with the prefix of the attribute, is shown whole behind its level.
 std::string said_of(const Reports &said, const DICOM_List &tag);
