@@ -3,7 +3,7 @@
 #include <functional>
 #include <math.h>
 
-#include "tests/support/bytes.h"
+#include "tests/support/outline.h"
 #include "tests/support/reports.h"
 #include "tree/add_internal.h"
 
@@ -66,15 +66,14 @@ TEST(Add, StoresBinaryValuesInLittleEndian)
     const Bytes double_bytes = bytes("\0\0\0\0\0\0\xF0\x3F\0\0\0\0\0\0\x04\xC0", 16);
     EXPECT_EQ(built(DICOM_Tag_Add_VR_SS, 2, -2, 0x0102), two);
     EXPECT_EQ(built(DICOM_Tag_Add_VR_SS, -2, shorts), two);
-    EXPECT_EQ(built(DICOM_Tag_Add_US, 2, words[0], words[1]), two);
-    EXPECT_EQ(built(DICOM_Tag_Add_US, -2, words), two);
-    EXPECT_EQ(built(DICOM_Tag_Add_OW, 2, words[0], words[1]), two);
-    EXPECT_EQ(built(DICOM_Tag_Add_OW, -2, words), two);
-    EXPECT_EQ(built(DICOM_Tag_Add_AT, 2, words[0], words[1]), two);
     EXPECT_EQ(built(DICOM_Tag_Add_SL, 2, -2, 0x01020304), four);
     EXPECT_EQ(built(DICOM_Tag_Add_SL, -2, ints), four);
     EXPECT_EQ(built(DICOM_Tag_Add_VR_UL, 2, unsigned_ints[0], unsigned_ints[1]), four);
     EXPECT_EQ(built(DICOM_Tag_Add_VR_UL, -2, unsigned_ints), four);
+    for (Add_Builder *builder : {DICOM_Tag_Add_US, DICOM_Tag_Add_OW, DICOM_Tag_Add_AT})
+        EXPECT_EQ(built(builder, 2, words[0], words[1]), two);
+    for (Add_Builder *builder : {DICOM_Tag_Add_US, DICOM_Tag_Add_OW})
+        EXPECT_EQ(built(builder, -2, words), two);
     EXPECT_EQ(built(DICOM_Tag_Add_FL, 2, floats[0], floats[1]), float_bytes);
     EXPECT_EQ(built(DICOM_Tag_Add_FL, -2, floats), float_bytes);
     EXPECT_EQ(built(DICOM_Tag_Add_FD, 2, doubles[0], doubles[1]), double_bytes);
@@ -102,15 +101,8 @@ TEST(Add, PrintsNameDateAndTimeRecords)
     EXPECT_EQ(built(DICOM_Tag_Add_DA, -3, dates), "20040512\\00701399\\") << "the last one is empty";
     EXPECT_EQ(built(DICOM_Tag_Add_DA, 1, dates[2]), "(null)");
 
-    struct {
-        float second;
-        const char *value;
-    } cases[] = {
-        {5,        "102005"},
-        {5.0004f,  "102005"},
-        {5.25f,    "102005.250"},
-        {59.9995f, "102060"},
-        {NAN,      "102000"},
+    struct { float second; const char *value; } cases[] = {
+        {5, "102005"}, {5.0004f, "102005"}, {5.25f, "102005.250"}, {59.9995f, "102060"}, {NAN, "102000"},
     };
     for (const auto &each : cases) {
         Velmora_Time time = {};
@@ -153,10 +145,7 @@ TEST(Add, WarnsOfCountsThatABuilderDoesNotTake)
 {
     Velmora_Name name = {};
     Make_Velm_Name(&name, "Smith", nullptr, nullptr, nullptr, nullptr);
-    struct {
-        std::function<Bytes()> build;
-        const char *value, *warnings;
-    } cases[] = {
+    struct { std::function<Bytes()> build; const char *value, *warnings; } cases[] = {
         {[] { return built(DICOM_Tag_Add_AT, -2, 0x0101, 0x0202); },         "\x01\x01\x02\x02",
          "VR=AT: vector fct not implemented (nb_arg=-2)\n"},
         {[] { return built(DICOM_Tag_Add_AT, 3, 0x0101, 0x0202, 0x0303); },  "\x01\x01\x02\x02",
@@ -167,8 +156,7 @@ TEST(Add, WarnsOfCountsThatABuilderDoesNotTake)
          "VR=PN: vector fct not implemented (nb_arg=-2)\n"},
         {[] { return built(DICOM_Tag_Add_VR_UI, -2, "1.2", "1.23"); },       "1.2\\1.23",
          "VR=UI: vector fct not implemented (nb_arg=-2)\n"},
-        {[] { return built(DICOM_Tag_Add_UT, -1, "AB"); },                   "AB",
-         "VR=Text: vector fct not implemented (nb_arg=-1)\n"},
+        {[] { return built(DICOM_Tag_Add_UT, -1, "AB"); }, "AB", "VR=Text: vector fct not implemented (nb_arg=-1)\n"},
         {[] { return built(DICOM_Tag_Add_UT, 2, "AB", "CD"); },              "AB",
          "VR=Text: only 1 value accepted (nb_arg=2 != 1)\n"},
         {[] { return built(DICOM_Tag_Add_UT, -2, "AB", "CD"); },             "AB",
@@ -180,47 +168,6 @@ TEST(Add, WarnsOfCountsThatABuilderDoesNotTake)
         EXPECT_EQ(said.warnings(), each.warnings);
     }
     Name_Free(&name);
-}
-
-TEST(Add, TracesItsBuilders)
-{
-    struct {
-        Add_Builder *builder;
-        const char *name;
-    } cases[] = {
-        {DICOM_Tag_Add_VR_SH, "VR_SH"},
-        {DICOM_Tag_Add_UT,    "UT"},
-        {DICOM_Tag_Add_AT,    "AT"},
-        {DICOM_Tag_Add_DA,    "DA"},
-        {DICOM_Tag_Add_DS,    "DS"},
-        {DICOM_Tag_Add_DT,    "DT"},
-        {DICOM_Tag_Add_FD,    "FD"},
-        {DICOM_Tag_Add_FL,    "FL"},
-        {DICOM_Tag_Add_IS,    "IS"},
-        {DICOM_Tag_Add_OB,    "OB"},
-        {DICOM_Tag_Add_OW,    ""},
-        {DICOM_Tag_Add_PN,    "PN"},
-        {DICOM_Tag_Add_SL,    ""},
-        {DICOM_Tag_Add_TM,    "TM"},
-        {DICOM_Tag_Add_VR_SS, "VR_SS"},
-        {DICOM_Tag_Add_VR_UI, "VR_UI"},
-        {DICOM_Tag_Add_US,    "US"},
-        {DICOM_Tag_Add_VR_UL, "VR_UL"},
-    };
-    for (const auto &each : cases) {
-        Reports said(15);
-        built(each.builder, 0, static_cast<void *>(nullptr));   // the texts of UT are read whatever the count
-        std::string trace = std::string("in DICOM_Tag_Add_") + each.name + "(nb_arg=0)\n";
-        EXPECT_EQ(said.texts(15), each.name[0] != '\0' ? trace : "");
-    }
-}
-
-TEST(Add, RefusesAValueThatNoSizeCanTell)
-{
-    Reports said;
-    double number = 0;
-    EXPECT_EQ(built(DICOM_Tag_Add_FD, -0x10000000, &number), "(null)");
-    EXPECT_EQ(said.failures(), "line N of .\\NEMA_Tag_Add \nmemory error in realloc (var=data, dim=2147483647x1)\n");
 }
 
 TEST(Add, BuildersSurviveEachRefusedAllocation)
@@ -242,25 +189,14 @@ TEST(Add, BuildersSurviveEachRefusedAllocation)
     sweep([] { return built(DICOM_Tag_Add_OB, 3, 1, 2, 3); }, "malloc (var=data, dim=3x1)");
     sweep([&] { return built(DICOM_Tag_Add_PN, 2, name, name); }, "realloc (var=data, dim=10x1)");
     sweep([] { return built(DICOM_Tag_Add_IS, 3, 1, 22, 333); }, "realloc (var=data, dim=1x1)");
+    double number = 0;
+    Reports said;
+    EXPECT_EQ(built(DICOM_Tag_Add_FD, -0x10000000, &number), "(null)") << "no size can tell";
+    EXPECT_EQ(said.failures(), "line N of .\\NEMA_Tag_Add \nmemory error in realloc (var=data, dim=2147483647x1)\n");
     Name_Free(&name);
 }
 
 /* ---- the attribute ------------------------------------------------------------------------------ */
-
-// A data set of a test; frees itself.
-struct Tree {
-    DICOM_Root root = {};
-    DICOM_List *list = nullptr;
-
-    ~Tree()
-    {
-        while (list != nullptr) {
-            DICOM_List *next = list->next;
-            DICOM_Attribute_Free(nullptr, list);
-            list = next;
-        }
-    }
-};
 
 static std::string value(const DICOM_List *tag)
 {
@@ -271,85 +207,58 @@ TEST(Add, MakesANodeOnceAndFillsItOnce)
 {
     Tree tree;
     Reports said;
-    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_LO, 0), tree.list);
-    ASSERT_NE(tree.list, nullptr);
-    DICOM_List *tag = tree.list;
-    EXPECT_EQ(tag->syntax, 8);
-    EXPECT_EQ(tag->flag, 2);
-    EXPECT_EQ(tag->vr_explicit, VR_LO);
-    EXPECT_EQ(tag->db, NEMA_db_Locate(GROUP, 0x1001));
-    EXPECT_EQ(value(tag), "(null)");
-
-    tag->flag = 0x0102;
-    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_SH, 1, "ABC"), tag);
-    EXPECT_EQ(tag->flag, 2);
-    EXPECT_EQ(tag->vr_explicit, VR_SH);
-    EXPECT_EQ(value(tag), "ABC ");
-
-    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_LO, 1, "other"), tag);
-    EXPECT_EQ(value(tag), "ABC ");
-    EXPECT_EQ(tag->vr_explicit, VR_SH);
-
-    DICOM_List *head = DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0010, 0x0020, VR_LO, 1, "ID 7");
-    EXPECT_EQ(head, tree.list);
-    EXPECT_NE(head, tag);
+    struct { int flag_before; unsigned short vr; int nb_arg; const char *value, *expected; int kept_vr; } steps[] = {
+        {0, VR_LO, 0, "", "(null)", VR_LO},    {0x0102, VR_SH, 1, "ABC", "ABC ", VR_SH},
+        {2, VR_LO, 1, "other", "ABC ", VR_SH},
+    };
+    for (const auto &step : steps) {
+        if (tree.head != nullptr)
+            tree.head->flag = static_cast<unsigned short>(step.flag_before);
+        ASSERT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1001, step.vr, step.nb_arg, step.value),
+                  tree.head);
+        EXPECT_EQ(value(tree.head), step.expected);
+        EXPECT_EQ(tree.head->vr_explicit, step.kept_vr);
+        EXPECT_EQ(tree.head->flag, 2);
+    }
+    EXPECT_EQ(tree.head->syntax, 8);
+    EXPECT_EQ(tree.head->db, NEMA_db_Locate(GROUP, 0x1001));
+    DICOM_List *head = DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, 0x0010, 0x0020, VR_LO, 1, "ID 7");
+    EXPECT_EQ(head, tree.head);
     EXPECT_EQ(value(head), "ID 7");
     EXPECT_NE(head->db, nullptr);
     EXPECT_TRUE(said.all.empty());
 }
 
-TEST(Add, ReplacesWhatANodeWithoutValueHolds)
+TEST(Add, ReplacesWhatANodeWithoutValueHoldsAndTakesAFlagForASequence)
 {
     Tree tree;
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_LO, 1, "old one");
-    tree.list->flag = 0;   // from elsewhere: a value, but no flag
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_LO, 1, "new");
-    EXPECT_EQ(value(tree.list), "new ");
-    tree.list->size = 0;   // an empty block
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_LO, 0);
-    EXPECT_EQ(value(tree.list), "(null)");
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1001, VR_LO, 1, "old one");
+    tree.head->flag = 0;   // from elsewhere: a value, but no flag
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1001, VR_LO, 1, "new");
+    EXPECT_EQ(value(tree.head), "new ");
+    tree.head->size = 0;   // an empty block
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1001, VR_LO, 0);
+    EXPECT_EQ(value(tree.head), "(null)");
+
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1000, VR_SQ, 1, 0x8000);
+    EXPECT_EQ(tree.head->flag, 0x8002);
+    EXPECT_EQ(tree.head->data, nullptr);
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1000, VR_SQ, 0);
+    EXPECT_EQ(tree.head->flag, 2);
 }
 
-TEST(Add, TakesAFlagForASequence)
-{
-    Tree tree;
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0040, 0x0275, VR_SQ, 1, 0x8000);
-    EXPECT_EQ(tree.list->flag, 0x8002);
-    EXPECT_EQ(tree.list->data, nullptr);
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0040, 0x0275, VR_SQ, 0);
-    EXPECT_EQ(tree.list->flag, 2);
-}
-
-TEST(Add, ReportsAVRWithoutABuilder)
+TEST(Add, ReportsAVRWithoutABuilderAndAValueThatCleanupDoesNotPass)
 {
     Tree tree;
     Reports said;
-    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_UN, 1, "x"), tree.list);
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1002, VR_NONE, 1, "x");
-    EXPECT_EQ(value(tree.list), "(null)");
-    std::string failures = said.failures();
-    const char *const expected[] = {"Error: file:.\\NEMA_Tag_Add line N of\ntag (0011,1001) VR=UN not implemented\n",
-                                    "Error: file:.\\NEMA_Tag_Add line N of\ntag (0011,1002) VR=-- not implemented\n"};
-    EXPECT_EQ(failures, std::string(expected[0]) + expected[1]);
-}
-
-TEST(Add, WarnsOfAValueThatCleanupDoesNotPass)
-{
-    Tree tree;
-    Reports said;
-    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0008, 0x0060, VR_CS, 2, "CT", "MR"), tree.list);
-    ASSERT_FALSE(said.all.empty());
+    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1001, VR_UN, 1, "x"), tree.head);
+    DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, GROUP, 0x1002, VR_NONE, 1, "x");
+    EXPECT_EQ(value(tree.head), "(null)");
+    EXPECT_EQ(said.failures(), "Error: file:.\\NEMA_Tag_Add line N of\ntag (0011,1001) VR=UN not implemented\n"
+                               "Error: file:.\\NEMA_Tag_Add line N of\ntag (0011,1002) VR=-- not implemented\n");
+    EXPECT_EQ(DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, 0x0008, 0x0060, VR_CS, 2, "CT", "MR"), tree.head);
     EXPECT_EQ(said.all.back(), (Report{Reports::WARNING, "    \xF1\x05WARNING:\x02 problem creating tag (\x01"
-                                                         "0008\x02,\x01"
-                                                         "0060\x02)"}));
-}
-
-TEST(Add, TracesItsEntry)
-{
-    Tree tree;
-    Reports said(15);
-    DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, GROUP, 0x1001, VR_OW, -3, nullptr);
-    EXPECT_EQ(said.all.at(0), (Report{15, "in DICOM_Attribute_Add(0011,1001) nb_arg=-3"}));
+                                                         "0008\x02,\x01" "0060\x02)"}));
 }
 
 TEST(Add, SurvivesEachRefusedAllocation)
@@ -358,11 +267,11 @@ TEST(Add, SurvivesEachRefusedAllocation)
     refuse_each_allocation([](int n) {
         Reports said;
         Tree tree;
-        DICOM_List *head = DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0008, 0x0060, VR_CS, 1, "CT");
-        EXPECT_EQ(head, tree.list);
+        DICOM_List *head = DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, 0x0008, 0x0060, VR_CS, 1, "CT");
+        EXPECT_EQ(head, tree.head);
         EXPECT_EQ(head == nullptr, n == 1);
-        DICOM_Attribute_Add(nullptr, &tree.root, &tree.list, 0x0010, 0x0010, VR_LO, 2, "A", "B");
-        for (const DICOM_List *tag = tree.list; tag != nullptr; tag = tag->next)
+        DICOM_Attribute_Add(nullptr, &tree.root, &tree.head, 0x0010, 0x0010, VR_LO, 2, "A", "B");
+        for (const DICOM_List *tag = tree.head; tag != nullptr; tag = tag->next)
             EXPECT_EQ(tag->data == nullptr, tag->size == 0);
     });
 }

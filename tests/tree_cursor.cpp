@@ -26,15 +26,10 @@ TEST(Cursor, EntersAndLeavesASequenceWithATraceOfEachStep)
     EXPECT_EQ(group, 0x0040);
     EXPECT_EQ(element, 0x0275);
     EXPECT_EQ(flag, 0x0101);
-    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Sequence_Start(0040,0275)\n"
-                              "-> Item_Number[1] = 0\n"
-                              "in DICOM_Attribute_Item_Start()\n"
-                              "-> root->Item_Number[1] = 1\n"
-                              "in DICOM_Attribute_Item_Stop()\n"
-                              "-> Item_Number[1] = 1\n"
-                              "in DICOM_Attribute_Item_Start()\n"
-                              "-> root->Item_Number[1] = 2\n"
-                              "in DICOM_Attribute_Sequence_Stop()\n"
+    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Sequence_Start(0040,0275)\n-> Item_Number[1] = 0\n"
+                              "in DICOM_Attribute_Item_Start()\n-> root->Item_Number[1] = 1\n"
+                              "in DICOM_Attribute_Item_Stop()\n-> Item_Number[1] = 1\nin DICOM_Attribute_Item_Start()\n"
+                              "-> root->Item_Number[1] = 2\nin DICOM_Attribute_Sequence_Stop()\n"
                               "-> Item_Number[0] = 0\n");
 }
 
@@ -81,37 +76,23 @@ TEST(Cursor, FoldsTheTenthLevelIntoTheNinth)
     EXPECT_EQ(DICOM_Attribute_Sequence_Stop(nullptr, &root, 0), 8);
 }
 
-TEST(Cursor, WarnsOfMoreEndsThanStarts)
+TEST(Cursor, WarnsOfMoreEndsThanStartsAndOfLevelsLeftOpen)
 {
-    DICOM_Root root = {};
+    DICOM_Root root = {}, zero = {};
     DICOM_Attribute_Sequence_Set(nullptr, &root, 0, 0x0010, 0x0020, 0);
     Reports said;
-    EXPECT_EQ(DICOM_Attribute_Sequence_Stop(nullptr, &root, 0), 0);
-    EXPECT_EQ(said.warnings(), WARNING + "To many \"out of sequences\" in DICOM stream (0010,0020)\n");
-}
-
-TEST(Cursor, ClosesAllLevelsAtOnceAndKeepsTheirTags)
-{
-    DICOM_Root root = {};
-    Reports said(15);
     EXPECT_EQ(DICOM_Attribute_Sequence_End(nullptr, &root), 0);
     EXPECT_EQ(said.warnings(), "");
+    EXPECT_EQ(DICOM_Attribute_Sequence_Stop(nullptr, &root, 0), 0);
     for (unsigned short i = 1; i <= 3; i++)
         DICOM_Attribute_Sequence_Start(nullptr, &root, 0x0040, i, 0, 0);
     DICOM_Attribute_Sequence_Set(nullptr, &root, 3, 0x0008, 0x0100, 0);
-    said.all.clear();
     EXPECT_EQ(DICOM_Attribute_Sequence_End(nullptr, &root), 0);
     EXPECT_EQ(root.Sequence_Depth, 0);
-    EXPECT_EQ(root.Sequence_Element[2], 3);
-    EXPECT_EQ(said.all, (std::vector<Report>{
-        {15, "in DICOM_Attribute_Sequence_End()"},
-        {Reports::WARNING, WARNING + "Missing at least 3 \"out of sequences\" in DICOM stream (0008,0100)"},
-        {15, "-> root->Sequence_Depth = 0"}}));
-
-    said.all.clear();
+    EXPECT_EQ(root.Sequence_Element[2], 3) << "the tags stay";
+    EXPECT_EQ(said.warnings(), WARNING + "To many \"out of sequences\" in DICOM stream (0010,0020)\n" +
+                                   WARNING + "Missing at least 3 \"out of sequences\" in DICOM stream (0008,0100)\n");
     DICOM_Attribute_Sequence_Reset(nullptr, &root);
-    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Sequence_Reset()\n-> Item_Number[0] = 0\n");
-    DICOM_Root zero = {};
     EXPECT_EQ(memcmp(&root, &zero, sizeof root), 0);
 }
 

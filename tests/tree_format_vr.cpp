@@ -90,54 +90,27 @@ struct Guess {
 TEST(MissingVR, IsGuessedFromTheValue)
 {
     const Guess cases[] = {
-        {Bytes(1025, 'x'), "OB"},
-        {Bytes(1025, 'x'), "OB", {0x0009, 0x0000}},
-        {"ABCD", "UL", {0x0009, 0x0000}},
-        {"12", "LO", {0x0009, 0x0010}},
-        {"12", "LO", {0x0009, 0x00FF}},
-        {"12", "IS", {0x0009, 0x0100}},
-        {"12", "IS", {0x0009, 0x000F}},
-        {"12", "IS", {0x0008, 0x0010}},
+        {Bytes(1025, 'x'), "OB"},       {Bytes(1025, 'x'), "OB", {0x0009, 0x0000}}, {"ABCD", "UL", {0x0009, 0x0000}},
+        {"12", "LO", {0x0009, 0x0010}}, {"12", "LO", {0x0009, 0x00FF}},             {"12", "IS", {0x0009, 0x0100}},
+        {"12", "IS", {0x0009, 0x000F}}, {"12", "IS", {0x0008, 0x0010}},
         // not printable
-        {number_32(999999), "SL"},
-        {number_32(static_cast<uint32_t>(-999999)), "SL"},
-        {number_32(0), "SL"},
-        {number_32(1000000), "FL"},
-        {number_32(999999, SYNTAX_BIG_ENDIAN), "SL", {0x0009, 0x1001}, SYNTAX_BIG_ENDIAN},
+        {number_32(999999), "SL"}, {number_32(static_cast<uint32_t>(-999999)), "SL"}, {number_32(0), "SL"},
+        {number_32(1000000), "FL"}, {number_32(999999, SYNTAX_BIG_ENDIAN), "SL", {0x0009, 0x1001}, SYNTAX_BIG_ENDIAN},
         {Bytes("\0\0\x80\x7F", 4), "", {0x0009, 0x1001}},                       // infinite
         {Bytes("\0\0\xC0\x7F", 4), "", {0x0009, 0x1001}},                       // not a number
         {Bytes("\0\0\0\x80", 4), "", {0x0009, 0x1001}},                         // minus zero
         {Bytes("\0\x50\xC3\x47", 4), "", {0x0009, 0x1001}},                     // 100000
         {Bytes("\xFF\x4F\xC3\x47", 4), "FL", {0x0009, 0x1001}},                 // the float below it
         {Bytes("\0\x50\xC3\xC7", 4), "", {0x0009, 0x1001}},                     // -100000
-        {Bytes("1\0", 2), "SS"},
-        {Bytes("123\0\0\0", 6), ""},
-        {"Caf\xE9 au lait", ""},
-        {"a\x7F", "SS"},
+        {Bytes("1\0", 2), "SS"}, {Bytes("123\0\0\0", 6), ""}, {"Caf\xE9 au lait", ""}, {"a\x7F", "SS"},
         {"tab\there", ""},
         // printable
-        {"1.2.840.10008.1.2.11", "UI"},
-        {"12345678901234567", "UI"},
-        {Bytes(64, '1'), "UI"},
-        {Bytes(65, '1'), "ST"},
-        {"1.2.840.10008.1.2\\1.2", "ST"},
-        {"12", "IS"},
-        {"  -1/+2 ", "IS"},
-        {"123456789012", "IS"},
-        {"1234567890123", "DS"},
-        {"    ", "IS"},
-        {"1.5", "DS"},
-        {"-1.5E+3", "DS"},
-        {"HEAD_FIRST", "CS"},
-        {"E1", "DS"},
-        {"ABCDEFGHIJKLMNOP", "CS"},
-        {"ABCDEFGHIJKLMNOPQ", "ST"},
+        {"1.2.840.10008.1.2.11", "UI"}, {"12345678901234567", "UI"}, {Bytes(64, '1'), "UI"}, {Bytes(65, '1'), "ST"},
+        {"1.2.840.10008.1.2\\1.2", "ST"}, {"12", "IS"}, {"  -1/+2 ", "IS"}, {"123456789012", "IS"},
+        {"1234567890123", "DS"}, {"    ", "IS"}, {"1.5", "DS"}, {"-1.5E+3", "DS"}, {"HEAD_FIRST", "CS"}, {"E1", "DS"},
+        {"ABCDEFGHIJKLMNOP", "CS"}, {"ABCDEFGHIJKLMNOPQ", "ST"},
         {"ABCDEFGHIJKLMNO  ", "ST"},                    // measured before it is stripped
-        {"Abc", "ST"},
-        {"Abc\\Def", "SH"},
-        {"1\\2", "SH"},
-        {"1/2", "IS"},
-        {"1234567890123456\\123456789012345", "SH"},
+        {"Abc", "ST"}, {"Abc\\Def", "SH"}, {"1\\2", "SH"}, {"1/2", "IS"}, {"1234567890123456\\123456789012345", "SH"},
         {"1234567890123456\\1234567890123456", "ST"},   // a later value counts its backslash
     };
     for (const Guess &each : cases) {

@@ -1,36 +1,16 @@
 // Handlers: which attribute reaches which, and what they may do on the way.
 #include <gtest/gtest.h>
 
+#include "tests/support/outline.h"
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
 
 // A flat chain of attributes on the heap.
-struct Chain {
-    DICOM_List *head = nullptr, *tail = nullptr;
-
+struct Chain : Tree {
     Chain &add(unsigned short group, unsigned short element, const std::string &value = "", unsigned short flag = 1)
     {
-        DICOM_List *tag = static_cast<DICOM_List *>(calloc(1, sizeof(DICOM_List)));
-        tag->group = group;
-        tag->element = element;
-        tag->flag = flag;
-        tag->size = static_cast<int>(value.size());
-        tag->data = value.empty() ? nullptr : static_cast<char *>(malloc(value.size()));
-        if (tag->data != nullptr)
-            memcpy(tag->data, value.data(), value.size());
-        (head == nullptr ? head : tail->next) = tag;
-        tail = tag;
+        append({group, element}, "", value)->flag = flag;
         return *this;
-    }
-
-    ~Chain()
-    {
-        while (head != nullptr) {
-            DICOM_List *next = head->next;
-            free(head->data);
-            free(head);
-            head = next;
-        }
     }
 };
 
@@ -108,9 +88,7 @@ TEST_F(Parse, ComparesTheFirst64BytesOfACreatorWithAtMost71OfAName)
 {
     std::string long_text(80, 'x');
     Chain chain;
-    chain.add(0x0009, 0x0010, long_text)
-        .add(0x0009, 0x1001)
-        .add(0x0009, 0x0011, std::string("A\0B", 3))
+    chain.add(0x0009, 0x0010, long_text).add(0x0009, 0x1001).add(0x0009, 0x0011, std::string("A\0B", 3))
         .add(0x0009, 0x1101);
     DICOM_Attribute_List_Private_Grow(long_text.c_str(), note<'a'>);
     DICOM_Attribute_List_Private_Grow(long_text.substr(0, 65).c_str(), note<'b'>);
@@ -167,50 +145,28 @@ TEST_F(Parse, LooksForCreatorsWhereTheCursorIs)
     EXPECT_EQ(parsed(item), "v:0009,1001 ");
 }
 
-TEST_F(Parse, TracesEachAttribute)
-{
-    Chain chain;
-    chain.add(0x0008, 0x0005).add(0x7FE0, 0x0010);
-    Reports said(14);
-    EXPECT_EQ(DICOM_Attribute_Parse(nullptr, &root, chain.head, nullptr), nullptr);
-    EXPECT_EQ(said.texts(14), "in DICOM_Attribute_Parse()\n"
-                              "DICOM_Attribute_Parse (0008,0005)\n"
-                              "DICOM_Attribute_Parse (7fe0,0010)\n");
-}
-
 TEST_F(Parse, SurvivesEachRefusedAllocation)
 {
-    auto failure = [](const char *table, int count, size_t size) {
-        return "line N of .\\NEMA_Tag_Parse \nmemory error in realloc (var=" + std::string(table) +
-               ", dim=" + std::to_string(count) + "x" + std::to_string(size) + ")\n";
-    };
     struct Named {
         char name[72];
         DICOM_Parse_Fct parse;
     };
+    auto failure = [](const char *table, int count, size_t size) {
+        std::string dim = std::to_string(count) + "x" + std::to_string(size);
+        return "realloc (var=" + std::string(table) + ", dim=" + dim + ")";
+    };
     Chain chain;
     chain.add(0x0008, 0x0005).add(0x0009, 0x0010, "VENDOR").add(0x0009, 0x1001);
     DICOM_Attribute_List_Group_Grow(0x0008, note<'g'>);
-    {
-        Reports said;
-        Refuse refuse(1);
-        EXPECT_EQ(DICOM_Attribute_List_Group_Grow(0x0010, note<'h'>), 0);
-        EXPECT_EQ(said.failures(), failure("List_Group", 2, 2 * sizeof(void *)));
-    }
-    EXPECT_EQ(parsed(chain), "g:0008,0005 ") << "the table is as it was";
-    {
-        Reports said;
-        Refuse refuse(1);
-        EXPECT_EQ(DICOM_Attribute_List_SPI_Grow(0x0009, note<'s'>), 0);
-        EXPECT_EQ(said.failures(), failure("List_SPI", 1, 2 * sizeof(void *)));
-    }
-    {
-        Reports said;
-        Refuse refuse(1);
-        EXPECT_EQ(DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>), 0);
-        EXPECT_EQ(said.failures(), failure("List_Private", 1, sizeof(Named)));
-    }
-    EXPECT_EQ(DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>), 1);
+    static const char SOURCE[] = ".\\NEMA_Tag_Parse";
+    expect_each_failure(SOURCE, {failure("List_Group", 2, 2 * sizeof(void *))}, [&] {
+        EXPECT_EQ(parsed(chain), "g:0008,0005 ") << "the table is as it was";
+        return DICOM_Attribute_List_Group_Grow(0x0010, note<'h'>) == 1;
+    });
+    expect_each_failure(SOURCE, {failure("List_SPI", 1, 2 * sizeof(void *))},
+                        [] { return DICOM_Attribute_List_SPI_Grow(0x0011, note<'s'>) == 1; });
+    expect_each_failure(SOURCE, {failure("List_Private", 1, sizeof(Named))},
+                        [] { return DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>) == 1; });
     {
         Reports said;
         Refuse refuse(1);
