@@ -7,7 +7,7 @@
 
 static Bytes written(DICOM_List *node, char syntax)
 {
-    Tree tree({node});
+    Made tree({node});
     Block block;
     block.data = DICOM_Attribute_To_Str(nullptr, syntax, tree.head);
     return block.bytes(DICOM_Attribute_Size(nullptr, syntax, tree.head));
@@ -30,10 +30,8 @@ TEST(WriteAttribute, LaysOutEachFormInEachSyntax)
         {"OB", "ab", 8, "10 00 20 00 4F 42 00 00 02 00 00 00 61 62"},
         {"UT", "ab", 9, "00 10 00 20 55 54 00 00 00 00 00 02 61 62"},
         {"UN", "abc", 8, "10 00 20 00 55 4E 00 00 03 00 00 00 61 62 63"},
-        {"OF", "abcd", 8, "10 00 20 00 4F 46 04 00 61 62 63 64"},
-        {"", "ab", 8, "10 00 20 00 00 00 02 00 61 62"},
-        {"LO", "", 8, "10 00 20 00 4C 4F 00 00"},
-        {"OW", "", 0, "10 00 20 00 00 00 00 00"},
+        {"OF", "abcd", 8, "10 00 20 00 4F 46 04 00 61 62 63 64"}, {"", "ab", 8, "10 00 20 00 00 00 02 00 61 62"},
+        {"LO", "", 8, "10 00 20 00 4C 4F 00 00"}, {"OW", "", 0, "10 00 20 00 00 00 00 00"},
     };
     for (const auto &each : cases)
         EXPECT_EQ(written(attribute({0x0010, 0x0020}, each.vr, each.value), each.syntax), hex(each.expected))
@@ -51,21 +49,12 @@ TEST(WriteAttribute, LaysOutEachFormInEachSyntax)
 TEST(WriteAttribute, ReversesTheUnitsOfItsVrInBigEndian)
 {
     struct { const char *vr; Bytes value, expected; } cases[] = {
-        {"FD", "12345678abcdefgh", "87654321hgfedcba"},
-        {"FL", "12345678", "43218765"},
-        {"SL", "1234", "4321"},
-        {"UL", "1234", "4321"},
-        {"OW", "123456", "214365"},
-        {"SS", "12", "21"},
-        {"US", "1234", "2143"},
-        {"AT", "1234", "1234"},
-        {"OF", "1234", "1234"},
-        {"OB", "1234", "1234"},
-        {"UN", "1234", "1234"},
-        {"LO", "1234", "1234"},
+        {"FD", "12345678abcdefgh", "87654321hgfedcba"}, {"FL", "12345678", "43218765"}, {"SL", "1234", "4321"},
+        {"UL", "1234", "4321"},                         {"OW", "123456", "214365"},     {"SS", "12", "21"},
+        {"US", "1234", "2143"},                         {"AT", "1234", "1234"},         {"OF", "1234", "1234"},
+        {"OB", "1234", "1234"},                         {"UN", "1234", "1234"},         {"LO", "1234", "1234"},
         {"US", "123", "213"},             // a unit that is cut stays as it stands
-        {"FL", "123456", "432156"},
-        {"FD", "1234567", "1234567"},
+        {"FL", "123456", "432156"}, {"FD", "1234567", "1234567"},
     };
     for (const auto &each : cases) {
         Bytes all = written(attribute({0x0009, 0x1001}, each.vr, each.value), 1);
@@ -106,8 +95,7 @@ TEST(WriteAttribute, PutsTheLengthOfEachLevelRight)
                                                        {attribute(MODALITY, "CS", "Y ")}});
     EXPECT_EQ(written(outer, 8), sequence({0x0040, 0xA730}, BY_LENGTH, {
         item({element(MODALITY, "CS", "X "), sequence({0x0040, 0xA168}, BY_LENGTH, {
-            item({element(CLASS, "UI", "1.2")}),
-            item({element(CLASS, "UI", "1.3"), element(NUMBER, "IS", "")})})}),
+            item({element(CLASS, "UI", "1.2")}), item({element(CLASS, "UI", "1.3"), element(NUMBER, "IS", "")})})}),
         item({element(MODALITY, "CS", "Y ")})}));
 }
 
@@ -151,7 +139,7 @@ TEST(WriteAttribute, NeverTrustsASizeThatNoValueBacks)
 TEST(WriteAttribute, RefusesWhatNoLengthCanTell)
 {
     Reports said;
-    Tree huge({sequence_of(REFERENCED, {{unread(CLASS, "OB", INT32_MAX), unread(INSTANCE, "OB", INT32_MAX)}})});
+    Made huge({sequence_of(REFERENCED, {{unread(CLASS, "OB", INT32_MAX), unread(INSTANCE, "OB", INT32_MAX)}})});
     EXPECT_EQ(DICOM_Attribute_Size(nullptr, 8, huge.head), 0);
     EXPECT_EQ(DICOM_Attribute_To_Str(nullptr, 8, huge.head), nullptr);
     EXPECT_EQ(group(huge, 0x0008, 8), "");
@@ -170,37 +158,22 @@ TEST(WriteAttribute, RefusesWhatNoLengthCanTell)
     EXPECT_EQ(said.failures(), text + text);
 }
 
-TEST(WriteAttribute, TracesSizingAndWriting)
-{
-    Reports said(15);
-    written(sequence_of({0x0008, 0x1140}, {{attribute({0x0008, 0x0102}, "SH", "A1")}}), 8);
-    EXPECT_EQ(said.texts(15), "in DICOM_Attribute_Size(0008,1140)\nin DICOM_Attribute_Size(0008,0102)\n"
-                              "in DICOM_Attribute_To_Str(0008,1140)\nin DICOM_Attribute_To_Str(0008,0102)\n"
-                              "tag (0008,0102) = 8 bytes tot, 2 bytes data\n"
-                              "in DICOM_Attribute_Size(0008,1140)\nin DICOM_Attribute_Size(0008,0102)\n");
-}
-
 TEST(WriteGroup, TakesItsNodesUpToTheFirstHigherGroup)
 {
-    Tree tree({attribute({0x0008, 0x0070}, "LO", "a "), attribute({0x0010, 0x0020}, "LO", "b "),
+    Made tree({attribute({0x0008, 0x0070}, "LO", "a "), attribute({0x0010, 0x0020}, "LO", "b "),
                attribute({0x0008, 0x0080}, "LO", "c "), attribute({0x0010, 0x0030}, "LO", "d "),
                attribute({0x0020, 0x0010}, "SH", "e "), attribute({0x0010, 0x0040}, "LO", "f ")});
     EXPECT_EQ(group(tree, 0x0008, 8), element({0x0008, 0x0070}, "LO", "a "));
     EXPECT_EQ(group(tree, 0x0010, 8), element({0x0010, 0x0020}, "LO", "b ") + element({0x0010, 0x0030}, "LO", "d "));
     EXPECT_EQ(group(tree, 0x0012, 8), "");
     EXPECT_EQ(group(tree, 0x0028, 8), "");
-    EXPECT_EQ(group(Tree({}), 0x0008, 8), "");
-
-    Reports said(14);
-    group(tree, 0x7FE0, 8);
-    EXPECT_EQ(said.texts(14), "in DICOM_Write_Group(7fe0)\n");
+    EXPECT_EQ(group(Made({}), 0x0008, 8), "");
 }
 
 TEST(WriteGroup, TellsItsLengthInTheOrderAskedFor)
 {
     struct { char syntax; const char *expected; } cases[] = {
-        {8, "08 00 00 00 55 4C 04 00 04 03 02 01"},
-        {0, "08 00 00 00 04 00 00 00 04 03 02 01"},
+        {8, "08 00 00 00 55 4C 04 00 04 03 02 01"}, {0, "08 00 00 00 04 00 00 00 04 03 02 01"},
         {9, "00 08 00 00 55 4C 00 04 01 02 03 04"},
     };
     for (const auto &each : cases) {
@@ -212,7 +185,7 @@ TEST(WriteGroup, TellsItsLengthInTheOrderAskedFor)
 
 TEST(WriteGroup, ReportsEachRefusedBlock)
 {
-    Tree tree({attribute(PATIENT, "LO", "b "), attribute({0x0010, 0x0030}, "LO", "d ")});
+    Made tree({attribute(PATIENT, "LO", "b "), attribute({0x0010, 0x0030}, "LO", "d ")});
     Reports said;
     Block block;
     auto refused = [](auto operation) {
@@ -230,7 +203,7 @@ TEST(WriteGroup, ReportsEachRefusedBlock)
     Chain large;
     for (unsigned short i = 0; i < 40; i++)
         large.push_back(attribute({0x0010, i}, "OB", Bytes(1000, 'x')));
-    Tree growing(large);
+    Made growing(large);
     int blocks = 0;
     refuse_each_allocation([&](int n) {
         size_t size = group(growing, 0x0010, 8).size();

@@ -8,42 +8,42 @@ static const unsigned short FROM_MODULE = 4;
 
 TEST(Step1, InsertsWhatTheMaskSelectsAtEveryDepth)
 {
-    Tree tmplt({attribute(PATIENT, "LO", "new ", FROM_MODULE | FLAG_FORCED), attribute(NUMBER, "IS", "1 ", FROM_MODULE),
+    Made tmplt({attribute(PATIENT, "LO", "new ", FROM_MODULE | FLAG_FORCED), attribute(NUMBER, "IS", "1 ", FROM_MODULE),
                 sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2", FROM_MODULE | FLAG_DEFAULT)},
                                          {attribute(CLASS, "UI", "1.3", FROM_MODULE | FLAG_DEFAULT)}}, FROM_MODULE)});
-    Tree target({attribute(PATIENT, "LO", "old "), sequence_of(REFERENCED, {{attribute(INSTANCE, "UI", "9.9")}})});
-    std::string before = outline(target.head);
+    Made target({attribute(PATIENT, "LO", "old "), sequence_of(REFERENCED, {{attribute(INSTANCE, "UI", "9.9")}})});
+    std::string before = lines_of(target.head);
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &target.head, tmplt.head, FLAG_APPEND), 1);
-    EXPECT_EQ(outline(target.head), before) << "nothing is selected";
+    EXPECT_EQ(lines_of(target.head), before) << "nothing is selected";
 
     EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &target.head, tmplt.head, FLAG_FORCED | FLAG_DEFAULT), 1);
-    EXPECT_EQ(outline(target.head), "0010,0020 LO [old ]\n0008,1140 SQ\n  0008,1155 UI [9.9]\n  0008,1150 UI [1.2]\n"
+    EXPECT_EQ(lines_of(target.head), "0010,0020 LO [old ]\n0008,1140 SQ\n  0008,1155 UI [9.9]\n  0008,1150 UI [1.2]\n"
                                     "  0008,1150 UI [1.3]\n0010,0020 LO [new ]\n");
     EXPECT_EQ(root.Sequence_Depth, 0);
 
     EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &target.head, tmplt.head, FLAG_FORCED), 1);
-    EXPECT_TRUE(outline(target.head).ends_with("0010,0020 LO [new ]\n0010,0020 LO [new ]\n")) << "no test for the tag";
+    EXPECT_TRUE(lines_of(target.head).ends_with("0010,0020 LO [new ]\n0010,0020 LO [new ]\n")) << "no test for the tag";
 
-    Tree empty({});
+    Made empty({});
     EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &empty.head, tmplt.head, FLAG_DEFAULT), 1);
-    EXPECT_EQ(outline(empty.head), "0008,1140 SQ\n  0008,1150 UI [1.2]\n  0008,1150 UI [1.3]\n");
+    EXPECT_EQ(lines_of(empty.head), "0008,1140 SQ\n  0008,1150 UI [1.2]\n  0008,1150 UI [1.3]\n");
     EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &empty.head, nullptr, 0xFFFF), 1);
 }
 
 TEST(Overwrite, ReplacesValuesAndMakesWhatIsAbsent)
 {
-    Tree tmplt({with_type(TYPE_1, attribute(MODALITY, "CS", "MR", FROM_MODULE | FLAG_FORCED)),
+    Made tmplt({with_type(TYPE_1, attribute(MODALITY, "CS", "MR", FROM_MODULE | FLAG_FORCED)),
                 sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2", FROM_MODULE | FLAG_FORCED),
                                           attribute(INSTANCE, "UI", "1.9", FROM_MODULE)}}, FROM_MODULE),
                 with_type(TYPE_2, attribute(PATIENT, "LO", "", FROM_MODULE | FLAG_FORCED)),
                 attribute(NUMBER, "IS", "4 ", FROM_MODULE | FLAG_APPEND)});
-    Tree target({attribute(MODALITY, "CS", "CT", 1 | FLAG_FORCED),
+    Made target({attribute(MODALITY, "CS", "CT", 1 | FLAG_FORCED),
                  sequence_of(REFERENCED, {{attribute(CLASS, "UI", "7.7"), attribute(INSTANCE, "UI", "8.8")}}),
                  attribute(PATIENT, "LO", "ID1 ", 1 | FLAG_FORCED)});
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Overwrite(nullptr, &root, &target.head, tmplt.head, FLAG_FORCED | FLAG_APPEND), 1);
-    EXPECT_EQ(outline(target.head), "0008,0060 CS [MR]\n0008,1140 SQ\n  0008,1150 UI [1.2]\n  0008,1155 UI [8.8]\n"
+    EXPECT_EQ(lines_of(target.head), "0008,0060 CS [MR]\n0008,1140 SQ\n  0008,1150 UI [1.2]\n  0008,1155 UI [8.8]\n"
                                     "0010,0020 LO\n0020,0013 IS [4 ]\n");
     EXPECT_EQ(target.head->type, TYPE_1);
     EXPECT_EQ(target.head->flag, 1 | FROM_MODULE | FLAG_FORCED) << "the template has the bit";
@@ -67,20 +67,20 @@ TEST(Step2, MarksWhatIsEmptyAndMayBeAbsent)
         {"sequence of type 2 in a 2C", with_type(TYPE_2, sequence_of(REFERENCED, {})), TYPE_2C, 0, true},
     };
     for (const auto &each : cases) {
-        Tree tree({each.node});
+        Made tree({each.node});
         DICOM_Root root = {};
         EXPECT_EQ(DICOM_Postproc_Step_2(nullptr, &root, tree.head, each.parent), each.kept) << each.what;
         EXPECT_EQ((tree.head->flag & FLAG_DELETED) != 0, each.marked) << each.what;
     }
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_2(nullptr, &root, nullptr, 0), 0);
-    Tree huge({unread(CLASS, "OB", INT32_MAX), unread(INSTANCE, "OB", INT32_MAX)});
+    Made huge({unread(CLASS, "OB", INT32_MAX), unread(INSTANCE, "OB", INT32_MAX)});
     EXPECT_EQ(DICOM_Postproc_Step_2(nullptr, &root, huge.head, 0), INT32_MAX);
 }
 
 TEST(Step2, AddsUpAndTracesWhatIsKept)
 {
-    Tree tree({with_type(TYPE_2, attribute({0x0008, 0x0050}, "SH", "")),
+    Made tree({with_type(TYPE_2, attribute({0x0008, 0x0050}, "SH", "")),
                with_type(TYPE_3, sequence_of(REFERENCED, {{with_type(TYPE_1C, attribute(CLASS, "UI", ""))}})),
                with_type(TYPE_3, attribute({0x0018, 0x0015}, "CS", "")),
                with_type(TYPE_1, attribute(NUMBER, "IS", "1 ")),
@@ -88,7 +88,7 @@ TEST(Step2, AddsUpAndTracesWhatIsKept)
     Reports said(11);
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_2(nullptr, &root, tree.head, 0), 2);
-    EXPECT_EQ(outline(tree.head), "0008,0050 SH\n0008,1140 SQ deleted\n  0008,1150 UI\n0018,0015 CS deleted\n"
+    EXPECT_EQ(lines_of(tree.head), "0008,0050 SH\n0008,1140 SQ deleted\n  0008,1150 UI\n0018,0015 CS deleted\n"
                                   "0020,0013 IS [1 ]\n0040,0275 SQ\n  0008,1150 UI deleted\n");
     EXPECT_EQ(said.texts(11), "++++ (0008,0050) -> item:0 flag:1 size:0 (keep=0)\n"
                               "++++ (0008,1150) -> item:0 flag:1 size:0 (keep=0)\n"
@@ -101,20 +101,20 @@ TEST(Step2, AddsUpAndTracesWhatIsKept)
 
 TEST(Step4, DeletesWhereTheTemplateNamesItAndBelow)
 {
-    Tree target({attribute(CLASS, "UI", "1"), sequence_of(REFERENCED, {{attribute(CLASS, "UI", "2"),
+    Made target({attribute(CLASS, "UI", "1"), sequence_of(REFERENCED, {{attribute(CLASS, "UI", "2"),
         sequence_of({0x0040, 0x0275}, {{attribute(CLASS, "UI", "3"), attribute(NUMBER, "IS", "4 ")}})}}),
         attribute(NUMBER, "IS", "5 ")});
-    Tree inside({attribute(NUMBER, "IS", "", FROM_MODULE),
+    Made inside({attribute(NUMBER, "IS", "", FROM_MODULE),
                  sequence_of(REFERENCED, {{attribute(CLASS, "UI", "", FROM_MODULE | FLAG_TO_DELETE)}}, FROM_MODULE)});
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_4(nullptr, &root, &target.head, inside.head), 1);
-    EXPECT_EQ(outline(target.head), "0008,1150 UI [1]\n0008,1140 SQ\n  0040,0275 SQ\n    0020,0013 IS [4 ]\n"
+    EXPECT_EQ(lines_of(target.head), "0008,1150 UI [1]\n0008,1140 SQ\n  0040,0275 SQ\n    0020,0013 IS [4 ]\n"
                                     "0020,0013 IS [5 ]\n");
 
-    Tree everywhere({sequence_of({0x0040, 0x0275}, {{attribute(NUMBER, "IS", "", FLAG_TO_DELETE)}}, FLAG_TO_DELETE),
+    Made everywhere({sequence_of({0x0040, 0x0275}, {{attribute(NUMBER, "IS", "", FLAG_TO_DELETE)}}, FLAG_TO_DELETE),
                      attribute(CLASS, "UI", "", FLAG_TO_DELETE)});
     EXPECT_EQ(DICOM_Postproc_Step_4(nullptr, &root, &target.head, everywhere.head), 1);
-    EXPECT_EQ(outline(target.head), "0008,1140 SQ\n0020,0013 IS [5 ]\n") << "not into the items of a deleted tag";
+    EXPECT_EQ(lines_of(target.head), "0008,1140 SQ\n0020,0013 IS [5 ]\n") << "not into the items of a deleted tag";
     EXPECT_EQ(DICOM_Postproc_Step_4(nullptr, &root, &target.head, nullptr), 1);
     EXPECT_EQ(root.Sequence_Depth, 0);
 }
@@ -134,7 +134,7 @@ TEST(Step5, FetchesTheValuesOfItsRange)
         source += static_cast<char>(i * 31 + i / 251);
     DICOM_Lib_File_Name = source.data();
     File_Work_File_Count = 9;
-    Tree tree({unread({0x0009, 0x1001}, "UN", 1024, 10), unread({0x0009, 0x1002}, "UN", 1025, 20),
+    Made tree({unread({0x0009, 0x1001}, "UN", 1024, 10), unread({0x0009, 0x1002}, "UN", 1025, 20),
                sequence_of({0x0009, 0x1003}, {{unread({0xFFFE, 0xE000}, "I-", 2010, 25),
                                                unread({0x0009, 0x1001}, "UN", 2000, 30)}}),
                unread({0x0009, 0x1004}, "UN", 999999, 40), unread({0x0009, 0x1005}, "UN", 1000000, 50),
@@ -163,7 +163,7 @@ TEST(Step5, FetchesTheValuesOfItsRange)
 
 TEST(Step5, ReportsAFailureAndLeavesTheNodeUnread)
 {
-    Tree tree({sequence_of({0x0009, 0x1000}, {{unread({0x0009, 0x1001}, "UN", 1025)}}),
+    Made tree({sequence_of({0x0009, 0x1000}, {{unread({0x0009, 0x1001}, "UN", 1025)}}),
                unread({0x0009, 0x1001}, "UN", 1025), unread({0x0009, 0x1002}, "UN", 1026)});
     DICOM_Lib_File_Source = 1;
     DICOM_Lib_File_Name = "/nowhere";
@@ -207,14 +207,14 @@ TEST(Verification, WarnsOfWhatIsAbsentOrEmpty)
 {
     TAG_db_Elems row = {};
     strcpy(row.description, "Modality");
-    Tree tmplt({with_type(TYPE_1, attribute(MODALITY, "CS", "")), with_type(TYPE_1, attribute(CLASS, "UI", "")),
+    Made tmplt({with_type(TYPE_1, attribute(MODALITY, "CS", "")), with_type(TYPE_1, attribute(CLASS, "UI", "")),
                 with_type(TYPE_2, attribute(INSTANCE, "UI", "")), with_type(TYPE_2, attribute(PATIENT, "LO", "")),
                 with_type(TYPE_1C, attribute({0x0018, 0x0010}, "LO", "")),
                 with_type(TYPE_2C, attribute({0x0018, 0x0011}, "LO", "")),
                 with_type(TYPE_3, attribute({0x0018, 0x0012}, "LO", "")), attribute({0x0018, 0x0013}, "LO", ""),
                 with_type(TYPE_1, attribute(NUMBER, "IS", ""))});
     tmplt.head->db = &row;
-    Tree target({attribute(CLASS, "UI", ""), attribute(INSTANCE, "UI", ""), attribute(NUMBER, "IS", "1 ")});
+    Made target({attribute(CLASS, "UI", ""), attribute(INSTANCE, "UI", ""), attribute(NUMBER, "IS", "1 ")});
     Reports said;
     DICOM_Root root = {};
     DICOM_Postproc_Verification(nullptr, &root, target.head, tmplt.head, 3);
@@ -235,18 +235,18 @@ TEST(Verification, LooksIntoSequencesOfType1Only)
         return with_type(type, sequence_of(tag, {{with_type(TYPE_1, attribute(CLASS, "UI", "")),
                                                   with_type(TYPE_1, attribute(INSTANCE, "UI", ""))}}));
     };
-    Tree tmplt({wanted(TYPE_1, REFERENCED), wanted(TYPE_1, {0x0040, 0x0275}), wanted(TYPE_1, {0x0040, 0x0555}),
+    Made tmplt({wanted(TYPE_1, REFERENCED), wanted(TYPE_1, {0x0040, 0x0275}), wanted(TYPE_1, {0x0040, 0x0555}),
                 wanted(TYPE_2, {0x0054, 0x0016}), wanted(TYPE_1C, {0x0054, 0x0220}), wanted(0, {0x0054, 0x0222})});
-    Tree target({sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2")}}), sequence_of({0x0040, 0x0275}, {}),
+    Made target({sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2")}}), sequence_of({0x0040, 0x0275}, {}),
                  sequence_of({0x0054, 0x0016}, {{attribute(NUMBER, "IS", "")}}),
                  sequence_of({0x0054, 0x0222}, {{attribute(NUMBER, "IS", "")}})});
-    std::string before = outline(target.head);
+    std::string before = lines_of(target.head);
     Reports said;
     DICOM_Root root = {};
     DICOM_Postproc_Verification(nullptr, &root, target.head, tmplt.head, 0);
     EXPECT_EQ(said.warnings(), missing("0008", "1155") + missing("0008", "1150") + missing("0008", "1155") +
                                    missing("0040", "0555") + missing("0008", "1150") + missing("0008", "1155"));
-    EXPECT_EQ(outline(target.head), before);
+    EXPECT_EQ(lines_of(target.head), before);
     EXPECT_EQ(target.head->next->nb_item, 0) << "not even an empty slot is made";
     EXPECT_EQ(root.Sequence_Depth, 0);
 }
@@ -261,13 +261,13 @@ TEST(Steps, LeaveAloneWhatTheCursorCanNotReach)
             node = sequence_of(REFERENCED, {{node}}, FROM_MODULE);
         return node;
     };
-    Tree reachable({nested(9, FROM_MODULE | FLAG_FORCED)}), deeper({nested(40, FROM_MODULE | FLAG_FORCED)});
-    Tree target({});
+    Made reachable({nested(9, FROM_MODULE | FLAG_FORCED)}), deeper({nested(40, FROM_MODULE | FLAG_FORCED)});
+    Made target({});
     DICOM_Root root = {};
     Reports said;
     DICOM_Postproc_Step_1(nullptr, &root, &target.head, reachable.head, FLAG_FORCED);
     EXPECT_EQ(said.warnings(), "");
-    EXPECT_EQ(outline(target.head), outline(reachable.head));
+    EXPECT_EQ(lines_of(target.head), lines_of(reachable.head));
     std::string text = "    \xF1\x05WARNING:\x02 (\x01" "0008\x02,\x01" "1140\x02) Items below 9 sequences are left as "
                        "they are\n";
     DICOM_Postproc_Step_1(nullptr, &root, &target.head, deeper.head, FLAG_FORCED);
@@ -282,7 +282,7 @@ TEST(Steps, LeaveAloneWhatTheCursorCanNotReach)
 
 TEST(Steps, LeaveAValidTreeWhenMemoryRunsOut)
 {
-    Tree tmplt({attribute(MODALITY, "CS", "MR", FROM_MODULE | FLAG_FORCED),
+    Made tmplt({attribute(MODALITY, "CS", "MR", FROM_MODULE | FLAG_FORCED),
                 sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2", FROM_MODULE | FLAG_DEFAULT)},
                                          {attribute(CLASS, "UI", "1.3", FROM_MODULE | FLAG_DEFAULT)}}, FROM_MODULE),
                 with_type(TYPE_1, sequence_of({0x0040, 0x0275}, {{with_type(TYPE_1, attribute(CLASS, "UI", ""))}}))});
@@ -290,7 +290,7 @@ TEST(Steps, LeaveAValidTreeWhenMemoryRunsOut)
     DICOM_Lib_File_Name = source.data();
     Reports said;
     refuse_each_allocation([&](int n) {
-        Tree target({attribute(MODALITY, "CS", "CT"), unread({0x0009, 0x1001}, "UN", 1200, 5)});
+        Made target({attribute(MODALITY, "CS", "CT"), unread({0x0009, 0x1001}, "UN", 1200, 5)});
         DICOM_Root root = {};
         said.all.clear();
         EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &target.head, tmplt.head, FLAG_DEFAULT), 1);

@@ -6,8 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "tests/support/bytes.h"
-#include "tree/Velmora_DICOM.h"
+#include "tests/support/outline.h"
 
 // Tags of the examples.
 inline constexpr Tag MODALITY = {0x0008, 0x0060}, REFERENCED = {0x0008, 0x1140}, CLASS = {0x0008, 0x1150},
@@ -22,20 +21,14 @@ inline DICOM_List *linked(const Chain &nodes)
     return nodes.empty() ? nullptr : nodes[0];
 }
 
+// A node with its VR from a definition.
 inline DICOM_List *attribute(Tag tag, const char *vr, const Bytes &value, unsigned short flag = 1)
 {
-    DICOM_List *node = static_cast<DICOM_List *>(calloc(1, sizeof(DICOM_List)));
-    node->syntax = 8;
+    DICOM_List *node = new_node(tag, vr, value);
+    node->syntax = SYNTAX_EXPLICIT;
     node->flag = flag;
-    node->group = tag.group;
-    node->element = tag.element;
-    if (vr[0] != '\0')
-        node->vr = pack_letters(vr[0], vr[1]);
-    node->size = static_cast<int>(value.size());
-    if (!value.empty()) {
-        node->data = static_cast<char *>(malloc(value.size()));
-        memcpy(node->data, value.data(), value.size());
-    }
+    node->vr = node->vr_explicit;
+    node->vr_explicit = VR_NONE;
     return node;
 }
 
@@ -65,12 +58,9 @@ inline DICOM_List *with_type(unsigned short type, DICOM_List *node)
     return node;
 }
 
-struct Tree {
-    explicit Tree(const Chain &nodes) : head(linked(nodes)) { settle(head, 0); }
-    ~Tree() { release(head); }
-    Tree(const Tree &) = delete;
-
-    DICOM_List *head;
+// A tree of these nodes, each at its depth.
+struct Made : Tree {
+    explicit Made(const Chain &nodes) : Tree(linked(nodes)) { settle(head, 0); }
 
 private:
     static void settle(DICOM_List *node, int depth)
@@ -81,23 +71,10 @@ private:
                 settle(node->item[i], depth + 1);
         }
     }
-    static void release(DICOM_List *node)
-    {
-        while (node != nullptr) {
-            DICOM_List *next = node->next;
-            for (int i = 0; node->item != nullptr && i < node->nb_item; i++)
-                release(node->item[i]);
-            free(node->item);
-            free(node->data);
-            free(node->description);
-            free(node);
-            node = next;
-        }
-    }
 };
 
 // A tree as lines such as "0010,0020 LO [ID1 ] deleted", items indented below their sequence.
-inline std::string outline(const DICOM_List *node, int depth = 0)
+inline std::string lines_of(const DICOM_List *node, int depth = 0)
 {
     std::string out;
     for (; node != nullptr; node = node->next) {
@@ -109,7 +86,7 @@ inline std::string outline(const DICOM_List *node, int depth = 0)
             out += " [" + Bytes(node->data, static_cast<size_t>(node->size)) + "]";
         out += (node->flag & FLAG_DELETED) != 0 ? " deleted\n" : "\n";
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            out += outline(node->item[i], depth + 1);
+            out += lines_of(node->item[i], depth + 1);
     }
     return out;
 }
