@@ -38,8 +38,7 @@ TEST(Code, IsTheRowWithMostOfItsWordsInTheText)
         {"a head of a word", "S 1 Abdominal\n", "abdomen", "S 1 Abdominal"},
         {"too short a head", "S 1 Abdicated\n", "abdomen", "none"},
         {"three letters", "S 1 of Hip\n", "hip", "S 1 of Hip"},
-        {"two letters at the start", "S 1 of\n", "of", "S 1 of"},
-        {"one letter never", "S 1 a\n", "a", "none"},
+        {"two letters at the start", "S 1 of\n", "of", "S 1 of"}, {"one letter never", "S 1 a\n", "a", "none"},
         {"inside a word", "S 1 ver\nS 2 livexx\n", "liver", "S 2 livexx"},
         {"no score inside a word is enough", "S 1 ver\n", "liver", "none"},
         {"the first place of a head counts", "S 1 ver\n", "liver ver", "none"},
@@ -47,8 +46,7 @@ TEST(Code, IsTheRowWithMostOfItsWordsInTheText)
         {"blanks of the table", "S  1   Liver ^ Spleen \r\n", "LIVER SPLEEN", "S 1   Liver ^ Spleen "},
         {"comments", "* 1 Liver\n#S 1 Liver\n;S 1 Liver\n", "liver", "none"},
         {"fewer than three fields", "\nLiver\nS Liver\nS Liver \n", "liver", "none"},
-        {"no text", "S 1 Liver\n", "", "none"},
-        {"no line feed at the end", "S 1 Liver", "liver", "S 1 Liver"},
+        {"no text", "S 1 Liver\n", "", "none"}, {"no line feed at the end", "S 1 Liver", "liver", "S 1 Liver"},
     };
     for (const auto &each : cases) {
         Reports said;

@@ -39,14 +39,10 @@ static std::string lines_of(const std::string &text, std::string *comments = nul
 TEST(Line, IsReadByteByByte)
 {
     struct { const char *what, *text, *lines; } cases[] = {
-        {"line feeds", "a\nb\n", "a|b|[]"},
-        {"carriage returns", "a\r\n\rb\r\n", "a|b|[]"},
-        {"an empty line", "\n\na\n", "||a|[]"},
-        {"no line feed at the end", "a\nb", "a|[b]"},
-        {"a form feed", "a\nb\fc\nd\n", "a|[b]"},
-        {"a tab", "a\t\"b\tc\"\n", "a \"b c\"|[]"},
-        {"a curly apostrophe", "it\x92s\n", "it's|[]"},
-        {"a comment", "a ; b\nc\n", "a |c|[]"},
+        {"line feeds", "a\nb\n", "a|b|[]"},                   {"carriage returns", "a\r\n\rb\r\n", "a|b|[]"},
+        {"an empty line", "\n\na\n", "||a|[]"},               {"no line feed at the end", "a\nb", "a|[b]"},
+        {"a form feed", "a\nb\fc\nd\n", "a|[b]"},             {"a tab", "a\t\"b\tc\"\n", "a \"b c\"|[]"},
+        {"a curly apostrophe", "it\x92s\n", "it's|[]"},       {"a comment", "a ; b\nc\n", "a |c|[]"},
         {"quotes give no protection", "\"A;B\"\n", "\"A|[]"},
     };
     for (const auto &each : cases) {

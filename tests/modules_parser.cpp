@@ -13,18 +13,14 @@ TEST(AttributeLine, BecomesANode)
          "0008,0016 UI 1  0004 26 [1.2.840.10008.5.1.4.1.1.7\\x00]"},
         {"!(0008,0064) type=1 \"WSD\"", "0008,0064 CS 1  1004 4 [WSD ]"},
         {"=(0028,0002) type=1 \"1\"", "0028,0002 US 1  2004 2 [\\x01\\x00]"},
-        {"-(0010,1040)", "0010,1040 LO 3  0204 0"},
-        {"+(0008,0008) \"DERIVED\"", "0008,0008 CS 3  8004 8 [DERIVED ]"},
+        {"-(0010,1040)", "0010,1040 LO 3  0204 0"}, {"+(0008,0008) \"DERIVED\"", "0008,0008 CS 3  8004 8 [DERIVED ]"},
         {"(0029,1010) VR=LO \"Note\" desc=\"Site remark\"", "0029,1010 LO 3  0004 4 [Note] (Site remark)"},
         {"(7FE0,0010) type=1 VR=OB\\OW", "7fe0,0010 OB 1  0004 0"},
         {"  ! =\t- + ( 10,10) type=1C VN=1-n", "0010,0010 PN 1C b204 0"},
         {"(fffE,E00d)type=2C", "fffe,e00d Ia 2C 0004 0"},
         {"(0010,0010) \"first\" type=1 type=2 \"last\" desc=a desc=", "0010,0010 PN 2  0004 4 [last]"},
-        {"(0010,0010) \"A;B\"", "0010,0010 PN 3  0004 2 [A ]"},
-        {"(0010,0010) \"\"", "0010,0010 PN 3  0004 0"},
-        {"(0029,1010)", "0029,1010 -- 3  0004 0"},
-        {"(0018,1240)", "0018,1240 RT 3  0004 0"},
-        {"", ""},
+        {"(0010,0010) \"A;B\"", "0010,0010 PN 3  0004 2 [A ]"}, {"(0010,0010) \"\"", "0010,0010 PN 3  0004 0"},
+        {"(0029,1010)", "0029,1010 -- 3  0004 0"}, {"(0018,1240)", "0018,1240 RT 3  0004 0"}, {"", ""},
         {"   ; only a comment", ""},
     };
     for (const auto &each : cases) {
@@ -56,12 +52,9 @@ TEST(AttributeLine, FillsTheOtherFields)
 TEST(AttributeLine, IsReportedWhenItIsFaulty)
 {
     struct { const char *line; std::string detail, node; } cases[] = {
-        {"PatientName", no_tag_in("PatientName"), ""},
-        {"+!(0010,0010)", no_tag_in("!(0010,0010)"), ""},
-        {"! ! (0010,0010)", no_tag_in("! (0010,0010)"), ""},
-        {"!>>", no_tag_in(""), ""},
-        {"(0010;0010)", no_tag_in("(0010"), ""},
-        {"(00100,010)", no_tag_in("(00100,010)"), ""},
+        {"PatientName", no_tag_in("PatientName"), ""}, {"+!(0010,0010)", no_tag_in("!(0010,0010)"), ""},
+        {"! ! (0010,0010)", no_tag_in("! (0010,0010)"), ""}, {"!>>", no_tag_in(""), ""},
+        {"(0010;0010)", no_tag_in("(0010"), ""}, {"(00100,010)", no_tag_in("(00100,010)"), ""},
         {"(0010,0010 type=1", no_tag_in("(0010,0010 type=1"), ""},
         {"(0008,0060) type=12C \"OT\"", "Syntax error\"type=xx\" (=\x01type=12C\x02)", "0008,0060 CS 3  0004 0"},
         {"(0008,0060) \"OT\" type= type=1", "Syntax error\"type=xx\" (=\x01type=\x02)", "0008,0060 CS 3  0004 2 [OT]"},
@@ -180,32 +173,20 @@ TEST(File, IsAppendedToAListAndStopsAtAFormFeed)
     EXPECT_EQ(parsed.list->next->next->stream_word, 20);
 }
 
-TEST(File, TracesItsLines)
-{
-    Reports said(15);
-    Parsed parsed(" (0010,0010);\n");
-    EXPECT_EQ(said.all.at(0), (Report{15, "a.txt[1] ->  (0010,0010)"}));
-}
-
 TEST(Macro, IsReadOnceAndKept)
 {
     Folder folder;
     std::string path = folder.write("DICOM_Include_Code_Macro.txt", "(0008,0100)\n(0008,0102)\n");
     char name[] = "Code Macro", same[] = "Code_Macro", other_case[] = "code macro";
-    Reports said(13);
+    Reports said;
     DICOM_List *list = DICOM_Module_Include_Get(nullptr, name, "b.txt", 3);
     EXPECT_STREQ(name, "Code_Macro");
     EXPECT_EQ(tags_of(list), "0008,0100 0008,0102");
     std::filesystem::remove(path);
     EXPECT_EQ(DICOM_Module_Include_Get(nullptr, same, "b.txt", 4), list);
     EXPECT_EQ(DICOM_Module_Include_Get(nullptr, other_case, "b.txt", 5), nullptr);
-    EXPECT_EQ(said.texts(13), "DICOM_Module_Include_Get(Code Macro)\n"
-                              "DICOM_Module_Include_Get(Code_Macro)\n-> macro already in memory\n"
-                              "DICOM_Module_Include_Get(code macro)\n");
     EXPECT_EQ(said.warnings(),
               about_line("b.txt", 5, "Unable to open included file:\x01\"DICOM_Include_code_macro.txt\"\x02"));
-    Parsed parsed("Include Code Macro\n");
-    EXPECT_EQ(said.texts(13).find("-> insert new macro(") == std::string::npos, false);
 }
 
 // Includes a macro that cannot be read, and gives the warnings and what was read beside it.
@@ -300,12 +281,8 @@ TEST(Macro, HasATableOfSoManySlots)
     EXPECT_NE(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr);
 }
 
-static const char SAMPLE[] = "(0008,1140) type=3 desc=\"Refs\"\n"
-                             ">Include \"M\" ; twice\n"
-                             ">(FFFE,E00D)\n"
-                             ">(FFFE,E000)\n"
-                             "!>(0028,0009) VR=AT \"40\\99\"\n"
-                             "=(0010,0010) type=1C \"A\"\n";
+static const char SAMPLE[] = "(0008,1140) type=3 desc=\"Refs\"\n>Include \"M\" ; twice\n>(FFFE,E00D)\n"
+                             ">(FFFE,E000)\n!>(0028,0009) VR=AT \"40\\99\"\n=(0010,0010) type=1C \"A\"\n";
 
 TEST(File, SurvivesEachByteOverwritten)
 {

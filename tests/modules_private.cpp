@@ -21,17 +21,12 @@ TEST(Private, AttributeTakesWhatItsLineSays)
     Folder folder;
     folder.write("DICOM_Private_SITE NOTES.txt", "(0029,1010) VR=LO desc=\"Site remark\"\n"
                                                  "(0029,1010) VR=SH desc=second\n"
-                                                 "(0029,0011) VR=US desc=\"Reading count\"\n"
-                                                 "-(0029,1020)\n"
-                                                 "(0029,1030) desc=named\n"
-                                                 "wrong\n");
+                                                 "(0029,0011) VR=US desc=\"Reading count\"\n-(0029,1020)\n"
+                                                 "(0029,1030) desc=named\nwrong\n");
     struct { const char *what; unsigned short element; const char *outcome; } cases[] = {
-        {"by its element", 0x1010, "1 LO Site remark"},
-        {"by its low byte, in any block", 0x1111, "1 US Reading count"},
-        {"in the first block too", 0x1011, "1 US Reading count"},
-        {"written with another block", 0x1110, "0 UN old"},
-        {"to be deleted", 0x1020, "1 UN deleted old"},
-        {"without a VR", 0x1030, "1 UN named"},
+        {"by its element", 0x1010, "1 LO Site remark"}, {"by its low byte, in any block", 0x1111, "1 US Reading count"},
+        {"in the first block too", 0x1011, "1 US Reading count"}, {"written with another block", 0x1110, "0 UN old"},
+        {"to be deleted", 0x1020, "1 UN deleted old"}, {"without a VR", 0x1030, "1 UN named"},
         {"not in the file", 0x10FE, "0 UN old"},
     };
     Reports said;
