@@ -59,8 +59,7 @@ TEST(Dictionary_Build, ParsesEachFormOfALine)
         {"(abCD,00fE) Either Case ST 1", "abcd/ffff,00fe/ffff 1 ST 1 [Either Case]"},
         {"(0010,0012) Count 1-", "0010/ffff,0012/ffff 0 [Count 1-]"},
         {"(0010,0013) Wide US 99999-9", "0010/ffff,0013/ffff 1 US 32767-9 [Wide]"},
-        {"(0010,0014) ", "0010/ffff,0014/ffff 0 []"},
-        {"", "0000/0000,0000/0000 0 []"},
+        {"(0010,0014) ", "0010/ffff,0014/ffff 0 []"}, {"", "0000/0000,0000/0000 0 []"},
     };
     for (const auto &each : cases) {
         SCOPED_TRACE(each.line);
@@ -71,7 +70,7 @@ TEST(Dictionary_Build, ParsesEachFormOfALine)
 
 TEST(Dictionary_Build, CutsWhatIsTooLong)
 {
-    const std::string name(90, 'n'), line = "(0010,0099) " + name + " LO 1", over = "(0010,0098) " + name + name + " LO 1";
+    const std::string name(90, 'n'), line = "(0010,0099) " + name + " LO 1", over = "(0010,0098) " + name + line;
     Small_Dictionary dictionary({line.c_str(), over.c_str()});
     EXPECT_EQ(outline(), "0010/ffff,0098/ffff 0 [" + name.substr(0, 79) + "]\n" +
                          "0010/ffff,0099/ffff 1 LO 1 [" + name.substr(0, 79) + "]\n");
@@ -91,8 +90,7 @@ TEST(Dictionary_Build, TakesALineCutAtAnyPlace)
 TEST(Dictionary_Build, DropsTheRestOfATableBehindALineItCannotParse)
 {
     const char *damaged[] = {
-        "(0028,0030) Four (US 1) or (SS 1) or (OW 1) or (OB 1)",
-        "(0028,0030) No opening US 1)",
+        "(0028,0030) Four (US 1) or (SS 1) or (OW 1) or (OB 1)", "(0028,0030) No opening US 1)",
         "(0028,0030) Position (Patient) (DS 3)",
     };
     for (const char *line : damaged) {
@@ -100,8 +98,9 @@ TEST(Dictionary_Build, DropsTheRestOfATableBehindALineItCannotParse)
         Small_Dictionary dictionary({"(0028,0010) Rows US 1", line, "(0028,0040) Dropped US 1"});
         EXPECT_EQ(dictionary.filed, 1);
         EXPECT_EQ(outline(), "0028/ffff,0010/ffff 1 US 1 [Rows]\n");
-        EXPECT_EQ(said.all, (std::vector<Report>{{Reports::WARNING, "    \xF1\x05WARNING:\x02 Syntax error in definition "
-                                                                    "file for (0028,0030) "}})) << line;
+        EXPECT_EQ(said.all.size(), 1u);
+        EXPECT_EQ(said.warnings(),
+                  "    \xF1\x05WARNING:\x02 Syntax error in definition file for (0028,0030) \n") << line;
     }
 }
 
@@ -112,14 +111,10 @@ TEST(Dictionary_Build, SortsRowsAndSkipsATagThatStandsTwice)
                                  "(60xx,0010) Rows US 1", "(0028,0011) Again LO 1", "(0028,0100) Bits US 1",
                                  "(0010,0020) ID LO 1", "(6002,0011) Columns US 1", "(0028,0030) Spacing DS 2"});
     EXPECT_EQ(dictionary.filed, 8);
-    EXPECT_EQ(outline(), "0008/ffff,0060/ffff 1 CS 1 [Modality]\n"
-                         "0010/ffff,0020/ffff 1 LO 1 [ID]\n"
-                         "0028/ffff,0010/ffff 1 US 1 [Rows]\n"
-                         "0028/ffff,0011/ffff 1 US 1 [Columns]\n"
-                         "0028/ffff,0030/ffff 1 DS 2 [Spacing]\n"
-                         "0028/ffff,0100/ffff 1 US 1 [Bits]\n"
-                         "6000/ff00,0010/ffff 1 US 1 [Rows]\n"
-                         "6002/ffff,0011/ffff 1 US 1 [Columns]\n");
+    EXPECT_EQ(outline(), "0008/ffff,0060/ffff 1 CS 1 [Modality]\n0010/ffff,0020/ffff 1 LO 1 [ID]\n"
+                         "0028/ffff,0010/ffff 1 US 1 [Rows]\n0028/ffff,0011/ffff 1 US 1 [Columns]\n"
+                         "0028/ffff,0030/ffff 1 DS 2 [Spacing]\n0028/ffff,0100/ffff 1 US 1 [Bits]\n"
+                         "6000/ff00,0010/ffff 1 US 1 [Rows]\n6002/ffff,0011/ffff 1 US 1 [Columns]\n");
     EXPECT_EQ(said.all, (std::vector<Report>{{Reports::WARNING, "    \xF1\x05WARNING:\x02 duplicate tag (0028,0011) in "
                                                                 "definition file"}}));
 }
