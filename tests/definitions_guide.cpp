@@ -43,14 +43,8 @@ struct Guide {
 
 static std::string marks_of(const DICOM_List *node)
 {
-    static const struct {
-        unsigned short flag;
-        const char *mark;
-    } prefixes[] = {
-        {FLAG_FORCED,    "!"},
-        {FLAG_DEFAULT,   "="},
-        {FLAG_TO_DELETE, "-"},
-        {FLAG_APPEND,    "+"}
+    static const struct { unsigned short flag; const char *mark; } prefixes[] = {
+        {FLAG_FORCED, "!"}, {FLAG_DEFAULT, "="}, {FLAG_TO_DELETE, "-"}, {FLAG_APPEND, "+"}
     };
     std::string marks;
     for (const auto &prefix : prefixes)

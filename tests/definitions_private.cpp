@@ -75,17 +75,11 @@ TEST(PrivateDefinitions, NameTheAttributesOfWellKnownCreators)
     };
     static const Row rows[] = {
         {"SIEMENS CSA HEADER",        {0x0029, 0x1010}, "OB", "CSA Image Header Info"       },
-        {"SIEMENS CSA HEADER",        {0x0029, 0x1110}, "OB", "CSA Image Header Info"       },
-        {"SIEMENS MR HEADER",         {0x0019, 0x100C}, "IS", "B_value"                     },
         {"SIEMENS MEDCOM HEADER",     {0x0029, 0x1131}, "LO", "PMTF Information 1"          },
-        {"GEMS_IDEN_01",              {0x0009, 0x1001}, "LO", "Full fidelity"               },
         {"GEMS_PARM_01",              {0x0043, 0x1039}, "IS", "Slop_int_6... slop_int_9"    },
         {"GEMS_ACQU_01",              {0x0019, 0x109C}, "LO", "Pulse Sequence Name"         },
         {"Philips Imaging DD 001",    {0x2001, 0x1003}, "FL", "Diffusion B-Factor"          },
-        {"Philips MR Imaging DD 001", {0x2005, 0x1005}, "CS", "Synergy Reconstruction Type" },
-        {"ELSCINT1",                  {0x0003, 0x1001}, "OW", "Offset List Structure"       },
         {"TOSHIBA_MEC_CT3",           {0x7005, 0x1003}, "SH", "Cardiac R-R Mean Time"       },
-        {"SPI-P Release 1",           {0x0009, 0x1000}, "LT", "Data Object Recognition Code"},
     };
     Definition_Directory directory;
     for (const Row &row : rows) {
