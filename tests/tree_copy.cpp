@@ -178,7 +178,9 @@ TEST(Copy, AppendsItemsBehindThoseThatAreThere)
 
 TEST(Copy, BringsRoomButNoItemsOfAForcedSequenceAndStopsAtAnEmptySlot)
 {
-    Tree target, other, forced, source;
+    Tree target, other, forced, source, none;
+    EXPECT_EQ(copy(target, none), 1);
+    EXPECT_EQ(target.head, nullptr);
     add_item(flagged(forced.append(STEPS, "SQ"), FLAG_FORCED), {new_node(STEP_ID, "SH", "B1")});
     EXPECT_EQ(copy(target, forced), 1);
     EXPECT_EQ(outline(target.head), "0040,0275 SQ\n  empty item\n");

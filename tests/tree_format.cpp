@@ -59,6 +59,7 @@ static void expect_formatted(const Flat &flat, const std::string &tree, const st
 
 TEST(Format, EndsSequencesAndItemsByLengthDelimiterOrTheNextNode)
 {
+    expect_formatted(Flat(), "");
     expect_formatted(Flat().sequence(CONTENT, 56).item(20).text(VALUE, "A1").text(LATER, "A2").item(20)
                          .text(VALUE, "B1").text(LATER, "B2").text({0x0040, 0xB000}, "R7"),
                      "0040,a730 SQ 56 bytes unread\n  item\n    fffe,e000 I- 20 bytes unread\n    0008,0100 SH [A1]\n"
