@@ -36,7 +36,8 @@ static unsigned short written_vr(const Building *building, const DICOM_List *nod
         return VR_SQ;
     if (is_opaque(building, node))
         return vr == VR_UN ? VR_UN : VR_SQ;
-    if (vr == VR_SQ && node->item == nullptr && node->data != nullptr && node->size > 0)
+    int size = 0;
+    if (vr == VR_SQ && node->item == nullptr && value_of(*building->set, node, &size) != nullptr)
         return VR_UN;   // bytes that are no items
     const VR_Form &form = vr_form(vr);
     if (form.is_later && building->options->later_vrs_as_un)
@@ -48,15 +49,16 @@ static unsigned short written_vr(const Building *building, const DICOM_List *nod
 // Whether the value of an attribute without items is the host's to write.
 static bool is_hosts_value(const Building *building, const DICOM_List *node, unsigned char mode)
 {
-    bool has_bytes = node->size > 0 && (node->data != nullptr || true_vr(node) != VR_SQ);
+    int size = 0;
+    bool has_bytes = value_of(*building->set, node, &size) != nullptr;
     if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))
         return true;
     if (!has_bytes)
         return is_explicit(mode) && vr_form(true_vr(node)).is_later;
     const VR_Form &form = vr_form(true_vr(node));
     bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
-    bool is_unread = node->data == nullptr;
-    return is_unread || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
+    bool is_unread = node->data == nullptr, is_padded = building->options->even_lengths && node->size % 2 != 0;
+    return is_unread || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
            (is_explicit(mode) && form.is_later);
 }
 
@@ -84,16 +86,24 @@ bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
 
 // ---- values ---------------------------------------------------------------------------
 
+static void append_padding(bool is_padded, char padding, Pieces *to)
+{
+    if (is_padded)
+        append_text(to, &padding, 1);
+}
+
 static void append_value(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
 {
     int size = 0;
     const char *bytes = value_of(*building->set, node, &size);
     unsigned short vr = is_explicit(mode) ? written_vr(building, node) : static_cast<unsigned short>(VR_NONE);
-    append_header(to, mode, node->group, node->element, vr, static_cast<unsigned int>(size));
+    bool is_padded = building->options->even_lengths && size % 2 != 0;
+    append_header(to, mode, node->group, node->element, vr, static_cast<unsigned int>(size) + is_padded);
     // What an UN holds is little endian whatever the stream is (DICOM PS3.5, 6.2.2).
     bool is_big = is_big_endian(mode) && vr != VR_UN;
     bool is_turned = is_big != is_big_endian(node->syntax);
     append_range(to, bytes, size, is_turned ? turning_unit(node) : 1);
+    append_padding(is_padded, padding_of(node), to);
 }
 
 static void append_fragments(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
@@ -102,8 +112,10 @@ static void append_fragments(Building *building, const DICOM_List *node, unsigne
     for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
         int size = 0;
         const char *bytes = value_of(*building->set, node->item[i], &size);
-        append_header(to, mode, GROUP_ITEM, ELEMENT_ITEM, VR_NONE, static_cast<unsigned int>(size));
+        bool is_padded = building->options->even_lengths && size % 2 != 0;
+        append_header(to, mode, GROUP_ITEM, ELEMENT_ITEM, VR_NONE, static_cast<unsigned int>(size) + is_padded);
         append_range(to, bytes, size, 1);
+        append_padding(is_padded, '\0', to);
     }
     append_header(to, mode, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0);
 }
@@ -156,14 +168,11 @@ static bool append_opaque_items(Building *building, const DICOM_List *node, cons
 
     Data_Set inner;
     std::string error;
-    bool done = load_opaque(*building->set, which, Load_Options(), &inner, &error) == LOADED;
+    bool done = open_opaque(*building->set, which, &inner, &error) == LOADED;
     if (!done)
         fail(building, node, error.c_str());
-    if (done) {
-        make_editable(&inner);
-        if (options.change != nullptr && !options.change(&inner, options.user, &error))
-            done = fail(building, node, error.c_str());
-    }
+    if (done && options.change != nullptr && !options.change(&inner, options.user, &error))
+        done = fail(building, node, error.c_str());
     if (done) {
         prepare_tree(&inner, options);
         Building inside = {&inner, building->options, building->inside_opaque + 1, nullptr, {}};

@@ -2,6 +2,8 @@
 // which it can be changed and written.
 #include "host/save_internal.h"
 
+#include <limits.h>
+
 namespace velmora_host
 {
 
@@ -68,6 +70,16 @@ int turning_unit(const DICOM_List *node)
     return vr_form(true_vr(node)).unit;
 }
 
+char padding_of(const DICOM_List *node)
+{
+    static const unsigned short zero_padded[] = {VR_OB, VR_SQ, VR_UI, VR_UN};
+    const VR_Form &form = vr_form(true_vr(node));
+    for (unsigned short vr : zero_padded)
+        if (form.vr == vr)
+            return '\0';
+    return form.unit == 1 ? ' ' : '\0';
+}
+
 void reverse_units(const char *from, int size, int unit, char *to)
 {
     int at = 0;
@@ -82,6 +94,13 @@ void reverse_units(const char *from, int size, int unit, char *to)
 
 // ---- values ---------------------------------------------------------------------------
 
+// Whether the bytes of a sequence begin with an item or a delimiter, in either byte order: then what could be read of
+// them is in its items.
+static bool begins_with_item_tag(const char *bytes, int size)
+{
+    return size >= 2 && (memcmp(bytes, "\xFE\xFF", 2) == 0 || memcmp(bytes, "\xFF\xFE", 2) == 0);
+}
+
 const char *value_of(const Data_Set &set, const DICOM_List *node, int *size)
 {
     *size = 0;
@@ -90,8 +109,10 @@ const char *value_of(const Data_Set &set, const DICOM_List *node, int *size)
     bool is_in_source = (node->flag & ORIGIN_DICOM) != 0 && node->data_pos >= 0 && node->data_pos <= set.source.size &&
                         node->size <= set.source.size - node->data_pos;
     const char *bytes = node->data;
-    if (bytes == nullptr && is_in_source && true_vr(node) != VR_SQ)
+    if (bytes == nullptr && is_in_source)
         bytes = set.source.bytes + node->data_pos;
+    if (bytes != nullptr && true_vr(node) == VR_SQ && begins_with_item_tag(bytes, node->size))
+        bytes = nullptr;
     if (bytes != nullptr)
         *size = node->size;
     return bytes;
@@ -269,6 +290,18 @@ void make_editable(Data_Set *set)
     make_chain_editable(set, set->tree, {0, false});
     DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELIMITERS);
     set->is_editable = true;
+}
+
+Load_Result open_opaque(const Data_Set &whole, const Opaque &which, Data_Set *set, std::string *error)
+{
+    int warning = Flag_Error_Warning, remark = Flag_Error_Report;
+    Flag_Error_Warning = Flag_Error_Report = INT_MAX;   // above any threshold
+    Load_Result result = load_opaque(whole, which, Load_Options(), set, error);
+    Flag_Error_Warning = warning;
+    Flag_Error_Report = remark;
+    if (result == LOADED)
+        make_editable(set);
+    return result;
 }
 
 static DICOM_List *make_item_mark(int depth)

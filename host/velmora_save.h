@@ -45,8 +45,15 @@ const char *value_of(const Data_Set &set, const DICOM_List *node, int *size);
 // Bytes of a value that are reversed together to change its byte order; 1: none.
 int turning_unit(const DICOM_List *node);
 
+// What fills a value up to an even length (DICOM PS3.5, 6.2).
+char padding_of(const DICOM_List *node);
+
 // Brings an unread value into its node, in little-endian order. False: not enough memory.
 bool fetch_value(const Data_Set &set, DICOM_List *node);
+
+// Loads a sequence below the ninth level, as load_opaque does it, and makes its tree editable. What is wrong with its bytes
+// was reported when the file was loaded, and is not reported again.
+Load_Result open_opaque(const Data_Set &whole, const Opaque &which, Data_Set *set, std::string *error);
 
 // ---- saving ---------------------------------------------------------------------------
 
@@ -56,6 +63,7 @@ struct Save_Options {
     bool defined_lengths = false;        // sequences and items with their lengths, else with delimiters
     bool keep_private = true;
     bool standard_groups_only = false;   // what DICOM_Write_Buffer selects; the groups left out are reported
+    bool even_lengths = false;           // a byte behind each value of an odd length
     bool later_vrs_as_un = false;        // OD, OF, OL, OV, SV, UC, UR and UV as UN, for readers that do not know them
     bool is_durable = true;              // wait until the file is on the disk
 

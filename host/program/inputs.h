@@ -9,7 +9,7 @@ struct Input {
     std::string path;
     std::string inside;   // the path below the folder that was walked; its last part where none was
     bool from_folder;     // found on a walk: no error if it is no data set
-    std::string output;   // where the result goes, as it was planned
+    std::string output = {};   // where the result goes, as it was planned
 };
 
 // Says where the result of a file goes, in the order of the files and before any work. The file is left out unless the

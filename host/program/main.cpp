@@ -19,6 +19,7 @@ static const Command *const commands[] = {
     &command_get,
     &command_check,
     &command_template,
+    &command_repair,
     &command_convert,
     &command_dict,
     &command_code,

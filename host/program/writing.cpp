@@ -114,19 +114,22 @@ static int plan_output(Input *input, void *user)
 
 // ---- one file -------------------------------------------------------------------------
 
-static bool save_changed(const Writing &writing, const Input &input, Data_Set *set, std::string *error)
+static Save_Options options_for(const Writing &writing, const Input &input)
 {
-    if (writing.into_folder) {
-        std::string folder = input.output.substr(0, input.output.rfind('/'));
-        if (!make_folders(folder)) {
-            *error = std::string("its folder cannot be made: ") + strerror(errno);
-            return false;
-        }
-    }
     Save_Options options = writing.save;
     options.source = input.path == "-" ? "" : input.path;
     if (options.in_place && writing.keeps_old)
         options.backup = input.output + ".bak";
+    return options;
+}
+
+static bool save_changed(const Writing &writing, const Input &input, const Save_Options &options, Data_Set *set,
+                         std::string *error)
+{
+    if (writing.into_folder && !make_folders(input.output.substr(0, input.output.rfind('/')))) {
+        *error = std::string("its folder cannot be made: ") + strerror(errno);
+        return false;
+    }
     return save_to_path(set, input.output.c_str(), options, error);
 }
 
@@ -137,11 +140,12 @@ static int write_loaded(const Writing &writing, const Input &input, Data_Set *se
         return refuse(name, "is not replaced, since it could not be read in full; velmora repair does that");
     begin_file(name);
     make_editable(set);
+    Save_Options options = options_for(writing, input);
     Change change = CHANGED;
     if (writing.change != nullptr)
-        change = writing.change(set, name, tally, writing.user);
+        change = writing.change(set, name, &options, tally, writing.user);
     bool is_left = writing.dry_run || (change == NOTHING_CHANGED && writing.save.in_place);
-    bool done = change != CHANGE_FAILED && (is_left || save_changed(writing, input, set, &error));
+    bool done = change != CHANGE_FAILED && (is_left || save_changed(writing, input, options, set, &error));
     end_file(set);
     if (!done && !error.empty())
         complain_about(input.output == "-" ? "standard output" : input.output, error);
@@ -168,6 +172,8 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
     if (status != STATUS_DONE)
         return status;
     Input_Choice *inputs = &writing->many.inputs;
+    if (writing->dry_run && !writing->save.in_place && inputs->paths.size() == 1)
+        writing->save.in_place = true;   // nothing is written: it need not be said where to
     if (!writing->save.in_place) {
         if (inputs->paths.empty() || (inputs->paths.size() == 1 && inputs->lists.empty()))
             return wrong_use(command, "it is not said where the result goes");

@@ -22,7 +22,9 @@ enum Change {
 // Changes a data set that was loaded and made editable; its own words go to standard output. It shares no variable with
 // the program, but the tally.
 //   name  of the file, for messages
-typedef Change (*Change_Fct)(velmora_host::Data_Set *set, const std::string &name, Tally *tally, void *user);
+//   save  how it will be saved; may be changed for this file
+typedef Change (*Change_Fct)(velmora_host::Data_Set *set, const std::string &name, velmora_host::Save_Options *save,
+                             Tally *tally, void *user);
 
 struct Writing {
     const Command *command;

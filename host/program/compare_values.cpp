@@ -1,0 +1,100 @@
+// Compares values where they stand: in their nodes or in the source, in the byte order of either.
+#include "host/program/compare_values.h"
+
+#include <string.h>
+#include <algorithm>
+
+#include "host/program/element_values.h"
+#include "tree/DICOM_Constants.h"
+
+using namespace velmora_host;
+
+static const int PORTION = 1 << 16;   // a multiple of all units
+
+// A part of a value in little-endian order: where it stands, or turned in the room.
+static const char *portion(const Sided_Node &side, const char *bytes, int at, int size, char *room)
+{
+    int unit = turning_unit(side.node);
+    if ((side.node->syntax & SYNTAX_BIG_ENDIAN) == 0 || unit == 1)
+        return bytes + at;
+    int i = 0;
+    for (; size - i >= unit; i += unit)
+        std::reverse_copy(bytes + at + i, bytes + at + i + unit, room + i);
+    memcpy(room + i, bytes + at + i, static_cast<size_t>(size - i));
+    return room;
+}
+
+static int without_padding(const DICOM_List *node, const char *bytes, int size)
+{
+    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    Value_Class kind = value_rule(vr).kind;
+    if (kind != VALUES_OF_TEXT && kind != VALUES_OF_NAMES && kind != VALUES_OF_DECIMALS)
+        return size;
+    while (size > 0 && (bytes[size - 1] == ' ' || bytes[size - 1] == '\0'))
+        size--;
+    return size;
+}
+
+bool is_same_value(const Sided_Node &a, const Sided_Node &b, bool exact)
+{
+    int size_a = 0, size_b = 0;
+    const char *bytes_a = value_of(*a.set, a.node, &size_a), *bytes_b = value_of(*b.set, b.node, &size_b);
+    if (!exact) {
+        size_a = without_padding(a.node, bytes_a, size_a);
+        size_b = without_padding(b.node, bytes_b, size_b);
+    }
+    if (size_a != size_b)
+        return false;
+    static char room_a[PORTION], room_b[PORTION];   // static: too large for the stack
+    for (int at = 0; at < size_a; at += PORTION) {
+        int size = std::min(PORTION, size_a - at);
+        if (memcmp(portion(a, bytes_a, at, size, room_a), portion(b, bytes_b, at, size, room_b),
+                   static_cast<size_t>(size)) != 0)
+            return false;
+    }
+    return true;
+}
+
+static int count_items(const DICOM_List *node)
+{
+    int count = 0;
+    while (count < node->nb_item && node->item[count] != nullptr)
+        count++;
+    return count;
+}
+
+bool has_same_fragments(const Sided_Node &a, const Sided_Node &b)
+{
+    int count = count_items(a.node);
+    if (count != count_items(b.node))
+        return false;
+    for (int i = 0; i < count; i++)
+        if (!is_same_value({a.set, a.node->item[i]}, {b.set, b.node->item[i]}, true))
+            return false;
+    return true;
+}
+
+bool has_other_vr(const DICOM_List *a, const DICOM_List *b)
+{
+    return a->vr_explicit != VR_NONE && b->vr_explicit != VR_NONE && a->vr_explicit != b->vr_explicit;
+}
+
+// At most nine levels deep, as trees are.
+bool is_same_attribute(const Sided_Node &a, const Sided_Node &b)
+{
+    if (a.node->group != b.node->group || a.node->element != b.node->element || has_other_vr(a.node, b.node) ||
+        !is_same_value(a, b, true))
+        return false;
+    int count = count_items(a.node);
+    if (count != count_items(b.node))
+        return false;
+    for (int i = 0; i < count; i++) {
+        const DICOM_List *in_a = a.node->item[i], *in_b = b.node->item[i];
+        for (; in_a != nullptr && in_b != nullptr; in_a = in_a->next, in_b = in_b->next)
+            if (!is_same_attribute({a.set, in_a}, {b.set, in_b}))
+                return false;
+        if (in_a != in_b)
+            return false;
+    }
+    return true;
+}

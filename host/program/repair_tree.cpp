@@ -1,0 +1,281 @@
+// Repairs one attribute after the other, so that it is known what was done to which.
+#include "host/program/repair_tree.h"
+
+#include <string.h>
+#include <algorithm>
+#include <vector>
+
+#include "host/program/compare_values.h"
+#include "host/program/findings.h"
+#include "host/program/messages.h"
+#include "host/program/output.h"
+#include "host/program/shown_value.h"
+#include "tree/DICOM_Constants.h"
+
+using namespace velmora_host;
+
+static const int LARGEST_FETCHED = 999999;
+static const int DEEPEST_READING = 16;   // of sequences below the ninth level, nine levels each
+
+struct Repair {
+    Data_Set *set;
+    Repair_Report *report;
+    std::vector<std::string> reasons;   // of the library, for the attribute at hand
+    bool cut_text;                      // one of them is about the length or the number of values of a text
+    bool lost_characters;               // one of them is about characters that were taken out
+};
+
+static void write_line(const Repair_Report *report, const std::string &text)
+{
+    if (!report->is_quiet)
+        write_out(visible(report->name) + ": " + text + "\n");
+}
+
+void report_repair(Repair_Report *report, const std::string &text)
+{
+    report->other++;
+    write_line(report, text);
+}
+
+// ---- one value ------------------------------------------------------------------------
+
+static void take_reason(void *user, int level, const char *text)
+{
+    Repair *repair = static_cast<Repair *>(user);
+    if (level != LEVEL_WARNINGS && level != LEVEL_REMARKS)
+        return complain("%s", text_of_report(text).c_str());
+    Finding finding = finding_of(level, text);
+    repair->reasons.push_back(finding.text);
+    for (const char *kind : {"length", "values", "backslash"})
+        repair->cut_text |= strcmp(finding.kind, kind) == 0;
+    repair->lost_characters |= strcmp(finding.kind, "characters") == 0;
+}
+
+static std::string reasons_text(const Repair &repair)
+{
+    std::string text;
+    for (const std::string &reason : repair.reasons)
+        text += (text.empty() ? ": " : "; ") + reason;
+    return text;
+}
+
+// What the node was before, for as long as it is being mended.
+struct Before {
+    std::string bytes, shown;
+    unsigned short flag;
+};
+
+static void give_value(DICOM_List *node, const std::string &bytes)
+{
+    char *block = node->data;
+    if (!DICOM_Lib_Realloc(&block, static_cast<unsigned int>(bytes.size())))
+        throw std::bad_alloc();
+    memcpy(block, bytes.data(), bytes.size());
+    node->data = block;
+    node->size = static_cast<int>(bytes.size());
+}
+
+// A UID without its stray characters would be another UID, which nothing refers to.
+static bool is_other_uid(const Repair &repair, const DICOM_List *node)
+{
+    return repair.lost_characters && (node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr) == VR_UI;
+}
+
+// The library counts bytes, and takes every 5C for a backslash. In a text of more than ASCII these may be parts of
+// characters, so that what it finds there is no reason to cut the text.
+static bool may_be_wrong(const Repair &repair, const DICOM_List *node, const Before &before)
+{
+    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    return repair.cut_text && value_rule(vr).is_free && !is_plain_text(before.bytes.data(), before.bytes.size());
+}
+
+// No rule looks at what has the VR UN, but the number of its values would be counted; and an image is not taken out for
+// its length.
+static bool has_rule(const DICOM_List *node)
+{
+    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    bool is_guess = node->vr_explicit == VR_NONE && (node->flag & FLAG_GUESSED_VR) != 0;
+    return vr != VR_UN && !is_guess && node->group != 0x7FE0 && !is_item_mark(node);
+}
+
+static void repair_value(Repair *repair, DICOM_List *node, const std::string &path, const Value_Context &context)
+{
+    Before before = {std::string(node->data, static_cast<size_t>(node->size)), "", node->flag};
+    repair->reasons.clear();
+    repair->cut_text = repair->lost_characters = false;
+    int threshold = Error_Get_Threshold();
+    Error_Set_Threshold(LEVEL_REMARKS);
+    take_reports(take_reason, repair);
+    DICOM_Attribute_Cleanup_Tag(nullptr, node);
+    take_reports(nullptr, nullptr);
+    Error_Set_Threshold(threshold);
+    bool is_uid = is_other_uid(*repair, node);
+    if (is_uid || may_be_wrong(*repair, node, before)) {
+        give_value(node, before.bytes);
+        node->flag = before.flag;
+        if (is_uid)
+            write_line(repair->report, shown_place(path, node, VR_UI) + ": " +
+                                           shown_value(*repair->set, node, context) + " left as it is, though no UID");
+        return;
+    }
+    bool is_kept = node->data != nullptr && before.bytes.size() == static_cast<size_t>(node->size) &&
+                   memcmp(node->data, before.bytes.data(), before.bytes.size()) == 0;
+    bool is_invalid = (node->flag & FLAG_INVALID) != 0;
+    if (is_kept && !is_invalid)
+        return;
+
+    std::string now = is_invalid ? "removed" : "became " + shown_value(*repair->set, node, context);
+    std::string cleaned(node->data != nullptr ? node->data : "", static_cast<size_t>(node->size));
+    give_value(node, before.bytes);   // to show it by its VR
+    std::string was = shown_value(*repair->set, node, context);
+    if (cleaned.empty())
+        DICOM_Lib_Free(&node->data);
+    else
+        give_value(node, cleaned);
+    node->size = static_cast<int>(cleaned.size());
+
+    unsigned short vr = value_vr(node, context);
+    (is_invalid ? repair->report->removed : repair->report->changed)++;
+    if (!is_invalid && (now == "became " + was || was == "''"))
+        now = "padding mended";
+    write_line(repair->report, shown_place(path, node, vr) + ": " + was + " " + now + reasons_text(*repair));
+}
+
+// ---- the tree -------------------------------------------------------------------------
+
+// Values that a rule looks at and that were left in the source.
+static bool is_to_be_fetched(const DICOM_List *node)
+{
+    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    return node->data == nullptr && node->item == nullptr && node->size > 0 && node->size <= LARGEST_FETCHED &&
+           value_rule(vr).kind != VALUES_OF_BYTES && value_rule(vr).kind != VALUES_OF_ITEMS;
+}
+
+static void repair_length(Repair *repair, const DICOM_List *node, const std::string &path, const Value_Context &context)
+{
+    int size = 0;
+    if (value_of(*repair->set, node, &size) == nullptr || size % 2 == 0)
+        return;
+    repair->report->changed++;
+    write_line(repair->report, shown_place(path, node, value_vr(node, context)) + ": " + std::to_string(size) +
+                                   " bytes padded to an even length");
+}
+
+static int64_t done_so_far(const Repair_Report &report)
+{
+    return report.changed + report.removed + report.other;
+}
+
+// A sequence below the ninth level. The repair is made on a data set of its own, to see what it comes to; it is made
+// again on the one that is written.
+static void repair_opaque(Repair *repair, const Opaque &which, const std::string &path)
+{
+    if (repair->report->depth == DEEPEST_READING)
+        return;
+    Data_Set inner;
+    std::string error;
+    int64_t before = done_so_far(*repair->report);
+    repair->report->depth++;
+    if (open_opaque(*repair->set, which, &inner, &error) == LOADED)
+        repair_tree(&inner, path, repair->report);
+    repair->report->depth--;
+    if (repair->report->depth == 0)
+        repair->report->below += done_so_far(*repair->report) - before;
+    release_data_set(&inner);
+    select_data_set(*repair->set);
+}
+
+// At most nine levels deep, as the tree is.
+static void repair_chain(Repair *repair, DICOM_List *list, const std::string &path, const Value_Context &around)
+{
+    Value_Context context = context_of(*repair->set, list, around);
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (const Opaque *opaque = node->item == nullptr ? find_opaque(*repair->set, node) : nullptr) {
+            repair_opaque(repair, *opaque, path);
+            continue;
+        }
+        if (is_to_be_fetched(node) && !fetch_value(*repair->set, node))
+            throw std::bad_alloc();
+        if (node->data != nullptr && node->size > 0 && node->item == nullptr && has_rule(node))
+            repair_value(repair, node, path, context);
+        if ((node->flag & FLAG_DELETED) != 0) {
+            repair->report->removed++;
+            write_line(repair->report, shown_place(path, node, value_vr(node, context)) + ": removed, it has no value");
+        }
+        repair_length(repair, node, path, context);
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            repair_chain(repair, node->item[i], path_into(path, node, i + 1), context);
+    }
+}
+
+// ---- order and duplicates -------------------------------------------------------------
+
+static unsigned int tag_number(const DICOM_List *node)
+{
+    return static_cast<unsigned int>(node->group) << 16 | node->element;
+}
+
+static bool is_sorted(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        const DICOM_List *next = node->next;   // group 0002 stands in front, whatever follows
+        if (next != nullptr && node->group != GROUP_FILE_META && tag_number(next) < tag_number(node))
+            return false;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            if (!is_sorted(node->item[i]))
+                return false;
+    }
+    return true;
+}
+
+static bool is_empty(const Data_Set &set, const DICOM_List *node)
+{
+    int size = 0;
+    return node->item == nullptr && value_of(set, node, &size) == nullptr && find_opaque(set, node) == nullptr;
+}
+
+// Which of two attributes of one tag says nothing that the other does not say; null: both are needed.
+static DICOM_List *spare_one(const Data_Set &set, DICOM_List *first, DICOM_List *second)
+{
+    if (is_empty(set, second) || is_same_attribute({&set, first}, {&set, second}))
+        return second;
+    return is_empty(set, first) ? first : nullptr;
+}
+
+// A tag stands once in a data set (DICOM PS3.5, 7.1).
+static void mark_duplicates(Repair *repair, DICOM_List *list, const std::string &path)
+{
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            mark_duplicates(repair, node->item[i], path_into(path, node, i + 1));
+        DICOM_List *next = node->next;
+        if (next == nullptr || tag_number(next) != tag_number(node))
+            continue;
+        if (DICOM_List *spare = spare_one(*repair->set, node, next)) {
+            spare->flag |= FLAG_INVALID;
+            repair->report->removed++;
+            write_line(repair->report, shown_place(path, spare, VR_NONE) + ": removed, it stands there twice");
+        } else {
+            Error_Fct(nullptr, Flag_Error_Warning,
+                      "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) stands there twice with different values, "
+                      "and both are kept",
+                      node->group, node->element);
+        }
+    }
+}
+
+void repair_tree(Data_Set *set, const std::string &path, Repair_Report *report)
+{
+    Repair repair = {set, report, {}, false, false};
+    repair_chain(&repair, set->tree, path, outer_context());
+    DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELETED);   // and what is invalid
+    close_gaps(set->tree);
+    if (!is_sorted(set->tree)) {
+        DICOM_Root root = {};
+        DICOM_Attribute_Sort(nullptr, &root, &set->tree);
+        report_repair(report, (path.empty() ? "" : path + " ") + "attributes put into the order of their tags");
+    }
+    mark_duplicates(&repair, set->tree, path);
+    DICOM_Attribute_Remove(nullptr, &set->tree, 0);
+    close_gaps(set->tree);
+}
