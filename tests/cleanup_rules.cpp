@@ -65,6 +65,7 @@ static const Case CASES[] = {
     {"PN", of(320, 'x'), of(320, 'x'), 1, 0}, {"LO", "abc\\", "abc ", 1, CHANGED, LAST_BACKSLASH},
     {"LO", "abc\\\\", "abc\\", 1, CHANGED, LAST_BACKSLASH}, {"LO", "\\", GONE, 1, CHANGED, LAST_BACKSLASH},
     {"LO", "abc\\", "abc\\", 1, 0, "", 0x0009}, {"LT", "line\\\\", "line\\\\", 1, 0},
+    {"ST", of(1024, 'k') + " ", of(1024, 'k'), 1, 0},
     {"ST", of(1024, 'k') + "end", of(1024, 'k'), 1, CHANGED, LONG_ST_WITH_SHORT_TAIL},
     {"ST", "start" + of(1009, '.') + "the end" + of(3, '!') + of(32, '#') + "more",
          "start" + of(1009, '.') + "the end" + of(3, '!'), 1, CHANGED, LONG_ST},
