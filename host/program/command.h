@@ -24,6 +24,7 @@ extern const Command command_check;
 extern const Command command_code;
 extern const Command command_convert;
 extern const Command command_dict;
+extern const Command command_diff;
 extern const Command command_dump;
 extern const Command command_get;
 extern const Command command_repair;

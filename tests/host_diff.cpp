@@ -1,0 +1,68 @@
+// Whole runs of velmora diff.
+#include <gtest/gtest.h>
+
+#include "tests/host_runs.h"
+#include "tests/host_saved.h"
+
+using namespace velmora_host;
+
+static Bytes body(const Bytes &id, const Bytes &code, int syntax = SYNTAX_EXPLICIT)
+{
+    Bytes inner = item({element({0x0008, 0x0104}, "LO", code, syntax)}, BY_DELIMITER, syntax);
+    return element({0x0008, 0x0060}, "CS", "CT", syntax) +
+           sequence({0x0008, 0x1140}, BY_DELIMITER, {inner, inner}, syntax) +
+           element({0x0010, 0x0020}, "LO", id, syntax) +
+           element({0x0020, 0x9157}, "UL", in_order("1234", 4, syntax), syntax) +
+           element({0x5400, 0x1010}, "OW", in_order(Bytes(70001, 'p') + "q", 2, syntax), syntax);
+}
+
+static Outcome diff(const Bytes &a, const Bytes &b, std::vector<std::string> options = {})
+{
+    Folder folder;
+    folder.write("a", a);
+    folder.write("b", b);
+    options.insert(options.begin(), "diff");
+    options.insert(options.end(), {"a", "b"});
+    return run_program(VELMORA_PROGRAM, options, "", folder.path);
+}
+
+TEST(HostDiff, FindsNoDifferenceInWhatWasConverted)
+{
+    for (int from : {0, 8, 9}) {
+        for (int to : {0, 8, 9}) {
+            Outcome run = diff(body("1234", "code", from), body("1234", "code", to));
+            EXPECT_EQ(run.status, 0) << from << " " << to << "\n" << run.out;
+            EXPECT_EQ(run.out, "");
+        }
+    }
+}
+
+TEST(HostDiff, TellsWhatDiffersByPath)
+{
+    Bytes a = body("1234", "code") + element({0x7FF0, 0x0010}, "LO", "only"), b = body("5678", "Code");
+    Outcome run = diff(a, b);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "--- a\n+++ b\n"
+                       "- 0008,1140[1]/0008,0104 LO Code Meaning: 'code'\n"
+                       "+ 0008,1140[1]/0008,0104 LO Code Meaning: 'Code'\n"
+                       "- 0008,1140[2]/0008,0104 LO Code Meaning: 'code'\n"
+                       "+ 0008,1140[2]/0008,0104 LO Code Meaning: 'Code'\n"
+                       "- 0010,0020 LO Patient ID: '1234'\n"
+                       "+ 0010,0020 LO Patient ID: '5678'\n"
+                       "- 7ff0,0010 LO: 'only'\n");
+    EXPECT_EQ(diff(a, b, {"--ignore", "CodeMeaning", "--ignore", "7ff0,*", "--ignore", "0010,0020"}).status, 0);
+    EXPECT_EQ(diff(a, b, {"-q"}).out, "");
+    run = diff(body("1234", "code"), body("12  ", "code"), {"--format", "jsonl"});
+    EXPECT_EQ(run.out, "{\"path\":\"0010,0020\",\"tag\":\"0010,0020\",\"change\":\"changed\","
+                       "\"a\":{\"vr\":\"LO\",\"value\":\"'1234'\"},\"b\":{\"vr\":\"LO\",\"value\":\"'12'\"}}\n");
+}
+
+TEST(HostDiff, TakesPaddingAndVRsIntoAccountAsAsked)
+{
+    EXPECT_EQ(diff(body("12", "code"), body("12  ", "code")).status, 0);
+    EXPECT_EQ(diff(body("12", "code"), body("12  ", "code"), {"--exact"}).status, 1);
+    Bytes first = element({0x0008, 0x0060}, "CS", "CT");
+    EXPECT_EQ(diff(first + element({0x0010, 0x0020}, "LO", "ID"), first + element({0x0010, 0x0020}, "SH", "ID")).status,
+              1);
+    EXPECT_EQ(diff(first, "no data set").status, 3);
+}
