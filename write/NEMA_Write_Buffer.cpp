@@ -200,10 +200,14 @@ static char *put_end(const Encoding &how, char *content, char *out, unsigned sho
     return out;
 }
 
+static void trace_writing(HWND window, const DICOM_List *tag)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
+}
+
 // Fills exactly the bytes that measure has counted.
 static char *put_attribute(const Encoding &how, char *out, const DICOM_List *tag)
 {
-    REPORT(how.window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
     if (working_vr(tag) != VR_SQ)
         return put_plain(how, out, tag);
 
@@ -212,8 +216,10 @@ static char *put_attribute(const Encoding &how, char *out, const DICOM_List *tag
     for (int i = 0; const DICOM_List *node = item_at(tag, i); i++) {
         out = put_item_tag(how.syntax, out, ELEMENT_ITEM, UNDEFINED_LENGTH);
         char *content = out;
-        for (; node != nullptr; node = node->next)
+        for (; node != nullptr; node = node->next) {
+            trace_writing(how.window, node);
             out = put_attribute(how, out, node);
+        }
         out = put_end(how, content, out, ELEMENT_ITEM_END);
     }
     return put_end(how, items, out, ELEMENT_SEQUENCE_END);
@@ -250,6 +256,7 @@ bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Blo
     int size = attribute_size(how, tag);
     if (size == 0 || !reserve(window, to, size))
         return false;
+    trace_writing(window, tag);
     put_attribute(how, *to->buffer + to->used, tag);
     to->used += static_cast<unsigned int>(size);
     return true;
@@ -307,6 +314,7 @@ int DICOM_Attribute_Size(HWND window, char syntax, const DICOM_List *tag)
 char *DICOM_Attribute_To_Str(HWND window, char syntax, const DICOM_List *tag)
 {
     Encoding how = encoding_of(window, syntax);
+    trace_writing(window, tag);
     int size = attribute_size(how, tag);
     if (size == 0)
         return nullptr;
