@@ -26,6 +26,7 @@ extern const Command command_convert;
 extern const Command command_dict;
 extern const Command command_diff;
 extern const Command command_dump;
+extern const Command command_edit;
 extern const Command command_get;
 extern const Command command_repair;
 extern const Command command_template;

@@ -1,0 +1,81 @@
+// Whole runs of velmora edit.
+#include <gtest/gtest.h>
+
+#include "tests/host_runs.h"
+#include "tests/host_saved.h"
+
+static const Tag REFERENCES = {0x0008, 0x1140}, CODE = {0x0008, 0x0104};
+static const Bytes FIRST = element({0x0008, 0x0060}, "CS", "CT");
+
+struct Edited {
+    int status;
+    Bytes body;
+    std::string err;
+};
+
+static Edited edit(const std::vector<std::string> &options, const Bytes &body)
+{
+    std::vector<std::string> arguments = {"edit"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), {"-", "-"});
+    Outcome run = run_program(VELMORA_PROGRAM, arguments, part10_head("1.2.840.10008.1.2.1") + body);
+    return {run.status, behind_head(run.out), run.err};
+}
+
+static Bytes codes(const std::vector<Bytes> &texts)
+{
+    std::vector<Bytes> items;
+    for (const Bytes &text : texts)
+        items.push_back(item({text.empty() ? "" : element(CODE, "LO", text)}, BY_DELIMITER));
+    return sequence(REFERENCES, BY_DELIMITER, items);
+}
+
+TEST(HostEdit, SetsValuesByTheirVR)
+{
+    const struct {
+        const char *set;
+        Bytes written;
+    } rows[] = {
+        {"PatientName=Doe^Jane", element({0x0010, 0x0010}, "PN", "Doe^Jane")},
+        {"0010,0030=20240229", element({0x0010, 0x0030}, "DA", "20240229")},
+        {"0020,000d=1.2.3", element({0x0020, 0x000D}, "UI", Bytes("1.2.3\0", 6))},
+        {"0028,0030=0.123456789\\2", element({0x0028, 0x0030}, "DS", "0.123456789\\2 ")},
+        {"0028,0010=513", element({0x0028, 0x0010}, "US", number_16(513))},
+        {"0018,9219=-2", element({0x0018, 0x9219}, "SS", number_16(0xFFFE))},
+        {"0028,0009=0018,1063", element({0x0028, 0x0009}, "AT", number_16(0x18) + number_16(0x1063))},
+        {"0029,1001:LO=mine", element({0x0029, 0x1001}, "LO", "mine")},
+        {"0010,0010=", element({0x0010, 0x0010}, "PN", "")},
+    };
+    for (const auto &row : rows) {
+        Edited edited = edit({"--set", row.set}, FIRST);
+        EXPECT_EQ(edited.body, FIRST + row.written) << row.set << edited.err;
+    }
+    EXPECT_EQ(edit({"--set", "0010,0020=new"}, FIRST + element({0x0010, 0x0020}, "LO", Bytes(2000, 'o'))).body,
+              FIRST + element({0x0010, 0x0020}, "LO", "new "));
+}
+
+TEST(HostEdit, RefusesWhatIsNoValue)
+{
+    for (const char *set : {"0010,0030=yesterday", "0028,0010=70000", "0028,0010=x", "0028,0010=1\\2", "0029,1001=x",
+                            "0008,1140=x", "0010,0010=\xC3\xA4", "0008,1140[5]/0008,0104=x"}) {
+        Edited edited = edit({"--set", set}, FIRST + codes({"a "}));
+        EXPECT_EQ(edited.status, 3) << set;
+        EXPECT_EQ(edited.body, "") << set;
+        EXPECT_NE(edited.err.find("is not changed: "), std::string::npos) << edited.err;
+    }
+    EXPECT_EQ(edit({"--set", "0002,0010=1.2"}, FIRST).status, 2);
+    EXPECT_EQ(edit({}, FIRST).status, 2);
+}
+
+TEST(HostEdit, ReachesIntoSequences)
+{
+    Bytes in = FIRST + codes({"a ", "b ", "c "});
+    EXPECT_EQ(edit({"--set", "0008,1140[2]/0008,0104=B"}, in).body, FIRST + codes({"a ", "B ", "c "}));
+    EXPECT_EQ(edit({"--set", "0008,1140/0008,0104=B"}, in).body, FIRST + codes({"B ", "B ", "B "}));
+    EXPECT_EQ(edit({"--set", "0008,1140[4]/0008,0104=D"}, in).body, FIRST + codes({"a ", "b ", "c ", "D "}));
+    EXPECT_EQ(edit({"--set", "0008,1140[1]/0008,0104=A"}, FIRST).body, FIRST + codes({"A "}));
+    EXPECT_EQ(edit({"--delete", "0008,1140[2]/0008,0104"}, in).body, FIRST + codes({"a ", "", "c "}));
+    EXPECT_EQ(edit({"--delete", "0008,0104"}, in).body, in);
+    EXPECT_EQ(edit({"--all", "--delete", "0008,0104"}, in).body, FIRST + codes({"", "", ""}));
+    EXPECT_EQ(edit({"--delete", "0008,11*"}, in).body, FIRST);
+}
