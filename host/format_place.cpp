@@ -13,12 +13,16 @@ namespace velmora_host
 static const DICOM_List *last_found = nullptr;
 static const DICOM_List *before_last = nullptr;   // what stands in front of it
 static const Data_Set *formatted_set = nullptr;
+static int64_t steps_left = 0;   // what the search may still cost: each report can lead it to the end of the chain
+
+static const int64_t MOST_STEPS = 20000000;
 
 void begin_formatting(const Data_Set *set, const DICOM_List *first)
 {
     formatted_set = set;
     last_found = first;
     before_last = nullptr;
+    steps_left = MOST_STEPS;
 }
 
 void end_formatting()
@@ -95,7 +99,7 @@ static const DICOM_List *find_formatted(const char *report)
     auto row = std::find_if(std::begin(reason_rows), std::end(reason_rows),
                             [report](const Reason_Row &each) { return strstr(report, each.text) != nullptr; });
     const DICOM_List *before = before_last;
-    for (const DICOM_List *node = last_found; node != nullptr; before = node, node = node->next) {
+    for (const DICOM_List *node = last_found; node != nullptr && steps_left-- > 0; before = node, node = node->next) {
         if (node->group != group || node->element != element ||
             (row != std::end(reason_rows) && !row->is_given(before, node, report)))
             continue;

@@ -284,3 +284,17 @@ TEST(Check, CountsWhatRepeats)
         EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 50) << jobs;
     }
 }
+
+TEST(Check, TellsOfAThousandKindsInAFile)
+{
+    Folder folder;
+    Bytes bytes = CLEAN;
+    for (int i = 0; i < 1100; i++)
+        bytes += element({0x0011, static_cast<unsigned short>(0x1000 + i)}, "AS", "12");
+    folder.write("a", bytes);
+    std::string out = check({"a"}, folder.path).out;
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1002);
+    EXPECT_NE(out.find("\na: 100 findings more; --verbose tells each\n1 file: 1 with findings (1100 warnings, 0 "
+                       "remarks)\n"),
+              std::string::npos);
+}

@@ -33,6 +33,8 @@ struct Early {
 struct Chain {
     const Data_Set *set;
     const DICOM_List *list;
+    bool has_context;   // which is made when it is first asked for
+    Value_Context context;
 };
 
 struct Check {
@@ -205,11 +207,15 @@ static void ignore_report(void *, int, const char *)
 }
 
 // The context of the values in the chain that is judged.
-static Value_Context context_of_chain(const Check &check)
+static Value_Context context_of_chain(Check *check)
 {
     Value_Context context = outer_context();
-    for (const Chain &chain : check.chains)
-        context = context_of(*chain.set, chain.list, context);
+    for (Chain &chain : check->chains) {
+        if (!chain.has_context)
+            chain.context = context_of(*chain.set, chain.list, context);
+        chain.has_context = true;
+        context = chain.context;
+    }
     return context;
 }
 
@@ -231,7 +237,7 @@ static void judge_characters(Check *check, DICOM_List *alone)
 
     std::string utf8, characters;
     take_reports(ignore_report, nullptr);
-    Value_Context context = context_of_chain(*check);
+    Value_Context context = context_of_chain(check);
     take_reports(take_value_report, check);
     append_utf8(context.charset, alone->data, static_cast<size_t>(alone->size), text_kind(rule), &utf8);
     for (char c : utf8)
@@ -301,7 +307,7 @@ static void judge_opaque(Check *check, const DICOM_List *node);
 // At most nine levels deep, as the tree is.
 static void judge_chain(Check *check, const DICOM_List *list)
 {
-    check->chains.push_back({check->set, list});
+    check->chains.push_back({check->set, list, false, {}});
     for (const DICOM_List *node = list; node != nullptr; node = node->next) {
         if (node->group == GROUP_ITEM)
             continue;

@@ -13,7 +13,8 @@
 #include "host/program/tag_path.h"
 #include "tree/Velmora_DICOM.h"
 
-static const int64_t SHOWN_OF_A_KIND = 3;   // of the same attribute in one file
+static const int64_t SHOWN_OF_A_KIND = 3;     // of the same attribute in one file
+static const size_t KINDS_OF_A_FILE = 1000;   // what is in more is only counted
 
 // ---- kinds ----------------------------------------------------------------------------
 
@@ -238,6 +239,10 @@ void Finding_Teller::add(const Finding &finding)
         return write_out(line_of(file, finding, true));
 
     std::string mask = tag_text(finding.group, finding.element) + finding.mask;
+    if (counts.size() == KINDS_OF_A_FILE && by_mask.count(mask) == 0) {
+        others++;
+        return;
+    }
     auto [at, is_new] = by_mask.emplace(mask, counts.size());
     if (is_new) {
         counts.push_back(0);
@@ -260,4 +265,6 @@ void Finding_Teller::finish()
             {i, visible(file) + ": " + std::to_string(counts[i] - SHOWN_OF_A_KIND) + " more" + text});
     }
     tell_folded(folded);
+    if (others > 0)
+        write_out(visible(file) + ": " + std::to_string(others) + " findings more; --verbose tells each\n");
 }

@@ -48,6 +48,7 @@ struct Finding_Teller {
     Folded_Lines folded;
     std::unordered_map<std::string, size_t> by_mask;   // numbers of the kinds in folded
     std::vector<int64_t> counts;                       // of each of them
+    int64_t others = 0;                                // of further kinds
 };
 
 // One line for a file that could not be looked at.
