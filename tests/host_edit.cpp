@@ -67,6 +67,26 @@ TEST(HostEdit, RefusesWhatIsNoValue)
     EXPECT_EQ(edit({}, FIRST).status, 2);
 }
 
+TEST(HostEdit, WritesTextsInTheCharacterSet)
+{
+    const struct {
+        const char *charset;
+        Bytes written;   // empty: it is refused
+    } rows[] = {
+        {"ISO_IR 192", "J\xC3\xBCrgen "},
+        {"ISO_IR 100", "J\xFCrgen"},
+        {"ISO_IR 144", ""},
+        {"\\ISO 2022 IR 87", ""},
+    };
+    for (const auto &row : rows) {
+        Bytes charset = element({0x0008, 0x0005}, "CS", row.charset);
+        Edited edited = edit({"--set", "0010,0010=J\xC3\xBCrgen"}, charset);
+        Bytes name = row.written.size() % 2 != 0 ? row.written + " " : row.written;
+        EXPECT_EQ(edited.body, row.written.empty() ? "" : charset + element({0x0010, 0x0010}, "PN", name))
+            << row.charset << edited.err;
+    }
+}
+
 TEST(HostEdit, ReachesIntoSequences)
 {
     Bytes in = FIRST + codes({"a ", "b ", "c "});

@@ -1,0 +1,283 @@
+// Sets attributes from texts: the place in the tree, the VR, the bytes of the value.
+#include "host/program/assignment.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <algorithm>
+#include <new>
+
+#include "host/program/element_values.h"
+#include "host/program/output.h"
+#include "host/velmora_save.h"
+#include "tree/DICOM_Constants.h"
+
+using namespace velmora_host;
+
+// ---- values ---------------------------------------------------------------------------
+
+static std::vector<std::string> split(const std::string &text)
+{
+    std::vector<std::string> parts;
+    for (size_t start = 0; start <= text.size();) {
+        size_t end = text.find('\\', start);
+        end = end == std::string::npos ? text.size() : end;
+        parts.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return parts;
+}
+
+static void append_little(std::string *to, uint64_t bits, int size)
+{
+    for (int i = 0; i < size; i++)
+        to->push_back(static_cast<char>(bits >> 8 * i & 0xFF));
+}
+
+static bool append_real(const std::string &text, int size, std::string *to)
+{
+    char *end = nullptr;
+    double number = strtod(text.c_str(), &end);
+    float single = static_cast<float>(number);
+    uint64_t bits = 0;
+    uint32_t single_bits = 0;
+    memcpy(&bits, &number, sizeof bits);
+    memcpy(&single_bits, &single, sizeof single_bits);
+    append_little(to, size == 8 ? bits : single_bits, size);
+    return !text.empty() && *end == '\0';
+}
+
+static bool append_integer(const std::string &text, int size, bool is_signed, std::string *to)
+{
+    char *end = nullptr;
+    long long number = strtoll(text.c_str(), &end, 10);
+    long long most = is_signed ? (1LL << (8 * size - 1)) - 1 : (1LL << 8 * size) - 1;
+    long long least = is_signed ? -most - 1 : 0;
+    append_little(to, static_cast<uint64_t>(number), size);
+    return !text.empty() && *end == '\0' && number >= least && number <= most;
+}
+
+static bool append_tag(const std::string &text, std::string *to)
+{
+    Tag_Path path;
+    std::string error;
+    if (!parse_tag_path(text, &path, &error) || path.steps.size() != 1 || !path.steps[0].is_exact)
+        return false;
+    append_little(to, path.steps[0].group, 2);
+    append_little(to, path.steps[0].element, 2);
+    return true;
+}
+
+// The bytes of a value, little endian. False: it is none of this VR.
+static bool make_value(unsigned short vr, const std::string &text, std::string *bytes)
+{
+    static const struct {
+        unsigned short vr;
+        int size;
+        bool is_signed, is_real;
+    } numbers[] = {
+        {VR_US, 2, false, false},
+        {VR_SS, 2, true,  false},
+        {VR_UL, 4, false, false},
+        {VR_SL, 4, true,  false},
+        {VR_FL, 4, true,  true },
+        {VR_FD, 8, true,  true },
+    };
+    if (text.empty())
+        return true;
+    for (const auto &row : numbers) {
+        if (row.vr != vr)
+            continue;
+        for (const std::string &part : split(text))
+            if (!(row.is_real ? append_real(part, row.size, bytes)
+                              : append_integer(part, row.size, row.is_signed, bytes)))
+                return false;
+        return true;
+    }
+    if (vr == VR_AT) {
+        for (const std::string &part : split(text))
+            if (!append_tag(part, bytes))
+                return false;
+        return true;
+    }
+    Value_Class kind = value_rule(vr).kind;
+    *bytes = text;
+    return kind == VALUES_OF_TEXT || kind == VALUES_OF_NAMES || kind == VALUES_OF_DECIMALS;
+}
+
+// ---- setting --------------------------------------------------------------------------
+
+struct Setting {
+    Data_Set *set;
+    const Assignment *what;
+    DICOM_Root root;
+    std::string error;
+};
+
+static bool fail(Setting *setting, const std::string &error)
+{
+    setting->error = error;
+    return false;
+}
+
+static unsigned short vr_for(const Setting &setting, const DICOM_List *node, const Tag_Step &step)
+{
+    if (setting.what->vr != VR_NONE)
+        return setting.what->vr;
+    if (node != nullptr)
+        return node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    const TAG_db_Elems *row = NEMA_db_Locate(step.group, step.element);
+    return row != nullptr ? row->vr[0] : static_cast<unsigned short>(VR_NONE);
+}
+
+static Character_Set charset_of(const Data_Set &set)
+{
+    Character_Set charset;
+    std::string unknown;
+    for (const DICOM_List *node = set.tree; node != nullptr; node = node->next)
+        if (node->group == 0x0008 && node->element == 0x0005 && node->data != nullptr)
+            parse_character_set(node->data, static_cast<size_t>(node->size), &charset, &unknown);
+    return charset;
+}
+
+// The byte of a set of single bytes for a character, found by trying them all. -1: there is none.
+static int byte_of(const Character_Set &charset, const std::string &character)
+{
+    for (int byte = 0x80; byte <= 0xFF; byte++) {
+        char one = static_cast<char>(byte);
+        std::string decoded;
+        if (append_utf8(charset, &one, 1, TEXT_WHOLE, &decoded) == 0 && decoded == character)
+            return byte;
+    }
+    return -1;
+}
+
+// A text in the character set of the data set, which is UTF-8 or one of single bytes if it is more than ASCII.
+static bool encode_text(Setting *setting, std::string *text)
+{
+    Character_Set charset = charset_of(*setting->set);
+    if (is_plain_text(text->data(), text->size()) || charset.coding == CODING_UTF_8)
+        return true;
+    bool has_bytes = charset.coding == CODING_ISO_2022 && charset.g1 != 0;
+    std::string encoded;
+    for (size_t at = 0, length; at < text->size(); at += length) {
+        length = std::max<size_t>(utf8_character(text->data() + at, text->size() - at), 1);
+        std::string character = text->substr(at, length);
+        int byte = is_plain_text(character.data(), length) ? character[0]
+                   : has_bytes                             ? byte_of(charset, character)
+                                                           : -1;
+        if (byte < 0)
+            return fail(setting, "cannot have " + quoted(character) +
+                                     ", which is not in the character set that "
+                                     "(0008,0005) names");
+        encoded += static_cast<char>(byte);
+    }
+    *text = encoded;
+    return true;
+}
+
+// The node at the cursor, which is made if it is not there.
+static DICOM_List *find_or_add(Setting *setting, const Tag_Step &step, unsigned short vr)
+{
+    DICOM_Attribute_Add(nullptr, &setting->root, &setting->set->tree, step.group, step.element, vr, 0);
+    return DICOM_Attribute_Get(nullptr, &setting->root, setting->set->tree, step.group, step.element, 0);
+}
+
+static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
+{
+    DICOM_List *node = chain;
+    while (node != nullptr && (node->group != step.group || node->element != step.element))
+        node = node->next;
+    unsigned short vr = vr_for(*setting, node, step);
+    std::string bytes;
+    if (vr == VR_NONE || vr == VR_RT)
+        return fail(setting, "has no VR that is known; TAG:VR=VALUE says it");
+    if (!make_value(vr, setting->what->value, &bytes))
+        return fail(setting, "cannot have the value " + quoted(setting->what->value));
+    if (value_rule(vr).is_free && !encode_text(setting, &bytes))
+        return false;
+    if (node == nullptr)
+        node = find_or_add(setting, step, vr);
+    if (node == nullptr || node->item != nullptr)
+        return fail(setting, node == nullptr ? "cannot be made: not enough memory" : "is a sequence");
+    DICOM_Lib_Free(&node->data);
+    if (!bytes.empty() && !DICOM_Lib_Realloc(&node->data, static_cast<unsigned int>(bytes.size())))
+        throw std::bad_alloc();
+    if (!bytes.empty())
+        memcpy(node->data, bytes.data(), bytes.size());
+    node->size = static_cast<int>(bytes.size());
+    node->vr_explicit = vr;
+    node->flag = ORIGIN_VELM;
+    node->syntax = SYNTAX_EXPLICIT;
+    size_t characters = setting->what->value.size();
+    DICOM_Attribute_Cleanup_Tag(nullptr, node);
+    bool is_bad = (node->flag & (FLAG_INVALID | FLAG_SYNTAX_ERROR)) != 0 || (characters > 0 && node->size == 0);
+    return !is_bad || fail(setting, "cannot have the value " + quoted(setting->what->value));
+}
+
+static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
+{
+    const std::vector<Tag_Step> &steps = setting->what->path.steps;
+    const Tag_Step &step = steps[at];
+    if (at + 1 == steps.size())
+        return set_value(setting, chain, step);
+    DICOM_List *node = chain;
+    while (node != nullptr && (node->group != step.group || node->element != step.element))
+        node = node->next;
+    if (node == nullptr)
+        node = find_or_add(setting, step, VR_SQ);
+    int count = 0;
+    while (node != nullptr && count < node->nb_item && node->item[count] != nullptr)
+        count++;
+    int first = step.item > 0 ? step.item : 1, last = step.item > 0 ? step.item : count > 0 ? count : 1;
+    bool is_deep = setting->root.Sequence_Depth >= MAX_SEQUENCE_DEPTH;
+    if (node == nullptr || is_deep || last > count + 1)
+        return fail(setting, is_deep ? "lies below the ninth level of sequences"
+                                     : "cannot be set: the sequence has " + std::to_string(count) + " items");
+    DICOM_Attribute_Sequence_Start(nullptr, &setting->root, step.group, step.element, node->flag, 15);
+    bool done = true;
+    for (int i = 1; i <= last && done; i++) {
+        DICOM_Attribute_Item_Start(nullptr, &setting->root, 15);
+        if (i >= first)
+            done = set_along(setting, i <= count ? node->item[i - 1] : nullptr, at + 1);
+        DICOM_Attribute_Item_Stop(nullptr, &setting->root, 15);
+    }
+    DICOM_Attribute_Sequence_Stop(nullptr, &setting->root, 15);
+    return done;
+}
+
+// ---- the whole ------------------------------------------------------------------------
+
+bool parse_assignment(const std::string &text, Assignment *what, std::string *error)
+{
+    size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        *error = "--set takes TAG=VALUE, not " + quoted(text);
+        return false;
+    }
+    *what = {{}, VR_NONE, text.substr(equals + 1)};
+    std::string tag = text.substr(0, equals);
+    if (tag.size() > 3 && tag[tag.size() - 3] == ':') {
+        what->vr = pack_letters(tag[tag.size() - 2], tag[tag.size() - 1]);
+        tag.erase(tag.size() - 3);
+    }
+    if (!parse_tag_path(tag, &what->path, error))
+        return false;
+    const Tag_Step &last = what->path.steps.back();
+    bool is_valid = last.item == 0;
+    for (const Tag_Step &step : what->path.steps)
+        is_valid &= step.is_exact && step.group != GROUP_FILE_META;
+    if (!is_valid)
+        *error = quoted(tag) + " cannot be set";
+    return is_valid;
+}
+
+bool assign(Data_Set *set, const Assignment &what, std::string *error)
+{
+    const Tag_Step &last = what.path.steps.back();
+    Setting setting = {set, &what, {}, ""};
+    bool done = set_along(&setting, set->tree, 0);
+    close_gaps(set->tree);
+    if (!done)
+        *error = tag_text(last.group, last.element) + " " + setting.error;
+    return done;
+}
