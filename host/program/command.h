@@ -22,6 +22,7 @@ struct Command {
 
 extern const Command command_check;
 extern const Command command_code;
+extern const Command command_conform;
 extern const Command command_convert;
 extern const Command command_dict;
 extern const Command command_diff;

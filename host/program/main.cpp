@@ -21,6 +21,7 @@ static const Command *const commands[] = {
     &command_template,
     &command_repair,
     &command_convert,
+    &command_conform,
     &command_edit,
     &command_diff,
     &command_dict,

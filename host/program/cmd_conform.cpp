@@ -1,0 +1,314 @@
+// velmora conform: data sets in line with the template of their kind.
+#include <string.h>
+
+#include "host/charset.h"
+#include "host/program/assignment.h"
+#include "host/program/command.h"
+#include "host/program/definitions.h"
+#include "host/program/messages.h"
+#include "host/program/output.h"
+#include "host/program/tag_path.h"
+#include "host/program/writing.h"
+#include "host/velmora_conform.h"
+#include "tree/DICOM_Constants.h"
+
+using namespace velmora_host;
+
+static const char HELP[] =
+    "  -m, --module NAME   the template, as velmora template lists them; auto: that of the SOP class, or of the\n"
+    "                      modality where there is none (this is the default)\n"
+    "  -t, --set TAG=VALUE give an attribute a value, as velmora edit does; may be given several times\n"
+    "      --uid-root ROOT new UIDs stand below this one; else below 2.25, made at random\n"
+    "      --override FILE lines of a definition file that go before those of the template, to force or to forbid\n"
+    "  -q, --quiet         one line for each file\n" WRITING_HELP "\n"
+    "What the template demands and the data set lacks is added: empty, where that is allowed, or with a value that\n"
+    "follows from the data set (UIDs, the SOP class, the modality, what the pixel data tells of itself). Values are\n"
+    "brought into the form of their VR, empty attributes that may be absent are taken out, and what a person alone "
+    "can\n"
+    "know is listed as lacking. Nothing is guessed. A value that is wrong is kept where the template asks for it, and\n"
+    "taken out where it does not. Private attributes, and sequences that the template does not describe, stay as they "
+    "are.\n"
+    "Each line says the file and what was done: added, changed, removed, or lacking.\n"
+    "Exit status: 0 done, 1 something is lacking still, 3 a file could not be read or written.\n"
+    "\n"
+    "Examples:\n"
+    "  velmora conform --dry-run import/ out/\n"
+    "  velmora conform --jobs 4 import/ out/\n"
+    "  velmora conform --set ConversionType=WSD --set 'PatientName=Doe^Jane' scan.dcm new.dcm\n";
+
+struct Conform_Work {
+    Writing writing;
+    Conform_Options options;
+    std::string module = "auto";
+    std::vector<Assignment> given;
+    bool is_quiet = false;
+};
+
+// Places in Tally::own.
+enum { ADDED, ALTERED, REMOVED, FILES_LACKING };
+
+// ---- lines ----------------------------------------------------------------------------
+
+// Results go to standard output, unless the data set itself goes there.
+static void write_line(const Conform_Work &work, const std::string &text)
+{
+    if (work.writing.out == "-")
+        write_err(text + "\n");
+    else
+        write_out(text + "\n");
+}
+
+static std::string shown(const Character_Set &charset, const std::string &value)
+{
+    std::string text;
+    append_utf8(charset, value.data(), value.size(), TEXT_WHOLE, &text, true);
+    return visible(text);
+}
+
+static std::string place_text(const std::string &path, unsigned short group, unsigned short element,
+                              const std::string &name)
+{
+    std::string text = path + tag_text(group, element);
+    return name.empty() ? text : text + " " + visible(name);
+}
+
+static std::string place_of(const Assignment &what)
+{
+    std::string place;
+    for (const Tag_Step &step : what.path.steps) {
+        place += tag_text(step.group, step.element);
+        place += step.item > 0 ? "[" + std::to_string(step.item) + "]/" : "";
+    }
+    return place;
+}
+
+// "added 0010,0020 Patient ID", "changed 0008,0020 Study Date: 2004.01.19 -> 20040119".
+static std::string change_text(const Conform_Work &work, const Conform_Change &change, const Character_Set &charset)
+{
+    static const char *const words[] = {"added ", "changed ", "removed "};
+    std::string text = words[change.kind] + place_text(change.path, change.group, change.element, change.name);
+    std::string before = shown(charset, change.before), after = shown(charset, change.after);
+    if (change.kind == VALUE_CHANGED)
+        text += ": " + (before.empty() ? "nothing" : before) + " -> " + (after.empty() ? "nothing" : after);
+    else if (!before.empty() || !after.empty())
+        text += ": " + before + after;
+    std::string why = change.why, place = change.path + tag_text(change.group, change.element);
+    for (const Assignment &what : work.given)
+        if (place_of(what) == place)
+            why = "given";
+    return why.empty() ? text : text + " (" + why + ")";
+}
+
+static std::string lack_text(const Conform_Lack &lack)
+{
+    static const char *const words[] = {"is not there", "is empty", "has a value that is not allowed"};
+    std::string text = "lacking " + place_text(lack.path, lack.group, lack.element, lack.name) + ": type ";
+    text += static_cast<char>(lack.type >> 8);
+    if ((lack.type & 0xFF) != ' ')
+        text += static_cast<char>(lack.type & 0xFF);
+    text += std::string(", ") + words[lack.kind];
+    return lack.items > 1 ? text + ", in " + std::to_string(lack.items) + " items" : text;
+}
+
+static std::string counted(size_t count, const char *word)
+{
+    return std::to_string(count) + " " + word;
+}
+
+static void write_result(const Conform_Work &work, const Data_Set &set, const std::string &name,
+                         const Conform_Result &result, const int64_t counts[3])
+{
+    std::string file = visible(name) + ": ";
+    write_line(work, file + result.module + ": " + std::to_string(counts[ADDED]) + " added, " +
+                         std::to_string(counts[ALTERED]) + " changed, " + std::to_string(counts[REMOVED]) +
+                         " removed, " + counted(result.lacks.size(), "lacking"));
+    if (work.is_quiet)
+        return;
+    Character_Set charset;
+    std::string unknown;
+    for (const DICOM_List *node = set.tree; node != nullptr; node = node->next)
+        if (node->group == 0x0008 && node->element == 0x0005 && node->data != nullptr)
+            parse_character_set(node->data, static_cast<size_t>(node->size), &charset, &unknown);
+    for (const Conform_Change &change : result.changes)
+        write_line(work, file + change_text(work, change, charset));
+    if (result.padded > 0)
+        write_line(work, file + "changed the padding of " + counted(static_cast<size_t>(result.padded), "values"));
+    for (const Conform_Lack &lack : result.lacks)
+        write_line(work, file + lack_text(lack));
+}
+
+// ---- one file -------------------------------------------------------------------------
+
+static bool give(Data_Set *set, void *user, std::string *error)
+{
+    for (const Assignment &what : static_cast<const Conform_Work *>(user)->given)
+        if (!assign(set, what, error))
+            return false;
+    return true;
+}
+
+// What the steps find and change is told in lines of ours; failures are still reported.
+struct Silence {
+    Silence() : threshold(Error_Get_Threshold())
+    {
+        Error_Set_Threshold(2);
+    }
+    ~Silence()
+    {
+        Error_Set_Threshold(threshold);
+    }
+    Silence(const Silence &) = delete;
+    int threshold;
+};
+
+static Change conform_set(Data_Set *set, const std::string &name, Save_Options *, Tally *tally, void *user)
+{
+    Conform_Work *work = static_cast<Conform_Work *>(user);
+    Conform_Result result;
+    std::string error;
+    bool is_done, is_fallback;
+    if (work->options.module.empty())
+        read_template(find_module(*set, &is_fallback), &error);   // what is wrong in it is told
+    {
+        Silence silence;
+        is_done = conform(set, work->options, &result, &error);
+    }
+    if (!is_done) {
+        complain_about(name, "is not changed: " + error);
+        return CHANGE_FAILED;
+    }
+    int64_t counts[3] = {};
+    for (const Conform_Change &change : result.changes)
+        counts[change.kind]++;
+    for (int kind : {ADDED, ALTERED, REMOVED})
+        tally->own[kind] += counts[kind];
+    tally->own[FILES_LACKING] += !result.lacks.empty();
+    write_result(*work, *set, name, result, counts);
+    return result.changes.empty() && result.padded == 0 ? NOTHING_CHANGED : CHANGED;
+}
+
+static void write_summary(const Conform_Work &work, const Tally &total)
+{
+    int64_t done = total.files - total.skipped - total.failed;
+    if (total.files < 2)
+        return;
+    write_line(work, std::to_string(done) + " files: " + std::to_string(total.own[ADDED]) + " added, " +
+                         std::to_string(total.own[ALTERED]) + " changed, " + std::to_string(total.own[REMOVED]) +
+                         " removed; " + std::to_string(total.own[FILES_LACKING]) + " of them lack something");
+}
+
+// ---- options --------------------------------------------------------------------------
+
+enum { OPTION_UID_ROOT = 256, OPTION_OVERRIDE };
+
+static const option LONGS[] = {
+    {"module",   required_argument, nullptr, 'm'            },
+    {"set",      required_argument, nullptr, 't'            },
+    {"uid-root", required_argument, nullptr, OPTION_UID_ROOT},
+    {"override", required_argument, nullptr, OPTION_OVERRIDE},
+    {"quiet",    no_argument,       nullptr, 'q'            },
+    WRITING_LONGS,
+    {nullptr,    0,                 nullptr, 0              },
+};
+
+static int take_override(const char *path)
+{
+    FILE *file = fopen(path, "r");
+    if (file == nullptr || strlen(path) >= sizeof DICOM_Override) {
+        if (file != nullptr)
+            fclose(file);
+        return wrong_use(command_conform, "--override names %s, which cannot be read", quoted(path).c_str());
+    }
+    fclose(file);
+    strcpy(DICOM_Override, path);
+    return STATUS_DONE;
+}
+
+static int take_option(int letter, Conform_Work *work)
+{
+    int status = STATUS_DONE;
+    std::string error;
+    if (take_writing_option(letter, &work->writing, &status))
+        return status;
+    switch (letter) {
+    case 'm':
+        work->module = optarg;
+        break;
+    case 'q':
+        work->is_quiet = true;
+        break;
+    case 't':
+        work->given.emplace_back();
+        if (!parse_assignment(optarg, &work->given.back(), &error))
+            return wrong_use(command_conform, "%s", error.c_str());
+        break;
+    case OPTION_UID_ROOT:
+        if (!is_uid_root(optarg))
+            return wrong_use(command_conform, "%s is no UID that leaves room for another part", quoted(optarg).c_str());
+        work->options.uid_root = optarg;
+        break;
+    case OPTION_OVERRIDE:
+        return take_override(optarg);
+    default:
+        break;
+    }
+    return STATUS_DONE;
+}
+
+// The definitions are read once, and what is wrong in them is told before the first file.
+static int settle_module(Conform_Work *work)
+{
+    std::string error;
+    if (definitions_place().empty()) {
+        complain("there are no definitions of templates; --definitions or VELMORA_DEFINITIONS names their folder");
+        return STATUS_UNREADABLE;
+    }
+    if (work->module == "auto")
+        return STATUS_DONE;
+    std::vector<std::string> names = definition_names(TEMPLATE_PREFIX);
+    int at = find_name(names, work->module);
+    if (at == NAME_NOT_FOUND)
+        return wrong_use(command_conform, "there is no template %s; velmora template lists them",
+                         quoted(work->module).c_str());
+    work->options.module = names[static_cast<size_t>(at)];
+    if (read_template(work->options.module, &error) != nullptr)
+        return STATUS_DONE;
+    complain("%s", error.c_str());
+    return STATUS_UNREADABLE;
+}
+
+static int run_conform(int argc, char **argv)
+{
+    Conform_Work work;
+    work.writing.command = &command_conform;
+    work.writing.change = conform_set;
+    work.writing.user = &work;
+    work.options.report_lacks = false;
+    work.options.give = give;
+    work.options.user = &work;
+    int status = STATUS_DONE;
+    for (int letter;
+         (letter = next_option(command_conform, argc, argv, "m:t:q" WRITING_SHORTS, LONGS, &status)) != OPTION_END;) {
+        if (letter == OPTION_STOP)
+            return status;
+        status = take_option(letter, &work);
+        if (status != STATUS_DONE)
+            return status;
+    }
+    status = settle_module(&work);
+    if (status != STATUS_DONE)
+        return status;
+    if (!register_makers()) {
+        complain("not enough memory");
+        return STATUS_UNREADABLE;
+    }
+    Tally total;
+    status = run_writing(&work.writing, argc, argv, &total);
+    write_summary(work, total);
+    return total.own[FILES_LACKING] > 0 ? worse(status, STATUS_FOUND) : status;
+}
+
+extern const Command command_conform = {
+    "conform",   "conform [OPTIONS] IN... OUT", "Brings data sets in line with the template of their kind", HELP,
+    run_conform,
+};

@@ -1,0 +1,160 @@
+// velmora conform: lines, statuses, files.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include "tests/host_runs.h"
+#include "tests/support/bytes.h"
+
+struct Conform_Run {
+    Conform_Run()
+    {
+        mkdir((folder.path + "/defs").c_str(), 0777);
+        for (const char *module : {"CT_Image", "OT_Image"})
+            folder.write(std::string("defs/DICOM_Module_") + module + ".txt", "T\n");
+        folder.write("defs/DICOM_Attributes_T.txt",
+                     "(0008,0020) type=2\n(0008,0060) type=1\n(0010,0010) type=2\n(0010,0020) type=1\n"
+                     "(0018,0015) type=3\n(0008,1140) type=3\n>(0008,1150) type=1\n>(0008,1155) type=1\n");
+    }
+
+    Outcome operator()(std::vector<std::string> arguments, const std::string &input = "")
+    {
+        arguments.insert(arguments.begin(), {"conform", "--definitions", "defs"});
+        return run_program(VELMORA_PROGRAM, arguments, input, folder.path);
+    }
+    bool exists(const std::string &name) const
+    {
+        struct stat state;
+        return stat((folder.path + "/" + name).c_str(), &state) == 0;
+    }
+    std::string get(const std::string &tag, const std::string &name)
+    {
+        return run_program(VELMORA_PROGRAM, {"get", tag, name}, "", folder.path).out;
+    }
+
+    Folder folder;
+};
+
+static const Bytes BROKEN = element({0x0008, 0x0020}, "DA", "2004.01.19") + element({0x0008, 0x0060}, "CS", "CT") +
+                            element({0x0010, 0x0020}, "LO", "") + element({0x0018, 0x0015}, "CS", "") +
+                            element({0x0020, 0x0013}, "IS", "7 ");
+static const Bytes WHOLE = element({0x0008, 0x0020}, "DA", "20040119") + element({0x0008, 0x0060}, "CS", "CT") +
+                           element({0x0010, 0x0010}, "PN", "Doe^Jane") + element({0x0010, 0x0020}, "LO", "A1");
+
+TEST(ConformRun, SaysLineByLineWhatItDid)
+{
+    Conform_Run conform;
+    conform.folder.write("a", BROKEN);
+    Outcome run = conform({"a", "b"});
+    EXPECT_EQ(run.out, "a: CT_Image: 1 added, 1 changed, 1 removed, 1 lacking\n"
+                       "a: changed 0008,0020 Study Date: 2004.01.19 -> 20040119\n"
+                       "a: added 0010,0010 Patient's Name\n"
+                       "a: removed 0018,0015 Body Part Examined (empty, and it may be absent)\n"
+                       "a: lacking 0010,0020 Patient ID: type 1, is empty\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(conform.get("0008,0020", "b"), "20040119\n");
+    EXPECT_FALSE(conform.exists("c"));
+
+    // A dry run says the same and writes nothing; a file in line is said to be so.
+    Outcome dry = conform({"--dry-run", "a", "c"});
+    EXPECT_EQ(dry.out, run.out);
+    EXPECT_EQ(dry.status, 1);
+    EXPECT_FALSE(conform.exists("c"));
+    conform.folder.write("whole", WHOLE);
+    EXPECT_EQ(conform({"whole", "c"}).out, "whole: CT_Image: 0 added, 0 changed, 0 removed, 0 lacking\n");
+    EXPECT_TRUE(conform.exists("c"));
+    EXPECT_EQ(conform({"whole", "c"}).status, 0);
+}
+
+TEST(ConformRun, SetsWhatAPersonKnows)
+{
+    Conform_Run conform;
+    conform.folder.write("a", BROKEN);
+    Outcome run = conform({"--set", "PatientID=ID 7", "--set", "0010,0010=Doe^J\xC3\xBCrgen", "--set",
+                           "SpecificCharacterSet=ISO_IR 100", "a", "b"});
+    EXPECT_EQ(run.err,
+              "velmora: a: is not changed: 0010,0010 cannot have '\xC3\xBC', which is not in the character set "
+              "that (0008,0005) names\n");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_FALSE(conform.exists("b"));
+
+    run = conform({"--set", "PatientID=ID 7", "--set", "SpecificCharacterSet=ISO_IR 100", "--set",
+                   "0010,0010=Doe^J\xC3\xBCrgen", "--set", "0008,1140[1]/0008,1155=1.2.3.4", "a", "b"});
+    EXPECT_EQ(run.out, "a: CT_Image: 3 added, 2 changed, 1 removed, 1 lacking\n"
+                       "a: added 0008,0005 Specific Character Set: ISO_IR 100 (given)\n"
+                       "a: changed 0008,0020 Study Date: 2004.01.19 -> 20040119\n"
+                       "a: added 0008,1140 Referenced Image Sequence: 1 item\n"
+                       "a: added 0010,0010 Patient's Name: Doe^J\xC3\xBCrgen (given)\n"
+                       "a: changed 0010,0020 Patient ID: nothing -> ID 7 (given)\n"
+                       "a: removed 0018,0015 Body Part Examined (empty, and it may be absent)\n"
+                       "a: lacking 0008,1140[1]/0008,1150 Referenced SOP Class UID: type 1, is not there\n");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(conform.get("0010,0010", "b"), "Doe^J\xC3\xBCrgen\n");
+    EXPECT_EQ(conform.get("0008,1140[1]/0008,1155", "b"), "1.2.3.4\n");
+}
+
+TEST(ConformRun, WorksThroughAFolder)
+{
+    for (const char *jobs : {"1", "3"}) {
+        Conform_Run conform;
+        mkdir((conform.folder.path + "/in").c_str(), 0777);
+        mkdir((conform.folder.path + "/in/deep").c_str(), 0777);
+        conform.folder.write("in/a", BROKEN);
+        conform.folder.write("in/deep/b", WHOLE);
+        conform.folder.write("in/text", "no data set\n");
+        Outcome run = conform({"-q", "--jobs", jobs, "in", "out"});
+        EXPECT_EQ(run.out, "in/a: CT_Image: 1 added, 1 changed, 1 removed, 1 lacking\n"
+                           "in/deep/b: CT_Image: 0 added, 0 changed, 0 removed, 0 lacking\n"
+                           "2 files: 1 added, 1 changed, 1 removed; 1 of them lack something\n");
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(conform.get("0008,0020", "out/a"), "20040119\n");
+        EXPECT_TRUE(conform.exists("out/deep/b"));
+        EXPECT_FALSE(conform.exists("out/text"));
+    }
+}
+
+// The data set itself goes to standard output then.
+TEST(ConformRun, WritesADataSetToStandardOutput)
+{
+    Conform_Run conform;
+    Outcome run = conform({"-", "-"}, BROKEN);
+    EXPECT_EQ(run.out.substr(128, 4), "DICM");
+    EXPECT_EQ(run.err.substr(0, run.err.find('\n')),
+              "standard input: CT_Image: 1 added, 1 changed, 1 removed, 1 lacking");
+}
+
+TEST(ConformRun, ForcesByLinesOfItsOwn)
+{
+    Conform_Run conform;
+    conform.folder.write("a", WHOLE);
+    conform.folder.write("rules", "!(0008,0080) \"Here\"\n-(0010,0010)\n");
+    Outcome run = conform({"--override", "rules", "a", "b"});
+    EXPECT_EQ(run.out, "a: CT_Image: 1 added, 0 changed, 1 removed, 0 lacking\n"
+                       "a: added 0008,0080 Institution Name: Here (the template forces it)\n"
+                       "a: removed 0010,0010 Patient's Name: Doe^Jane (the template takes it out)\n");
+}
+
+TEST(ConformRun, RefusesWrongUse)
+{
+    const struct {
+        std::vector<std::string> arguments;
+        const char *error;
+    } rows[] = {
+        {{"a"}, "it is not said where the result goes"},
+        {{"--module", "Nothing", "a", "b"}, "there is no template 'Nothing'; velmora template lists them"},
+        {{"--uid-root", "1..2", "a", "b"}, "'1..2' is no UID that leaves room for another part"},
+        {{"--override", "absent", "a", "b"}, "--override names 'absent', which cannot be read"},
+        {{"--set", "PatientID", "a", "b"}, "--set takes TAG=VALUE, not 'PatientID'"},
+        {{"--set", "60xx,3000=1", "a", "b"}, "'60xx,3000' cannot be set"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.error);
+        Conform_Run conform;
+        conform.folder.write("a", WHOLE);
+        Outcome run = conform(row.arguments);
+        EXPECT_EQ(run.err, std::string("velmora: conform: ") + row.error + "; see velmora conform --help\n");
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.out, "");
+    }
+}
