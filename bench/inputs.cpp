@@ -52,8 +52,8 @@ static void put_item(Stream &out, const Stream &body, bool by_length)
     }
 }
 
-// Ten elements as an item of a code or functional group sequence holds them.
-static Stream ten_elements()
+// Five elements as an item of a code or functional group sequence holds them.
+static Stream five_elements()
 {
     Stream out;
     put_element(out, 0x0008, 0x0100, "SH", "T-D4000 ");
@@ -61,6 +61,12 @@ static Stream ten_elements()
     put_element(out, 0x0008, 0x0104, "LO", "Abdomen ");
     put_element(out, 0x0018, 0x0050, "DS", "2.5 ");
     put_element(out, 0x0020, 0x0032, "DS", "-80.5\\-80.5\\12.5");
+    return out;
+}
+
+static Stream ten_elements()
+{
+    Stream out = five_elements();
     put_element(out, 0x0020, 0x0037, "DS", "1\\0\\0\\0\\1\\0 ");
     put_element(out, 0x0020, 0x9057, "UL", Stream("\1\0\0\0", 4));
     put_element(out, 0x0028, 0x0030, "DS", "0.5\\0.5 ");
@@ -87,9 +93,9 @@ Stream items_of_ten(int items, bool by_length)
     return out;
 }
 
-Stream items_with_sequences(int items)
+Stream items_with_sequences(int items, int elements)
 {
-    Stream code, body = ten_elements(), all, out;
+    Stream code, body = elements == 5 ? five_elements() : ten_elements(), all, out;
     Stream inner;
     put_element(inner, 0x0008, 0x0104, "LO", "Abdomen ");
     put_item(code, inner, true);
@@ -138,4 +144,43 @@ int count_elements(const Stream &stream)
             at += length;
     }
     return count;
+}
+
+static void put_long_element(Stream &out, unsigned group, unsigned element, const char *vr, uint32_t size)
+{
+    put_16(out, group);
+    put_16(out, element);
+    out += vr;
+    put_16(out, 0);
+    put_32(out, size);
+}
+
+Stream with_head(const Stream &stream)
+{
+    Stream group, out(128, '\0');
+    put_long_element(group, 0x0002, 0x0001, "OB", 2);
+    group += Stream("\0\1", 2);
+    put_element(group, 0x0002, 0x0002, "UI", Stream("1.2.840.10008.5.1.4.1.1.2\0", 26));
+    put_element(group, 0x0002, 0x0003, "UI", Stream("1.2.999.0.1.7204516.2.813.9.1\0", 30));
+    put_element(group, 0x0002, 0x0010, "UI", Stream("1.2.840.10008.1.2.1\0", 20));
+    put_element(group, 0x0002, 0x0012, "UI", Stream("1.2.999.0.1.7204516.2.813\0", 26));
+    Stream length;
+    put_32(length, static_cast<uint32_t>(group.size()));
+    out += "DICM";
+    put_element(out, 0x0002, 0x0000, "UL", length);
+    return out + group + stream;
+}
+
+Stream pixel_header(unsigned int size)
+{
+    Stream out;
+    put_long_element(out, 0x7FE0, 0x0010, "OW", size);
+    return out;
+}
+
+Stream filler(int size)
+{
+    Stream out;
+    put_element(out, 0x4008, 0x4000, "ST", Stream(static_cast<size_t>(size - 8), 'x'));
+    return out;
 }
