@@ -78,7 +78,7 @@ TEST(HostConvert, SaysWhatIsWrong)
         {{in}, 2, "velmora: convert: it is not said where the result goes; see velmora convert --help\n"},
         {{"-s", "xml", in, "out"},
          2,
-         "velmora: convert: 'xml' is no syntax; there are implicit, explicit and big; see velmora convert --help\n"},
+         "velmora: convert: --syntax takes implicit, explicit or big, not 'xml'; see velmora convert --help\n"},
         {{"-j", "-1", in, "out"},
          2,
          "velmora: convert: --jobs takes a number from 0 to 256, not '-1'; see velmora convert --help\n"},

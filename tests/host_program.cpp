@@ -98,10 +98,11 @@ TEST(Program, ShowsTextsOfLaterVRsAsTexts)
                   element({0x0008, 0x9920}, "SV", "12345678");
     EXPECT_EQ(velmora({"dump", "--format", "tsv", "-"}, bytes).out,
               "0\t-\t0008,0060\tCS\t2\t8\n0\t-\t0008,9919\tUC\t10\t22\n0\t-\t0008,9920\tSV\t8\t44\n");
-    EXPECT_EQ(body(velmora({"dump", "-"}, bytes).out),
-              "(0008,0060) (DICOM)     Modality                                 (CS,--,2   ) CT\n"
-              "(0008,9919) (DICOM)     Unknown tag                              (UT,--,10  ) Long\\Text \n"
-              "(0008,9920) (DICOM)     Unknown tag                              (SV,--,8   ) 31 32 33 34 35 36 37 38\n");
+    EXPECT_EQ(
+        body(velmora({"dump", "-"}, bytes).out),
+        "(0008,0060) (DICOM)     Modality                                 (CS,--,2   ) CT\n"
+        "(0008,9919) (DICOM)     Unknown tag                              (UT,--,10  ) Long\\Text \n"
+        "(0008,9920) (DICOM)     Unknown tag                              (SV,--,8   ) 31 32 33 34 35 36 37 38\n");
 }
 
 TEST(Program, ShowsWhatIsAskedFor)
@@ -181,10 +182,12 @@ TEST(Program, TakesFilesFromAnywhere)
         {{"a", "b c"},                "",                   "# a\n" + lines + "# b c\n" + lines, "",                                               0                                      },
         {{"sub"},                     "",                   "# sub/deep/d\n" + lines,            "velmora: 1 files of folders are no data sets\n", 0                                      },
         {{"empty", "a"},              "",                   "# a\n" + lines,                     "velmora: empty: holds no file\n",                3                                      },
-        {{"none", "a"},               "",                   "# a\n" + lines,                     "velmora: none: no such file or folder\nvelmora: 1 of 2 files failed\n", 3                                      },
+        {{"none", "a"},
+         "",                                                "# a\n" + lines,
+         "velmora: none: no such file or folder\nvelmora: 1 of 2 files failed\n",                                                                  3                                      },
         {{"sub/note.txt", "a"},
          "",                                                "# a\n" + lines,
-         "velmora: sub/note.txt: is not a DICOM or ACR-NEMA data set, but a text\nvelmora: 1 of 2 files failed\n", 3                                      },
+         "velmora: sub/note.txt: is not a DICOM or ACR-NEMA data set, but a text\nvelmora: 1 of 2 files failed\n",                                 3                                      },
         {{"--files-from", "-"},       "a\nb c\n",           "# a\n" + lines + "# b c\n" + lines, "",                                               0                                      },
         {{"--files-from", "-", "-0"}, std::string("a\0b c", 5),                                  "# a\n" + lines + "# b c\n" + lines,              "",                                      0},
         {{"--files-from", "none"},                           "",                        "",                               "velmora: none: cannot be opened: No such file or directory\n",                                                      3},
@@ -209,25 +212,37 @@ TEST(Program, SaysWhatIsWrongWithALineInOneLine)
         std::vector<std::string> arguments;
         const char *err;
     } rows[] = {
-        {{"dump"},                                "velmora: dump: no file is given; see velmora dump --help\n"              },
-        {{"dump", "--foo", "x"},                  "velmora: dump: there is no option '--foo'; see velmora dump --help\n"    },
-        {{"dump", "-x", "x"},                     "velmora: dump: there is no option '-x'; see velmora dump --help\n"       },
-        {{"dump", "--only"},                      "velmora: dump: '--only' needs a value; see velmora dump --help\n"        },
+        {{"dump"},                                "velmora: dump: no file is given; see velmora dump --help\n"                                   },
+        {{"dump", "--foo", "x"},
+         "velmora: dump: there is no option '--foo', but --format, --only, --raw, --charset, --indent, --inline, "
+         "--with-head, "
+         "--color, --verbose, --files-from, --null, --jobs, --print-stats, --definitions and --help; see velmora dump "
+         "--help\n"                                                                                                                              },
+        {{"dump", "-x", "x"},
+         "velmora: dump: there is no option '-x', but -f, -o, -v, -0, -j and -h; see velmora dump --help\n"                                      },
+        {{"dump", "--only"},                      "velmora: dump: '--only' needs a value; see velmora dump --help\n"                             },
         {{"dump", "--format", "xml", "x"},
-         "velmora: dump: 'xml' is no format; there are tree, tsv and json; see velmora dump --help\n"                             },
+         "velmora: dump: --format takes tree, tsv or json, not 'xml'; see velmora dump --help\n"                                                 },
         {{"dump", "--color", "red", "x"},
-         "velmora: dump: --color takes auto, always or never, not 'red'; see velmora dump --help\n"                         },
+         "velmora: dump: --color takes auto, always or never, not 'red'; see velmora dump --help\n"                                              },
         {{"dump", "--only", "Nmae", "x"},
          "velmora: dump: 'Nmae' is no tag (as 0010,0010), and no name of the dictionary; see "
-         "velmora dump --help\n"                                                                                            },
+         "velmora dump --help\n"                                                                                                                 },
         {{"dump", "--only", "0010,0010[0]", "x"},
          "velmora: dump: '0010,0010[0]' is no tag (as 0010,0010), and no name of the "
-         "dictionary; see velmora dump --help\n"                                                                            },
-        {{"dict"},                                "velmora: dict: no tag and no text is given; see velmora dict --help\n"   },
-        {{"uid"},                                 "velmora: uid: no UID and no text is given; see velmora uid --help\n"     },
-        {{"fly"},                                 "velmora: there is no command 'fly'; velmora --help lists the commands\n" },
-        {{"--fly"},                               "velmora: there is no option '--fly'; velmora --help lists the commands\n"},
-        {{"help", "fly"},                         "velmora: there is no command 'fly'; velmora --help lists them\n"         },
+         "dictionary; see velmora dump --help\n"                                                                                                 },
+        {{"dict"},                                "velmora: dict: no tag and no text is given; see velmora dict --help\n"                        },
+        {{"uid"},                                 "velmora: uid: no UID and no text is given; see velmora uid --help\n"                          },
+        {{"fly"},                                 "velmora: there is no command 'fly'; velmora help names the commands\n"                        },
+        {{"--fly"},                               "velmora: there is no option '--fly'; velmora help names the commands\n"                       },
+        {{"dump", "--fromat", "x"},
+         "velmora: dump: there is no option '--fromat'; perhaps --format is meant; see velmora dump --help\n"                                    },
+        {{"dump", "--in", "x"},                   "velmora: dump: '--in' may be --indent or --inline; see velmora dump --help\n"                 },
+        {{"dump", "--raw=1", "x"},                "velmora: dump: --raw takes no value; see velmora dump --help\n"                               },
+        {{"dmup"},                                "velmora: there is no command 'dmup'; perhaps dump is meant; velmora help names the commands\n"},
+        {{"/"},
+         "velmora: there is no command '/'; velmora dump / shows what is in it; velmora help names the commands\n"                               },
+        {{"help", "fly"},                         "velmora: there is no command 'fly'; velmora help names the commands\n"                        },
     };
     for (const auto &row : rows) {
         Outcome run = velmora(row.arguments);
@@ -297,7 +312,8 @@ static std::string on_terminal(const std::string &file, const char *no_color)
 TEST(Program, ColorsATerminalUnlessToldNotTo)
 {
     Folder folder;
-    std::string file = folder.write("a.dcm", element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "A "));
+    std::string file =
+        folder.write("a.dcm", element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "A "));
     EXPECT_NE(on_terminal(file, "").find("(\033[34m0008"), std::string::npos);
     EXPECT_NE(on_terminal(file, "1").find("(0008,0060)"), std::string::npos);
 }

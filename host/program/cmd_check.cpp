@@ -1,5 +1,5 @@
 // velmora check: what is wrong in data sets.
-#include <string.h>
+#include <getopt.h>
 
 #include "host/program/check_tree.h"
 #include "host/program/command.h"
@@ -11,35 +11,24 @@
 
 using namespace velmora_host;
 
-static const char HELP[] =
-    "  -f, --format FORM   lines: one for each finding, for reading (this is the default)\n"
-    "                      jsonl: one JSON object for each finding, for programs\n"
-    "  -v, --verbose       lines: each finding; normally what repeats is told three times in a file and of five "
-    "files,\n"
-    "                      and counted from then on\n"
-    "  -q, --quiet         no findings and no summary: the exit status tells, and what cannot be read is named\n"
-    "  -m, --module NAME   what a template asks for and is not there: NAME as of velmora template; auto, by the SOP\n"
-    "                      class of each file, if it has one; none (this is the default)\n"
-    "      --ignore KIND   findings of this kind do not count; may be given several times\n" MANY_HELP
-    "  -h, --help          this text\n"
-    "\n"
-    "PATH is a file, a folder with all that is in it, or - for standard input. A finding is a warning (a value or the\n"
+static const char EXAMPLES[] =
+    "velmora check image.dcm\n"
+    "velmora check --jobs 0 --ignore retired archive/\n"
+    "velmora check --format jsonl archive/ | jq -r 'select(.kind == \"values\") | .tag' | sort | uniq -c\n";
+
+static const char TEXT[] =
+    "PATH is a file, a folder with all that is in it, or - for standard input. A finding is a warning (a value or the "
     "stream is wrong) or a remark (what can be put right without doubt, or is not wrong for a reader). Its line says "
-    "the\n"
-    "file, the offset, the path and tag as other commands take them, the VR and the name. Kinds of findings:\n"
-    "stream structure order repaired odd-length (the bytes), vr retired (against the dictionary), padding characters\n"
-    "length backslash old-form values range size (the value), required (by the template).\n"
-    "Exit status: 0 nothing found, 1 findings, 3 a file could not be read.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora check image.dcm\n"
-    "  velmora check --jobs 0 --ignore retired archive/\n"
-    "  velmora check --format jsonl archive/ | jq -r 'select(.kind == \"values\") | .tag' | sort | uniq -c\n";
+    "the "
+    "file, the offset, the path and tag as other commands take them, the VR and the name.\n"
+    "Kinds of findings: stream structure order repaired odd-length (the bytes), vr retired (against the dictionary), "
+    "padding characters length backslash old-form values range size (the value), required (by the template).\n";
 
 struct Check_Work {
     Finding_Form form = FINDINGS_AS_LINES;
     bool shows_all = false;
     Check_Choice choice;
+    Many_Choice many;
 };
 
 // Places in Tally::own.
@@ -95,15 +84,25 @@ static void write_summary(const Tally &tally)
 
 enum { OPTION_IGNORE = 256 };
 
-static const option LONGS[] = {
-    {"format",  required_argument, nullptr, 'f'          },
-    {"verbose", no_argument,       nullptr, 'v'          },
-    {"quiet",   no_argument,       nullptr, 'q'          },
-    {"module",  required_argument, nullptr, 'm'          },
-    {"ignore",  required_argument, nullptr, OPTION_IGNORE},
-    MANY_LONGS,
-    {nullptr,   0,                 nullptr, 0            },
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'f', "format", "FORM", "lines jsonl",
+     "lines: one for each finding, for reading (this is the default)\n"
+     "jsonl: one JSON object for each finding, for programs"},
+    {'v', "verbose", nullptr, nullptr,
+     "lines: each finding; normally what repeats is told three times in a file and of five files, and counted from then "
+     "on"},
+    {'q', "quiet", nullptr, nullptr,
+     "no findings and no summary: the exit status tells, and what cannot be read is named"},
+    {'m', "module", "NAME", nullptr,
+     "what a template asks for and is not there: NAME as of velmora template; auto, by the SOP class of each file, if it "
+     "has one; none (this is the default)"},
+    {OPTION_IGNORE, "ignore", "KIND", nullptr, "findings of this kind do not count; may be given several times"},
+    {0, nullptr, nullptr, nullptr, nullptr},
 };
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, &many_options, nullptr};
 
 static int take_module(const std::string &name, Check_Choice *choice)
 {
@@ -118,16 +117,12 @@ static int take_module(const std::string &name, Check_Choice *choice)
     return STATUS_DONE;
 }
 
-static int take_option(int letter, Check_Work *work, Many_Choice *choice)
+static int take_option(const Option &option, void *user)
 {
-    int status = STATUS_DONE;
-    if (take_many_option(command_check, letter, choice, &status))
-        return status;
-    switch (letter) {
+    Check_Work *work = static_cast<Check_Work *>(user);
+    switch (option.letter) {
     case 'f':
-        if (strcmp(optarg, "lines") != 0 && strcmp(optarg, "jsonl") != 0)
-            return wrong_use(command_check, "%s is no format; there are lines and jsonl", quoted(optarg).c_str());
-        work->form = strcmp(optarg, "jsonl") == 0 ? FINDINGS_AS_JSON : FINDINGS_AS_LINES;
+        work->form = option.choice == 1 ? FINDINGS_AS_JSON : FINDINGS_AS_LINES;
         break;
     case 'v':
         work->shows_all = true;
@@ -136,15 +131,15 @@ static int take_option(int letter, Check_Work *work, Many_Choice *choice)
         work->form = FINDINGS_COUNTED;
         break;
     case 'm':
-        return take_module(optarg, &work->choice);
+        return take_module(option.value, &work->choice);
     case OPTION_IGNORE:
-        if (!is_finding_kind(optarg))
-            return wrong_use(command_check, "%s is no kind of finding; there are %s", quoted(optarg).c_str(),
+        if (!is_finding_kind(option.value))
+            return wrong_use(command_check, "%s is no kind of finding; there are %s", quoted(option.value).c_str(),
                              finding_kinds().c_str());
-        work->choice.ignored.push_back(optarg);
+        work->choice.ignored.push_back(option.value);
         break;
     default:
-        break;
+        return take_many_option(command_check, option, &work->many);
     }
     return STATUS_DONE;
 }
@@ -152,17 +147,10 @@ static int take_option(int letter, Check_Work *work, Many_Choice *choice)
 static int run_check(int argc, char **argv)
 {
     Check_Work work;
-    Many_Choice choice;
     int status = STATUS_DONE;
-    for (int letter;
-         (letter = next_option(command_check, argc, argv, "f:vqm:" MANY_SHORTS, LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        status = take_option(letter, &work, &choice);
-        if (status != STATUS_DONE)
-            return status;
-    }
-    status = take_paths(command_check, argc, argv, &choice);
+    if (!take_options(command_check, argc, argv, take_option, &work, &status))
+        return status;
+    status = take_paths(command_check, argc, argv, &work.many);
     if (status != STATUS_DONE)
         return status;
 
@@ -170,7 +158,7 @@ static int run_check(int argc, char **argv)
     if (work.shows_all)
         fold_nothing();
     Tally total;
-    status = work_on_files(choice, check_input, &work, &total);
+    status = work_on_files(work.many, check_input, &work, &total);
     finish_folding();
     if (work.form == FINDINGS_AS_LINES)
         write_summary(total);
@@ -178,5 +166,12 @@ static int run_check(int argc, char **argv)
 }
 
 extern const Command command_check = {
-    "check", "check [OPTIONS] PATH...", "Says what is wrong in data sets", HELP, run_check,
+    "check",
+    "check [OPTIONS] PATH...",
+    "Says what is wrong in data sets",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 nothing found, 1 findings, 2 wrong use, 3 a file could not be read",
+    run_check,
 };

@@ -1,4 +1,5 @@
 // velmora code: the coded entry for a free text.
+#include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -7,17 +8,13 @@
 #include "host/program/messages.h"
 #include "host/program/output.h"
 
-static const char HELP[] =
-    "Prints the row of a code table that fits a text best: coding scheme, code value and code meaning, split by tabs.\n"
-    "TABLE is one of --list, or the name of a file in the definition directory. Status 1: no row fits.\n"
-    "\n"
-    "  -l, --list          the names of all tables; with a TABLE, its rows\n"
-    "  -h, --help          this text\n"
-    "\n"
-    "Examples:\n"
-    "  velmora code Anatomic_Region knee\n"
-    "  velmora code Radiopharmaceutical FDG\n"
-    "  velmora code --list\n";
+static const char EXAMPLES[] = "velmora code Anatomic_Region knee\n"
+                               "velmora code Radiopharmaceutical FDG\n"
+                               "velmora code --list\n";
+
+static const char TEXT[] =
+    "Prints the row of a code table that fits a text best: coding scheme, code value and code meaning, split by tabs. "
+    "TABLE is one of --list, or the name of a file in the definition directory.\n";
 
 static const char PREFIX[] = "DICOM_Codes_", ANY_PREFIX[] = "";
 
@@ -70,19 +67,25 @@ static int list_rows(const std::string &table)
     return STATUS_DONE;
 }
 
+static const Option_Row ROWS[] = {
+    {'l', "list",  nullptr, nullptr, "the names of all tables; with a TABLE, its rows"},
+    {0,   nullptr, nullptr, nullptr, nullptr                                          },
+};
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, nullptr};
+
+static int take_option(const Option &, void *user)
+{
+    *static_cast<bool *>(user) = true;   // --list
+    return STATUS_DONE;
+}
+
 static int run_code(int argc, char **argv)
 {
-    static const option LONGS[] = {
-        {"list",  no_argument, nullptr, 'l'},
-        {nullptr, 0,           nullptr, 0  }
-    };
     bool is_list = false;
     int status = STATUS_DONE;
-    for (int letter; (letter = next_option(command_code, argc, argv, "l", LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        is_list = true;
-    }
+    if (!take_options(command_code, argc, argv, take_option, &is_list, &status))
+        return status;
     if (is_list && optind == argc) {
         for (const std::string &name : definition_names(PREFIX))
             write_out(visible(name) + "\n");
@@ -104,5 +107,12 @@ static int run_code(int argc, char **argv)
 }
 
 extern const Command command_code = {
-    "code", "code TABLE TEXT...", "Looks up the code for a text", HELP, run_code,
+    "code",
+    "code [OPTIONS] TABLE TEXT...",
+    "Looks up the code for a text",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 found, 1 no row fits, 2 wrong use, 3 there is no such table",
+    run_code,
 };

@@ -1,4 +1,5 @@
 // velmora conform: data sets in line with the template of their kind.
+#include <getopt.h>
 #include <string.h>
 
 #include "host/charset.h"
@@ -14,27 +15,19 @@
 
 using namespace velmora_host;
 
-static const char HELP[] =
-    "  -m, --module NAME   the template, as velmora template lists them; auto: that of the SOP class, or of the\n"
-    "                      modality where there is none (this is the default)\n"
-    "  -t, --set TAG=VALUE give an attribute a value, as velmora edit does; may be given several times\n"
-    "      --uid-root ROOT new UIDs stand below this one; else below 2.25, made at random\n"
-    "      --override FILE lines of a definition file that go before those of the template, to force or to forbid\n"
-    "  -q, --quiet         one line for each file\n" WRITING_HELP "\n"
-    "What the template demands and the data set lacks is added: empty, where that is allowed, or with a value that\n"
-    "follows from the data set (UIDs, the SOP class, the modality, what the pixel data tells of itself). Values are\n"
-    "brought into the form of their VR, empty attributes that may be absent are taken out, and what a person alone "
-    "can\n"
-    "know is listed as lacking. Nothing is guessed. A value that is wrong is kept where the template asks for it, and\n"
+static const char EXAMPLES[] =
+    "velmora conform --dry-run import/ out/\n"
+    "velmora conform --jobs 4 import/ out/\n"
+    "velmora conform --set ConversionType=WSD --set 'PatientName=Doe^Jane' scan.dcm new.dcm\n";
+
+static const char TEXT[] =
+    "What the template demands and the data set lacks is added: empty, where that is allowed, or with a value that "
+    "follows from the data set (UIDs, the SOP class, the modality, what the pixel data tells of itself). Values are "
+    "brought into the form of their VR, empty attributes that may be absent are taken out, and what a person alone can "
+    "know is listed as lacking. Nothing is guessed. A value that is wrong is kept where the template asks for it, and "
     "taken out where it does not. Private attributes, and sequences that the template does not describe, stay as they "
     "are.\n"
-    "Each line says the file and what was done: added, changed, removed, or lacking.\n"
-    "Exit status: 0 done, 1 something is lacking still, 3 a file could not be read or written.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora conform --dry-run import/ out/\n"
-    "  velmora conform --jobs 4 import/ out/\n"
-    "  velmora conform --set ConversionType=WSD --set 'PatientName=Doe^Jane' scan.dcm new.dcm\n";
+    "Each line says the file and what was done: added, changed, removed, or lacking.\n";
 
 struct Conform_Work {
     Writing writing;
@@ -201,15 +194,22 @@ static void write_summary(const Conform_Work &work, const Tally &total)
 
 enum { OPTION_UID_ROOT = 256, OPTION_OVERRIDE };
 
-static const option LONGS[] = {
-    {"module",   required_argument, nullptr, 'm'            },
-    {"set",      required_argument, nullptr, 't'            },
-    {"uid-root", required_argument, nullptr, OPTION_UID_ROOT},
-    {"override", required_argument, nullptr, OPTION_OVERRIDE},
-    {"quiet",    no_argument,       nullptr, 'q'            },
-    WRITING_LONGS,
-    {nullptr,    0,                 nullptr, 0              },
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'m', "module", "NAME", nullptr,
+     "the template, as velmora template lists them; auto: that of the SOP class, or of the modality where there is none "
+     "(this is the default)"},
+    {'t', "set", "TAG=VALUE", nullptr,
+     "give an attribute a value, as velmora edit does; may be given several times"},
+    {OPTION_UID_ROOT, "uid-root", "ROOT", nullptr, "new UIDs stand below this one; else below 2.25, made at random"},
+    {OPTION_OVERRIDE, "override", "FILE", nullptr,
+     "lines of a definition file that go before those of the template, to force or to forbid"},
+    {'q', "quiet", nullptr, nullptr, "one line for each file"},
+    {0, nullptr, nullptr, nullptr, nullptr},
 };
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
 
 static int take_override(const char *path)
 {
@@ -224,33 +224,32 @@ static int take_override(const char *path)
     return STATUS_DONE;
 }
 
-static int take_option(int letter, Conform_Work *work)
+static int take_option(const Option &option, void *user)
 {
-    int status = STATUS_DONE;
+    Conform_Work *work = static_cast<Conform_Work *>(user);
+    const char *value = option.value;
     std::string error;
-    if (take_writing_option(letter, &work->writing, &status))
-        return status;
-    switch (letter) {
+    switch (option.letter) {
     case 'm':
-        work->module = optarg;
+        work->module = value;
         break;
     case 'q':
         work->is_quiet = true;
         break;
     case 't':
         work->given.emplace_back();
-        if (!parse_assignment(optarg, &work->given.back(), &error))
+        if (!parse_assignment(value, &work->given.back(), &error))
             return wrong_use(command_conform, "%s", error.c_str());
         break;
     case OPTION_UID_ROOT:
-        if (!is_uid_root(optarg))
-            return wrong_use(command_conform, "%s is no UID that leaves room for another part", quoted(optarg).c_str());
-        work->options.uid_root = optarg;
+        if (!is_uid_root(value))
+            return wrong_use(command_conform, "%s is no UID that leaves room for another part", quoted(value).c_str());
+        work->options.uid_root = value;
         break;
     case OPTION_OVERRIDE:
-        return take_override(optarg);
+        return take_override(value);
     default:
-        break;
+        return take_writing_option(option, &work->writing);
     }
     return STATUS_DONE;
 }
@@ -287,14 +286,8 @@ static int run_conform(int argc, char **argv)
     work.options.give = give;
     work.options.user = &work;
     int status = STATUS_DONE;
-    for (int letter;
-         (letter = next_option(command_conform, argc, argv, "m:t:q" WRITING_SHORTS, LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        status = take_option(letter, &work);
-        if (status != STATUS_DONE)
-            return status;
-    }
+    if (!take_options(command_conform, argc, argv, take_option, &work, &status))
+        return status;
     status = settle_module(&work);
     if (status != STATUS_DONE)
         return status;
@@ -309,6 +302,12 @@ static int run_conform(int argc, char **argv)
 }
 
 extern const Command command_conform = {
-    "conform",   "conform [OPTIONS] IN... OUT", "Brings data sets in line with the template of their kind", HELP,
+    "conform",
+    "conform [OPTIONS] IN... OUT",
+    "Brings data sets in line with the template of their kind",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 done, 1 something is lacking still, 2 wrong use, 3 a file could not be read or written",
     run_conform,
 };

@@ -1,23 +1,19 @@
 // velmora dict: what the data dictionary says of a tag, a name, or of all names with a word in them.
-#include <stdio.h>
+#include <getopt.h>
 
 #include "host/program/command.h"
 #include "host/program/dictionary_rows.h"
 #include "host/program/output.h"
 #include "host/program/tag_path.h"
 
-static const char HELP[] =
-    "Prints a line for each attribute found: tag, VR with the number of values, name, keyword, and RET where it is\n"
-    "retired; the columns are split by tabs. A text that is no name is looked for inside the names. Status 1: nothing\n"
-    "was found.\n"
-    "\n"
-    "  -h, --help          this text\n"
-    "\n"
-    "Examples:\n"
-    "  velmora dict 0010,0010\n"
-    "  velmora dict PatientName\n"
-    "  velmora dict 'frame of reference'\n"
-    "  velmora dict 'fffe,*'\n";
+static const char EXAMPLES[] = "velmora dict 0010,0010\n"
+                               "velmora dict PatientName\n"
+                               "velmora dict 'frame of reference'\n"
+                               "velmora dict 'fffe,*'\n";
+
+static const char TEXT[] =
+    "Prints a line for each attribute found: tag, VR with the number of values, name, keyword, and RET where it is "
+    "retired; the columns are split by tabs. A text that is no name is looked for inside the names.\n";
 
 static void write_row(const Dictionary_Row &row)
 {
@@ -66,13 +62,17 @@ static int look_up(const std::string &text)
     return found > 0 ? STATUS_DONE : STATUS_FOUND;
 }
 
+static const Option_Table *const TABLES[] = {nullptr};
+
+static int take_option(const Option &, void *)
+{
+    return STATUS_DONE;   // there are none but the common ones
+}
+
 static int run_dict(int argc, char **argv)
 {
-    static const option LONGS[] = {
-        {nullptr, 0, nullptr, 0}
-    };
     int status = STATUS_DONE;
-    if (next_option(command_dict, argc, argv, "", LONGS, &status) == OPTION_STOP)
+    if (!take_options(command_dict, argc, argv, take_option, nullptr, &status))
         return status;
     if (optind == argc)
         return wrong_use(command_dict, "no tag and no text is given");
@@ -82,5 +82,12 @@ static int run_dict(int argc, char **argv)
 }
 
 extern const Command command_dict = {
-    "dict", "dict TAG|TEXT...", "Looks up the data dictionary", HELP, run_dict,
+    "dict",
+    "dict TAG|TEXT...",
+    "Looks up the data dictionary",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 found, 1 nothing was found, 2 wrong use",
+    run_dict,
 };

@@ -1,5 +1,5 @@
 // velmora diff: what differs between two data sets.
-#include <string.h>
+#include <getopt.h>
 #include <algorithm>
 #include <vector>
 
@@ -15,27 +15,16 @@
 
 using namespace velmora_host;
 
-// clang-format off
-static const char HELP[] =
-    "  -f, --format FORM   lines: for reading (this is the default)\n"
-    "                      jsonl: an object for each difference, for programs: path, tag, change (removed, added or\n"
-    "                      changed), and VR and value on either side\n"
-    "      --ignore TAG    what has this tag does not count, at any depth; may be given several times\n"
-    "      --head          group 0002 counts as well\n"
-    "      --exact         the padding at the end of texts counts\n"
-    "  -q, --quiet         nothing is printed: the exit status tells\n"
-    "  -h, --help          this text\n"
-    "\n"
-    "Attributes are told that stand in only one of the two data sets, or differ in VR or value. How the files are encoded\n"
-    "does not matter; nor do group lengths. Where one of them has no VRs, none are compared. A and B are files, one of\n"
-    "them may be - for standard input. TAG is 0010,0010, a name or keyword of the dictionary, and may have wildcards.\n"
-    "Exit status: 0 nothing differs, 1 something does, 3 a file could not be read.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora diff before.dcm after.dcm\n"
-    "  velmora diff --ignore SOPInstanceUID --ignore 0008,001* a.dcm b.dcm\n"
-    "  velmora diff --format jsonl a.dcm b.dcm | jq -r .tag\n";
-// clang-format on
+static const char EXAMPLES[] = "velmora diff before.dcm after.dcm\n"
+                               "velmora diff --ignore SOPInstanceUID --ignore '0008,001*' a.dcm b.dcm\n"
+                               "velmora diff --format jsonl a.dcm b.dcm | jq -r .tag\n";
+
+static const char TEXT[] =
+    "Attributes are told that stand in only one of the two data sets, or differ in VR or value. How the files are "
+    "encoded does not matter; nor do group lengths. Where one of them has no VRs, none are compared.\n"
+    "A and B are files, one of them may be - for standard input. TAG is 0010,0010, a name or keyword of the "
+    "dictionary, "
+    "and may have wildcards.\n";
 
 static const int LEVELS_COMPARED = 100;   // of sequences
 
@@ -245,30 +234,37 @@ static int compare_files(Diff *diff, const std::string &path_a, const std::strin
 
 enum { OPTION_IGNORE = 256, OPTION_HEAD, OPTION_EXACT };
 
-static const option LONGS[] = {
-    {"format", required_argument, nullptr, 'f'          },
-    {"ignore", required_argument, nullptr, OPTION_IGNORE},
-    {"head",   no_argument,       nullptr, OPTION_HEAD  },
-    {"exact",  no_argument,       nullptr, OPTION_EXACT },
-    {"quiet",  no_argument,       nullptr, 'q'          },
-    {nullptr,  0,                 nullptr, 0            },
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'f', "format", "FORM", "lines jsonl",
+     "lines: for reading (this is the default)\n"
+     "jsonl: an object for each difference, for programs: path, tag, change (removed, added or changed), and VR and "
+     "value on either side"},
+    {OPTION_IGNORE, "ignore", "TAG", nullptr,
+     "what has this tag does not count, at any depth; may be given several times"},
+    {OPTION_HEAD, "head", nullptr, nullptr, "group 0002 counts as well"},
+    {OPTION_EXACT, "exact", nullptr, nullptr, "the padding at the end of texts counts"},
+    {'q', "quiet", nullptr, nullptr, "nothing is printed: the exit status tells"},
+    {0, nullptr, nullptr, nullptr, nullptr},
 };
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, nullptr};
 
-static int take_option(int letter, Diff *diff)
+static int take_option(const Option &option, void *user)
 {
+    Diff *diff = static_cast<Diff *>(user);
     Tag_Path path;
     std::string error;
-    switch (letter) {
+    switch (option.letter) {
     case 'f':
-        if (strcmp(optarg, "lines") != 0 && strcmp(optarg, "jsonl") != 0)
-            return wrong_use(command_diff, "%s is no format; there are lines and jsonl", quoted(optarg).c_str());
-        diff->as_json = strcmp(optarg, "jsonl") == 0;
+        diff->as_json = option.choice == 1;
         break;
     case OPTION_IGNORE:
-        if (!parse_tag_path(optarg, &path, &error))
+        if (!parse_tag_path(option.value, &path, &error))
             return wrong_use(command_diff, "%s", error.c_str());
         if (path.steps.size() != 1 || path.steps[0].item != 0)
-            return wrong_use(command_diff, "--ignore takes a tag without a path, not %s", quoted(optarg).c_str());
+            return wrong_use(command_diff, "--ignore takes a tag without a path, not %s", quoted(option.value).c_str());
         diff->ignored.push_back(path.steps[0]);
         break;
     case OPTION_HEAD:
@@ -290,18 +286,20 @@ static int run_diff(int argc, char **argv)
 {
     Diff diff;
     int status = STATUS_DONE;
-    for (int letter; (letter = next_option(command_diff, argc, argv, "f:q", LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        status = take_option(letter, &diff);
-        if (status != STATUS_DONE)
-            return status;
-    }
+    if (!take_options(command_diff, argc, argv, take_option, &diff, &status))
+        return status;
     if (argc - optind != 2)
         return wrong_use(command_diff, "two files are compared, and %d are given", argc - optind);
     return compare_files(&diff, argv[optind], argv[optind + 1]);
 }
 
 extern const Command command_diff = {
-    "diff", "diff [OPTIONS] A B", "Says what differs between two data sets", HELP, run_diff,
+    "diff",
+    "diff [OPTIONS] A B",
+    "Says what differs between two data sets",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 nothing differs, 1 something does, 2 wrong use, 3 a file could not be read",
+    run_diff,
 };

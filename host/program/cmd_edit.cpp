@@ -1,4 +1,6 @@
 // velmora edit: attributes set and deleted.
+#include <getopt.h>
+
 #include "host/program/assignment.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
@@ -9,24 +11,19 @@
 
 using namespace velmora_host;
 
-// clang-format off
-static const char HELP[] =
-    "  -t, --set TAG=VALUE give this attribute a value; it is made if it is not there. TAG:VR=VALUE says its VR\n"
-    "  -d, --delete TAG    take this attribute out\n"
-    "  -a, --all           a TAG to delete that has no path is meant at any depth, else at the top\n"
-    WRITING_HELP
-    "\n"
-    "Both may be given several times; deletions are made first. TAG is 0010,0010, a name or keyword of the dictionary, and\n"
-    "may have a path in front: 0040,a730[2]/0008,0104; what is to be deleted may have wildcards. In a VALUE, backslashes\n"
-    "part the values; numbers are decimal, tags are 0010,0010. What is no value of the VR is refused.\n"
-    "IN is a file, a folder with all that is in it, or - for standard input. OUT is a file, - for standard output, or a\n"
-    "folder, which several files go to.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora edit --set 'PatientName=Doe^Jane' --delete 0010,1040 old.dcm new.dcm\n"
-    "  velmora edit --in-place --all --delete '0009,*' image.dcm\n"
-    "  velmora edit --set '0040,a730[1]/0008,0104=Finding' report.dcm out.dcm\n";
-// clang-format on
+static const char EXAMPLES[] = "velmora edit --set 'PatientName=Doe^Jane' --delete 0010,1040 old.dcm new.dcm\n"
+                               "velmora edit --in-place --all --delete '0009,*' image.dcm\n"
+                               "velmora edit --set '0040,a730[1]/0008,0104=Finding' report.dcm out.dcm\n";
+
+static const char TEXT[] =
+    "--set and --delete may be given several times; deletions are made first. TAG is 0010,0010, a name or keyword of "
+    "the "
+    "dictionary, and may have a path in front: 0040,a730[2]/0008,0104; what is to be deleted may have wildcards. In a "
+    "VALUE, backslashes part the values; numbers are decimal, tags are 0010,0010. What is no value of the VR is "
+    "refused.\n"
+    "IN is a file, a folder with all that is in it, or - for standard input. OUT is a file, - for standard output, or "
+    "a "
+    "folder, which several files go to.\n";
 
 struct Edit {
     Writing writing;
@@ -104,13 +101,33 @@ static int take_deletion(const char *text, Edit *edit)
     return STATUS_DONE;
 }
 
-static const option LONGS[] = {
-    {"set",    required_argument, nullptr, 't'},
-    {"delete", required_argument, nullptr, 'd'},
-    {"all",    no_argument,       nullptr, 'a'},
-    WRITING_LONGS,
-    {nullptr,  0,                 nullptr, 0  },
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'t', "set", "TAG=VALUE", nullptr,
+     "give this attribute a value; it is made if it is not there. TAG:VR=VALUE says its VR"},
+    {'d', "delete", "TAG", nullptr, "take this attribute out"},
+    {'a', "all", nullptr, nullptr, "a TAG to delete that has no path is meant at any depth, else at the top"},
+    {0, nullptr, nullptr, nullptr, nullptr},
 };
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
+
+static int take_option(const Option &option, void *user)
+{
+    Edit *edit = static_cast<Edit *>(user);
+    switch (option.letter) {
+    case 't':
+        return take_set(option.value, edit);
+    case 'd':
+        return take_deletion(option.value, edit);
+    case 'a':
+        edit->everywhere = true;
+        return STATUS_DONE;
+    default:
+        return take_writing_option(option, &edit->writing);
+    }
+}
 
 static int run_edit(int argc, char **argv)
 {
@@ -119,21 +136,8 @@ static int run_edit(int argc, char **argv)
     edit.writing.change = edit_set;
     edit.writing.user = &edit;
     int status = STATUS_DONE;
-    for (int letter;
-         (letter = next_option(command_edit, argc, argv, "t:d:a" WRITING_SHORTS, LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        if (letter == 't')
-            status = take_set(optarg, &edit);
-        else if (letter == 'd')
-            status = take_deletion(optarg, &edit);
-        else if (letter == 'a')
-            edit.everywhere = true;
-        else
-            take_writing_option(letter, &edit.writing, &status);
-        if (status != STATUS_DONE)
-            return status;
-    }
+    if (!take_options(command_edit, argc, argv, take_option, &edit, &status))
+        return status;
     if (edit.sets.empty() && edit.deletions.empty())
         return wrong_use(command_edit, "nothing is said to be set or deleted");
     Tally total;
@@ -141,5 +145,12 @@ static int run_edit(int argc, char **argv)
 }
 
 extern const Command command_edit = {
-    "edit", "edit [OPTIONS] IN... OUT", "Sets and deletes attributes", HELP, run_edit,
+    "edit",
+    "edit [OPTIONS] IN... OUT",
+    "Sets and deletes attributes",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 done, 2 wrong use, 3 a file could not be read or written",
+    run_edit,
 };

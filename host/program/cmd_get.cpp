@@ -1,4 +1,6 @@
 // velmora get: the values of attributes.
+#include <getopt.h>
+
 #include "host/program/command.h"
 #include "host/program/find.h"
 #include "host/program/many.h"
@@ -9,33 +11,16 @@
 
 using namespace velmora_host;
 
-static const char HELP[] =
-    "Prints a line for each value. TAG is the first argument; with --tag, all arguments are files. It is 0010,0010, a\n"
-    "name of the dictionary (\"Patient's Name\") or its keyword (PatientName), may have wildcards (60*,3000), and in\n"
-    "front a path (0040,a730[2]/0040,a168/0008,0104): items count from 1, without a number all are meant. Status 1: a\n"
-    "TAG was not found in a file.\n"
-    "\n"
-    "  -t, --tag TAG       this attribute; may be given several times\n"
-    "  -a, --all           wherever it stands, in sequences of any depth\n"
-    "  -p, --path          the path in front of each value, with a tab; so it is with several TAGs, with --all, and\n"
-    "                      where TAG can mean several places\n"
-    "  -H, --with-filename the file in front; so it is with several files\n"
-    "      --no-filename   no file and no path in front\n"
-    "      --json          an object for each attribute, a line each: file, path, and the members of the DICOM JSON\n"
-    "                      model\n"
-    "  -r, --raw           the bytes of the value field as they are, and nothing else\n"
-    "      --limit BYTES   of a binary value (in hexadecimal) not more than this; 0: all. Normally 256\n"
-    "      --charset TERM  the character set of data sets that name none, as ISO_IR 100\n"
-    MANY_HELP
-    "  -h, --help          this text\n"
-    "\n"
-    "FILE is a file, a folder with all that is in it, or - for standard input.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora get PatientName image.dcm\n"
-    "  velmora get --all 0008,1155 report.dcm\n"
-    "  velmora get -t StudyDate -t Modality --json folder\n"
-    "  velmora get --raw EncapsulatedDocument report.dcm > report.pdf\n";
+static const char EXAMPLES[] = "velmora get PatientName image.dcm\n"
+                               "velmora get --all 0008,1155 report.dcm\n"
+                               "velmora get -t StudyDate -t Modality --json folder\n"
+                               "velmora get --raw EncapsulatedDocument report.dcm > report.pdf\n";
+
+static const char TEXT[] =
+    "Prints a line for each value. TAG is the first argument; with --tag, all arguments are files. It is 0010,0010, a "
+    "name of the dictionary (\"Patient's Name\") or its keyword (PatientName), may have wildcards (60*,3000), and in "
+    "front a path (0040,a730[2]/0040,a168/0008,0104): items count from 1, without a number all are meant.\n"
+    "FILE is a file, a folder with all that is in it, or - for standard input.\n";
 
 struct Get_Work {
     std::vector<Tag_Path> tags;
@@ -164,21 +149,29 @@ static int get_input(const Input &input, Tally *tally, void *user)
 
 enum { OPTION_NO_FILENAME = 256, OPTION_JSON, OPTION_LIMIT, OPTION_CHARSET };
 
-static const option LONGS[] = {
-    {"tag",           required_argument, nullptr, 't'               },
-    {"all",           no_argument,       nullptr, 'a'               },
-    {"path",          no_argument,       nullptr, 'p'               },
-    {"with-filename", no_argument,       nullptr, 'H'               },
-    {"no-filename",   no_argument,       nullptr, OPTION_NO_FILENAME},
-    {"json",          no_argument,       nullptr, OPTION_JSON       },
-    {"raw",           no_argument,       nullptr, 'r'               },
-    {"limit",         required_argument, nullptr, OPTION_LIMIT      },
-    {"charset",       required_argument, nullptr, OPTION_CHARSET    },
-    MANY_LONGS,
-    {nullptr,         0,                 nullptr, 0                 },
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'t', "tag", "TAG", nullptr, "this attribute; may be given several times"},
+    {'a', "all", nullptr, nullptr, "wherever it stands, in sequences of any depth"},
+    {'p', "path", nullptr, nullptr,
+     "the path in front of each value, with a tab; so it is with several TAGs, with --all, and where TAG can mean "
+     "several places"},
+    {'H', "with-filename", nullptr, nullptr, "the file in front; so it is with several files"},
+    {OPTION_NO_FILENAME, "no-filename", nullptr, nullptr, "no file and no path in front"},
+    {OPTION_JSON, "json", nullptr, nullptr,
+     "an object for each attribute, a line each: file, path, and the members of the DICOM JSON model"},
+    {'r', "raw", nullptr, nullptr, "the bytes of the value field as they are, and nothing else"},
+    {OPTION_LIMIT, "limit", "BYTES", nullptr,
+     "of a binary value (in hexadecimal) not more than this; 0: all. Normally 256"},
+    {OPTION_CHARSET, "charset", "TERM", nullptr, "the character set of data sets that name none, as ISO_IR 100"},
+    {0, nullptr, nullptr, nullptr, nullptr},
 };
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, &many_options, nullptr};
 
 struct Get_Options {
+    Get_Work work;
     bool wants_name = false, wants_path = false, wants_bare = false;
     Many_Choice choice;
 };
@@ -195,13 +188,14 @@ static int add_tag(Get_Work *work, const char *text)
     return STATUS_DONE;
 }
 
-static int take_option(int letter, Get_Work *work, Get_Options *options)
+static int take_option(const Option &option, void *user)
 {
+    Get_Options *options = static_cast<Get_Options *>(user);
+    Get_Work *work = &options->work;
     std::string error;
-    int status = STATUS_DONE;
-    switch (letter) {
+    switch (option.letter) {
     case 't':
-        return add_tag(work, optarg);
+        return add_tag(work, option.value);
     case 'a':
         work->everywhere = true;
         break;
@@ -221,18 +215,17 @@ static int take_option(int letter, Get_Work *work, Get_Options *options)
         work->raw = true;
         break;
     case OPTION_LIMIT:
-        if (!parse_byte_limit(optarg, &work->form.inline_limit))
-            return wrong_use(command_get, "--limit takes a number of bytes, not %s", quoted(optarg).c_str());
+        if (!parse_byte_limit(option.value, &work->form.inline_limit))
+            return wrong_use(command_get, "--limit takes a number of bytes, not %s", quoted(option.value).c_str());
         break;
     case OPTION_CHARSET:
-        if (!choose_charset(optarg, &error))
+        if (!choose_charset(option.value, &error))
             return wrong_use(command_get, "%s", error.c_str());
         break;
     default:
-        take_many_option(command_get, letter, &options->choice, &status);
-        break;
+        return take_many_option(command_get, option, &options->choice);
     }
-    return status;
+    return STATUS_DONE;
 }
 
 // Whether a path names one place.
@@ -246,17 +239,12 @@ static bool is_single(const Tag_Path &path)
 
 static int run_get(int argc, char **argv)
 {
-    Get_Work work;
     Get_Options options;
+    Get_Work &work = options.work;
     work.form.inline_limit = 256;
     int status = STATUS_DONE;
-    for (int letter; (letter = next_option(command_get, argc, argv, "t:apHr" MANY_SHORTS, LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        status = take_option(letter, &work, &options);
-        if (status != STATUS_DONE)
-            return status;
-    }
+    if (!take_options(command_get, argc, argv, take_option, &options, &status))
+        return status;
     if (work.tags.empty() && optind == argc)
         return wrong_use(command_get, "no tag is given");
     if (work.tags.empty() && (status = add_tag(&work, argv[optind++])) != STATUS_DONE)
@@ -275,5 +263,12 @@ static int run_get(int argc, char **argv)
 }
 
 extern const Command command_get = {
-    "get", "get [OPTIONS] TAG FILE...", "Prints the values of attributes", HELP, run_get,
+    "get",
+    "get [OPTIONS] TAG FILE...",
+    "Prints the values of attributes",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 done, 1 a TAG was not found in a file, 2 wrong use, 3 a file could not be read",
+    run_get,
 };

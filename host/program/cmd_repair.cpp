@@ -1,4 +1,5 @@
 // velmora repair: what can be mended in data sets is mended, and what is invalid is taken out.
+#include <getopt.h>
 #include <string.h>
 
 #include "host/program/command.h"
@@ -9,23 +10,19 @@
 
 using namespace velmora_host;
 
-// clang-format off
-static const char HELP[] =
-    "  -q, --quiet         no lines about what was done\n"
-    WRITING_HELP
-    "\n"
-    "Values are brought into the form that their VR asks for: padding, stray characters, dates of old forms, lengths. What\n"
-    "cannot be mended is removed, and the rest sorted and written with a right head. Each line says what was done to which\n"
-    "attribute, with what was there before. With --in-place the original stays as IN.bak, and a file in which there is\n"
-    "nothing to mend is not touched; --dry-run only says what would be done.\n"
-    "IN is a file, a folder with all that is in it, or - for standard input. OUT is a file, - for standard output, or a\n"
-    "folder, which several files go to.\n"
-    "\n"
-    "Examples:\n"
-    "  velmora repair --dry-run old.dcm\n"
-    "  velmora repair old.dcm new.dcm\n"
-    "  velmora repair --in-place --jobs 4 archive/\n";
-// clang-format on
+static const char EXAMPLES[] = "velmora repair --dry-run old.dcm\n"
+                               "velmora repair old.dcm new.dcm\n"
+                               "velmora repair --in-place --jobs 4 archive/\n";
+
+static const char TEXT[] =
+    "Values are brought into the form that their VR asks for: padding, stray characters, dates of old forms, lengths. "
+    "What cannot be mended is removed, and the rest sorted and written with a right head. Each line says what was done "
+    "to which attribute, with what was there before.\n"
+    "With --in-place the original stays as IN.bak, and a file in which there is nothing to mend is not touched; "
+    "--dry-run only says what would be done.\n"
+    "IN is a file, a folder with all that is in it, or - for standard input. OUT is a file, - for standard output, or "
+    "a "
+    "folder, which several files go to.\n";
 
 // Places in Tally::own.
 enum { FILES_REPAIRED, VALUES_CHANGED, ATTRIBUTES_REMOVED };
@@ -87,11 +84,21 @@ static void write_summary(const Tally &tally)
     write_out(text + "\n");
 }
 
-static const option LONGS[] = {
-    {"quiet", no_argument, nullptr, 'q'},
-    WRITING_LONGS,
-    {nullptr, 0,           nullptr, 0  },
+static const Option_Row ROWS[] = {
+    {'q', "quiet", nullptr, nullptr, "no lines about what was done"},
+    {0,   nullptr, nullptr, nullptr, nullptr                       },
 };
+static const Option_Table OWN = {"Options", ROWS, false};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
+
+static int take_option(const Option &option, void *user)
+{
+    Repair_Work *work = static_cast<Repair_Work *>(user);
+    if (option.letter != 'q')
+        return take_writing_option(option, &work->writing);
+    work->is_quiet = true;
+    return STATUS_DONE;
+}
 
 static int run_repair(int argc, char **argv)
 {
@@ -101,17 +108,8 @@ static int run_repair(int argc, char **argv)
     work.writing.user = &work;
     work.writing.keeps_old = work.writing.takes_damaged = work.writing.save.even_lengths = true;
     int status = STATUS_DONE;
-    for (int letter;
-         (letter = next_option(command_repair, argc, argv, "q" WRITING_SHORTS, LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        if (letter == 'q')
-            work.is_quiet = true;
-        else
-            take_writing_option(letter, &work.writing, &status);
-        if (status != STATUS_DONE)
-            return status;
-    }
+    if (!take_options(command_repair, argc, argv, take_option, &work, &status))
+        return status;
     bool to_stdout = argc > optind && strcmp(argv[argc - 1], "-") == 0 && argc > optind + 1;
     work.is_quiet |= to_stdout;
     Tally total;
@@ -122,5 +120,12 @@ static int run_repair(int argc, char **argv)
 }
 
 extern const Command command_repair = {
-    "repair", "repair [OPTIONS] IN... OUT", "Mends what can be mended in data sets", HELP, run_repair,
+    "repair",
+    "repair [OPTIONS] IN... OUT",
+    "Mends what can be mended in data sets",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 done, 2 wrong use, 3 a file could not be read or written",
+    run_repair,
 };

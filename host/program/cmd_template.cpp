@@ -1,4 +1,5 @@
 // velmora template: what a data set of one kind must hold.
+#include <getopt.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -13,22 +14,17 @@
 
 using namespace velmora_host;
 
-static const char HELP[] =
+static const char EXAMPLES[] = "velmora template CT_Image\n"
+                               "velmora template --list\n"
+                               "velmora template image.dcm | grep '^ *1 '\n";
+
+static const char TEXT[] =
     "Shows the attributes of a template with their types: 1 must be there with a value, 2 must be there, 3 may be; 1C "
-    "and\n"
-    "2C: on a condition. NAME is one of --list, or a modality such as CT; FILE shows the template of its SOP class.\n"
+    "and 2C: on a condition. NAME is one of --list, or a modality such as CT; FILE shows the template of its SOP "
+    "class.\n"
     "A value that a data set of this kind is given stands behind the name: = where it has none, ! in any case, + "
-    "beside\n"
-    "those it has; - is an attribute that it must not have.\n"
-    "\n"
-    "  -l, --list          the names of all templates\n"
-    "  -f, --format FORM   tree (this is the default), or tsv: depth, path, tag, type, VR, name, mark, value\n"
-    "  -h, --help          this text\n"
-    "\n"
-    "Examples:\n"
-    "  velmora template CT_Image\n"
-    "  velmora template --list\n"
-    "  velmora template image.dcm | grep '^ *1 '\n";
+    "beside "
+    "those it has; - is an attribute that it must not have.\n";
 
 struct Line {
     std::string type, vr, name, mark, value;
@@ -116,6 +112,7 @@ static void write_tsv(DICOM_List *list, int depth, const std::string &path)
 // ---- which one ------------------------------------------------------------------------
 
 struct Template_Work {
+    bool is_list = false;   // of their names
     bool as_tsv = false;
     bool has_titles = false;
     std::vector<std::string> names;   // of all templates
@@ -194,27 +191,34 @@ static int show_list(const Template_Work &work)
 
 // ---- options --------------------------------------------------------------------------
 
+// clang-format off
+static const Option_Row ROWS[] = {
+    {'l', "list", nullptr, nullptr, "the names of all templates"},
+    {'f', "format", "FORM", "tree tsv",
+     "tree (this is the default), or tsv: depth, path, tag, type, VR, name, mark, value"},
+    {0, nullptr, nullptr, nullptr, nullptr},
+};
+// clang-format on
+static const Option_Table OWN = {"Options", ROWS, true};
+static const Option_Table *const TABLES[] = {&OWN, nullptr};
+
+static int take_option(const Option &option, void *user)
+{
+    Template_Work *work = static_cast<Template_Work *>(user);
+    if (option.letter == 'l')
+        work->is_list = true;
+    else
+        work->as_tsv = option.choice == 1;
+    return STATUS_DONE;
+}
+
 static int run_template(int argc, char **argv)
 {
-    static const option LONGS[] = {
-        {"list",   no_argument,       nullptr, 'l'},
-        {"format", required_argument, nullptr, 'f'},
-        {nullptr,  0,                 nullptr, 0  }
-    };
     Template_Work work;
-    bool is_list = false;
     int status = STATUS_DONE;
-    for (int letter; (letter = next_option(command_template, argc, argv, "lf:", LONGS, &status)) != OPTION_END;) {
-        if (letter == OPTION_STOP)
-            return status;
-        is_list |= letter == 'l';
-        if (letter != 'f')
-            continue;
-        work.as_tsv = strcmp(optarg, "tsv") == 0;
-        if (!work.as_tsv && strcmp(optarg, "tree") != 0)
-            return wrong_use(command_template, "%s is no format; there are tree and tsv", quoted(optarg).c_str());
-    }
-    if (!is_list && optind == argc)
+    if (!take_options(command_template, argc, argv, take_option, &work, &status))
+        return status;
+    if (!work.is_list && optind == argc)
         return wrong_use(command_template, "no template and no file is given");
     work.names = definition_names(TEMPLATE_PREFIX);
     if (work.names.empty()) {
@@ -222,7 +226,7 @@ static int run_template(int argc, char **argv)
                  quoted(definitions_place()).c_str());
         return STATUS_UNREADABLE;
     }
-    if (is_list)
+    if (work.is_list)
         return show_list(work);
     work.has_titles = argc - optind > 1;
     for (int i = optind; i < argc; i++)
@@ -231,5 +235,12 @@ static int run_template(int argc, char **argv)
 }
 
 extern const Command command_template = {
-    "template", "template [OPTIONS] NAME|FILE...", "Shows what a data set of one kind must hold", HELP, run_template,
+    "template",
+    "template [OPTIONS] NAME|FILE...",
+    "Shows what a data set of one kind must hold",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 done, 1 there is no such template, 2 wrong use, 3 a file could not be read",
+    run_template,
 };

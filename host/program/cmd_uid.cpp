@@ -1,4 +1,5 @@
 // velmora uid: the names that the library gives to UIDs.
+#include <getopt.h>
 #include <string.h>
 
 #include "host/program/command.h"
@@ -7,16 +8,13 @@
 #include "tree/DICOM_Constants.h"
 #include "tree/Velmora_DICOM.h"
 
-static const char HELP[] = "Prints a line for each UID found: the UID and its name, split by a tab. A text that is no "
-                           "UID is looked for in the\n"
-                           "names, the beginning of a UID in the UIDs. Status 1: nothing was found.\n"
-                           "\n"
-                           "  -h, --help          this text\n"
-                           "\n"
-                           "Examples:\n"
-                           "  velmora uid 1.2.840.10008.1.2.4.50\n"
-                           "  velmora uid 1.2.840.10008.1.2.\n"
-                           "  velmora uid 'ct image'\n";
+static const char EXAMPLES[] = "velmora uid 1.2.840.10008.1.2.4.50\n"
+                               "velmora uid 1.2.840.10008.1.2.\n"
+                               "velmora uid 'ct image'\n";
+
+static const char TEXT[] = "Prints a line for each UID found: the UID and its name, split by a tab. A text that is no "
+                           "UID is looked for in the "
+                           "names, the beginning of a UID in the UIDs.\n";
 
 // The UIDs that have a name, taken from the library's table when the program is built.
 static const char *const KEYS[] = {
@@ -62,13 +60,17 @@ static int look_up(const char *text)
     return found > 0 ? STATUS_DONE : STATUS_FOUND;
 }
 
+static const Option_Table *const TABLES[] = {nullptr};
+
+static int take_option(const Option &, void *)
+{
+    return STATUS_DONE;   // there are none but the common ones
+}
+
 static int run_uid(int argc, char **argv)
 {
-    static const option LONGS[] = {
-        {nullptr, 0, nullptr, 0}
-    };
     int status = STATUS_DONE;
-    if (next_option(command_uid, argc, argv, "", LONGS, &status) == OPTION_STOP)
+    if (!take_options(command_uid, argc, argv, take_option, nullptr, &status))
         return status;
     if (optind == argc)
         return wrong_use(command_uid, "no UID and no text is given");
@@ -78,5 +80,12 @@ static int run_uid(int argc, char **argv)
 }
 
 extern const Command command_uid = {
-    "uid", "uid UID|TEXT...", "Looks up the names of UIDs", HELP, run_uid,
+    "uid",
+    "uid UID|TEXT...",
+    "Looks up the names of UIDs",
+    EXAMPLES,
+    TABLES,
+    TEXT,
+    "0 found, 1 nothing was found, 2 wrong use",
+    run_uid,
 };

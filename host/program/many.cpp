@@ -2,6 +2,7 @@
 #include "host/program/many.h"
 
 #include <errno.h>
+#include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -137,6 +138,18 @@ int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *t
 
 // ---- options --------------------------------------------------------------------------
 
+enum { OPTION_FILES_FROM = 0x4000, OPTION_STATS };
+
+static const Option_Row MANY_ROWS[] = {
+    {OPTION_FILES_FROM, "files-from",  "LIST",  nullptr, "read paths from this file, a line each; - is standard input"       },
+    {'0',               "null",        nullptr, nullptr, "the paths of lists end with zero bytes, as find -print0 gives them"},
+    {'j',               "jobs",        "N",     nullptr, "work on N files at a time; 0: as many as there are processors"     },
+    {OPTION_STATS,      "print-stats", nullptr, nullptr, "tell time, elements and memory at the end"                         },
+    {0,                 nullptr,       nullptr, nullptr, nullptr                                                             },
+};
+
+extern const Option_Table many_options = {"Options for many files", MANY_ROWS, false};
+
 static bool parse_jobs(const char *text, int *jobs)
 {
     char *end = nullptr;
@@ -150,25 +163,25 @@ static bool parse_jobs(const char *text, int *jobs)
     return true;
 }
 
-bool take_many_option(const Command &command, int letter, Many_Choice *choice, int *status)
+int take_many_option(const Command &command, const Option &option, Many_Choice *choice)
 {
-    switch (letter) {
+    switch (option.letter) {
     case OPTION_FILES_FROM:
-        choice->inputs.lists.push_back(optarg);
-        return true;
+        choice->inputs.lists.push_back(option.value);
+        return STATUS_DONE;
     case '0':
         choice->inputs.zero_between = true;
-        return true;
+        return STATUS_DONE;
     case 'j':
-        if (!parse_jobs(optarg, &choice->jobs))
-            *status =
-                wrong_use(command, "--jobs takes a number from 0 to %d, not %s", MOST_JOBS, quoted(optarg).c_str());
-        return true;
+        if (parse_jobs(option.value, &choice->jobs))
+            return STATUS_DONE;
+        return wrong_use(command, "--jobs takes a number from 0 to %d, not %s", MOST_JOBS,
+                         quoted(option.value).c_str());
     case OPTION_STATS:
         choice->print_stats = true;
-        return true;
+        return STATUS_DONE;
     default:
-        return false;
+        return OPTION_OTHER;
     }
 }
 

@@ -43,24 +43,10 @@ int load_input(const Input &input, const velmora_host::Load_Options &options, ve
 
 // ---- options --------------------------------------------------------------------------
 
-enum { OPTION_FILES_FROM = 0x4000, OPTION_STATS };
+extern const Option_Table many_options;
 
-#define MANY_LONGS                                                                                                     \
-    {"files-from", required_argument, nullptr, OPTION_FILES_FROM}, {"null", no_argument, nullptr, '0'},                \
-        {"jobs", required_argument, nullptr, 'j'},                                                                     \
-    {                                                                                                                  \
-        "print-stats", no_argument, nullptr, OPTION_STATS                                                              \
-    }
-#define MANY_SHORTS "0j:"
-#define MANY_HELP                                                                                                      \
-    "      --files-from F  read paths from this file, - is standard input\n"                                           \
-    "  -0, --null          the paths in there end with a zero byte\n"                                                  \
-    "  -j, --jobs N        work on N files at a time; 0: as many as there are processors\n"                            \
-    "      --print-stats   tell time, elements and memory at the end\n"
-
-// Takes one of these options. Returns false when the letter is another one.
-//   status  gets STATUS_WRONG_USE, which was said, or stays
-bool take_many_option(const Command &command, int letter, Many_Choice *choice, int *status);
+// Takes an option of that table. Returns OPTION_OTHER when it is none of these.
+int take_many_option(const Command &command, const Option &option, Many_Choice *choice);
 
 // Takes the arguments behind the options as paths. Returns STATUS_WRONG_USE, which was said, when there are none.
 int take_paths(const Command &command, int argc, char **argv, Many_Choice *choice);

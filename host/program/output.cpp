@@ -99,31 +99,21 @@ int finish_output()
 
 // ---- colours --------------------------------------------------------------------------
 
-bool parse_color_choice(const char *text, Color_Choice *choice)
+static bool is_set(const char *name)
 {
-    static const struct {
-        const char *name;
-        Color_Choice choice;
-    } rows[] = {
-        {"auto",   COLOR_AUTO  },
-        {"always", COLOR_ALWAYS},
-        {"never",  COLOR_NEVER },
-    };
-    for (const auto &row : rows) {
-        if (strcmp(text, row.name) == 0) {
-            *choice = row.choice;
-            return true;
-        }
-    }
-    return false;
+    const char *value = getenv(name);
+    return value != nullptr && value[0] != '\0';
 }
 
 bool wants_color(Color_Choice choice, int file)
 {
     if (choice != COLOR_AUTO)
         return choice == COLOR_ALWAYS;
-    const char *none = getenv("NO_COLOR"), *terminal = getenv("TERM");
-    return isatty(file) && (none == nullptr || none[0] == '\0') && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+    if (is_set("NO_COLOR"))
+        return false;
+    if (is_set("CLICOLOR_FORCE") && strcmp(getenv("CLICOLOR_FORCE"), "0") != 0)
+        return true;
+    return isatty(file) && is_set("TERM") && strcmp(getenv("TERM"), "dumb") != 0;
 }
 
 // What becomes of each byte of the library's lines.

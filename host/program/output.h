@@ -46,12 +46,11 @@ int finish_output();
 
 // ---- colours --------------------------------------------------------------------------
 
+// As the choices of --color.
 enum Color_Choice { COLOR_AUTO, COLOR_ALWAYS, COLOR_NEVER };
 
-// False: the text is none of auto, always, never.
-bool parse_color_choice(const char *text, Color_Choice *choice);
-
-// Whether a stream gets colours: by choice; else on a terminal, unless NO_COLOR is set or the terminal is dumb.
+// Whether a stream gets colours: by choice; else on a terminal, unless the terminal is dumb. NO_COLOR with a value says
+// no and CLICOLOR_FORCE with another one than 0 says yes where nothing was chosen; of the two NO_COLOR counts.
 bool wants_color(Color_Choice choice, int file);
 
 // A line of the library with its control bytes turned into colours or left out, and a line feed.

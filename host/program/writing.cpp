@@ -13,33 +13,44 @@ using namespace velmora_host;
 
 // ---- options --------------------------------------------------------------------------
 
-static bool parse_syntax(const char *text, unsigned char *mode)
-{
-    static const struct {
-        const char *name;
-        unsigned char mode;
-    } rows[] = {
-        {"implicit", MODE_IMPLICIT_LITTLE},
-        {"explicit", MODE_EXPLICIT_LITTLE},
-        {"big",      MODE_EXPLICIT_BIG   },
-    };
-    for (const auto &row : rows) {
-        if (strcmp(text, row.name) == 0) {
-            *mode = row.mode;
-            return true;
-        }
-    }
-    return false;
-}
+enum {
+    OPTION_GROUP_LENGTH = 0x1100,
+    OPTION_DEFINED_LENGTH,
+    OPTION_NO_PRIVATE,
+    OPTION_STANDARD_GROUPS,
+    OPTION_IN_PLACE,
+    OPTION_DRY_RUN,
+    OPTION_AS_UN,
+};
 
-bool take_writing_option(int letter, Writing *writing, int *status)
+// clang-format off
+static const Option_Row WRITING_ROWS[] = {
+    {'s', "syntax", "FORM", "implicit explicit big",
+     "encoding to write: implicit, explicit (both little endian) or big (explicit big endian)"},
+    {OPTION_GROUP_LENGTH, "group-length", nullptr, nullptr, "a length element in front of each group"},
+    {OPTION_DEFINED_LENGTH, "defined-length", nullptr, nullptr,
+     "sequences and items with their lengths instead of delimiters"},
+    {OPTION_NO_PRIVATE, "no-private", nullptr, nullptr, "leave out private attributes, at all depths"},
+    {OPTION_STANDARD_GROUPS, "standard-groups", nullptr, nullptr,
+     "only the groups that the standard lists; those left out are named"},
+    {OPTION_AS_UN, "as-un", nullptr, nullptr,
+     "write VRs that old readers do not know (OD OF OL OV SV UC UR UV) as UN"},
+    {OPTION_IN_PLACE, "in-place", nullptr, nullptr, "replace the file itself"},
+    {OPTION_DRY_RUN, "dry-run", nullptr, nullptr, "do all but write"},
+    {'v', "verbose", nullptr, nullptr, "remarks as well as warnings"},
+    {0, nullptr, nullptr, nullptr, nullptr},
+};
+// clang-format on
+
+extern const Option_Table writing_options = {"Options for writing", WRITING_ROWS, true};
+
+int take_writing_option(const Option &option, Writing *writing)
 {
+    static const unsigned char MODES[] = {MODE_IMPLICIT_LITTLE, MODE_EXPLICIT_LITTLE, MODE_EXPLICIT_BIG};
     Save_Options *save = &writing->save;
-    switch (letter) {
+    switch (option.letter) {
     case 's':
-        if (!parse_syntax(optarg, &save->mode))
-            *status = wrong_use(*writing->command, "%s is no syntax; there are implicit, explicit and big",
-                                quoted(optarg).c_str());
+        save->mode = MODES[option.choice];
         break;
     case OPTION_GROUP_LENGTH:
         save->group_lengths = true;
@@ -66,9 +77,9 @@ bool take_writing_option(int letter, Writing *writing, int *status)
         show_remarks();
         break;
     default:
-        return take_many_option(*writing->command, letter, &writing->many, status);
+        return take_many_option(*writing->command, option, &writing->many);
     }
-    return true;
+    return STATUS_DONE;
 }
 
 // ---- where results go -----------------------------------------------------------------

@@ -42,38 +42,10 @@ struct Writing {
     std::set<std::string> outputs;   // of this run
 };
 
-// The options of all of them, in the manner of those of many.h.
-enum {
-    OPTION_GROUP_LENGTH = 0x1100,
-    OPTION_DEFINED_LENGTH,
-    OPTION_NO_PRIVATE,
-    OPTION_STANDARD_GROUPS,
-    OPTION_IN_PLACE,
-    OPTION_DRY_RUN,
-    OPTION_AS_UN
-};
-#define WRITING_SHORTS MANY_SHORTS "s:v"
-#define WRITING_LONGS                                                                                                  \
-    {"syntax", required_argument, nullptr, 's'}, {"group-length", no_argument, nullptr, OPTION_GROUP_LENGTH},          \
-        {"defined-length", no_argument, nullptr, OPTION_DEFINED_LENGTH},                                               \
-        {"no-private", no_argument, nullptr, OPTION_NO_PRIVATE},                                                       \
-        {"standard-groups", no_argument, nullptr, OPTION_STANDARD_GROUPS},                                             \
-        {"in-place", no_argument, nullptr, OPTION_IN_PLACE}, {"dry-run", no_argument, nullptr, OPTION_DRY_RUN},        \
-        {"as-un", no_argument, nullptr, OPTION_AS_UN}, {"verbose", no_argument, nullptr, 'v'}, MANY_LONGS
-#define WRITING_HELP                                                                                                   \
-    "  -s, --syntax FORM   encoding to write: implicit, explicit (both little endian) or big (explicit big endian)\n"  \
-    "      --group-length  a length element in front of each group\n"                                                  \
-    "      --defined-length  sequences and items with their lengths instead of delimiters\n"                           \
-    "      --no-private    leave out private attributes, at all depths\n"                                              \
-    "      --standard-groups  only the groups that the standard lists; those left out are named\n"                     \
-    "      --as-un         write VRs that old readers do not know (OD OF OL OV SV UC UR UV) as UN\n"                   \
-    "      --in-place      replace the file itself\n"                                                                  \
-    "      --dry-run       do all but write\n" MANY_HELP "  -v, --verbose       remarks as well as warnings\n"         \
-    "  -h, --help          this text\n"
+extern const Option_Table writing_options;
 
-// Takes one of these options. Returns false when the letter is another one.
-//   status  gets STATUS_WRONG_USE, which was said, or stays
-bool take_writing_option(int letter, Writing *writing, int *status);
+// Takes an option of that table, or of many_options. Returns OPTION_OTHER when it is none of these.
+int take_writing_option(const Option &option, Writing *writing);
 
 // Takes the arguments behind the options, and does the work. Returns the exit status.
 int run_writing(Writing *writing, int argc, char **argv, Tally *total);
