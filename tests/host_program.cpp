@@ -222,7 +222,7 @@ TEST(Program, SaysWhatIsWrongWithALineInOneLine)
          "velmora: dump: there is no option '-x', but -f, -o, -v, -0, -j and -h; see velmora dump --help\n"                                      },
         {{"dump", "--only"},                      "velmora: dump: '--only' needs a value; see velmora dump --help\n"                             },
         {{"dump", "--format", "xml", "x"},
-         "velmora: dump: --format takes tree, tsv or json, not 'xml'; see velmora dump --help\n"                                                 },
+         "velmora: dump: --format takes tree, tsv, json or html, not 'xml'; see velmora dump --help\n"                                                 },
         {{"dump", "--color", "red", "x"},
          "velmora: dump: --color takes auto, always or never, not 'red'; see velmora dump --help\n"                                              },
         {{"dump", "--only", "Nmae", "x"},

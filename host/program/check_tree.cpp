@@ -406,21 +406,21 @@ static void verify(const Check &check, const Data_Set &set)
 }
 
 Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally, Finding_Teller *teller,
-                       std::string *error)
+                       std::string *error, Data_Set *kept)
 {
     Check check;
     check.choice = &choice;
     check.teller = teller;
-    Data_Set set;
+    Data_Set own, *set = kept != nullptr ? kept : &own;
     take_reports(take_early, &check);
-    Load_Result result = load_from_path(input.path.c_str(), Load_Options(), &set, error);
+    Load_Result result = load_from_path(input.path.c_str(), Load_Options(), set, error);
     if (result == LOADED) {
-        tally->elements += set.elements;
-        judge_set(&check, &set);
-        verify(check, set);
+        tally->elements += set->elements;
+        judge_set(&check, set);
+        verify(check, *set);
         teller->finish();
     }
     take_reports(nullptr, nullptr);
-    release_data_set(&set);
+    release_data_set(&own);
     return result;
 }

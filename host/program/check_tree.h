@@ -16,7 +16,9 @@ struct Check_Choice {
 // Loads a data set and judges it: what is wrong with its stream, then each value by its VR, in the order of the stream,
 // down to a hundred levels of sequences; last, what its template asks for and is not there.
 //   error  gets one line when the result is not LOADED
+//   kept   gets the data set, for the caller to release; null: it is released
 velmora_host::Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally,
-                                     Finding_Teller *teller, std::string *error);
+                                     Finding_Teller *teller, std::string *error,
+                                     velmora_host::Data_Set *kept = nullptr);
 
 #endif

@@ -1,6 +1,7 @@
 // velmora dump: what is in a file.
 #include <unistd.h>
 
+#include "host/program/check_tree.h"
 #include "host/program/command.h"
 #include "host/program/dump.h"
 #include "host/program/many.h"
@@ -12,6 +13,7 @@ using namespace velmora_host;
 static const char EXAMPLES[] = "velmora dump image.dcm\n"
                                "velmora dump --only PatientName --only 0040,a730[2]/0040,a168[1]/0008,0104 report.dcm\n"
                                "velmora dump --format json image.dcm | jq '.[\"00100010\"]'\n"
+                               "velmora dump --format html image.dcm > image.html\n"
                                "find . -name '*.dcm' -print0 | velmora dump --format tsv --files-from - -0\n";
 
 static const char TEXT[] =
@@ -21,7 +23,7 @@ static const char TEXT[] =
     "are "
     "texts (\"NaN\").\n";
 
-enum Dump_Form { FORM_TREE, FORM_TSV, FORM_JSON };   // as the choices of --format
+enum Dump_Form { FORM_TREE, FORM_TSV, FORM_JSON, FORM_HTML };   // as the choices of --format
 
 struct Dump_Work {
     Dump_Form form = FORM_TREE;
@@ -56,6 +58,24 @@ static void show(Dump_Work *work, const std::string &path, Data_Set *set)
     dump_json(&json, work->json, *set, work->only);
 }
 
+// The check tells what is wrong, on the page and not beside it.
+static int dump_page(const Dump_Work &work, const Input &input, Data_Set *set, Tally *tally)
+{
+    Finding_Teller found;
+    found.form = FINDINGS_KEPT;
+    std::string error;
+    Load_Result result = check_file(input, Check_Choice(), tally, &found, &error, set);
+    if (result == NOT_A_DATA_SET && input.from_folder)
+        return STATUS_SKIPPED;
+    if (result != LOADED) {
+        dump_failure(name_of(input), error);
+        complain_about(name_of(input), error);
+        return STATUS_UNREADABLE;
+    }
+    dump_html(*set, name_of(input), !work.has_names, found, work.only);
+    return STATUS_DONE;
+}
+
 static int dump_input(const Input &input, Tally *tally, void *user)
 {
     Dump_Work *work = static_cast<Dump_Work *>(user);
@@ -65,6 +85,8 @@ static int dump_input(const Input &input, Tally *tally, void *user)
     // The last one is left to the end of the process, which takes it apart faster than we could.
     static Data_Set set;
     release_data_set(&set);
+    if (work->form == FORM_HTML)
+        return dump_page(*work, input, &set, tally);
     int status = load_input(input, options, &set, tally);
     if (status != STATUS_DONE)
         return status;
@@ -81,11 +103,13 @@ enum { OPTION_COLOR = 256, OPTION_RAW, OPTION_CHARSET, OPTION_INDENT, OPTION_INL
 
 // clang-format off
 static const Option_Row ROWS[] = {
-    {'f', "format", "FORM", "tree tsv json",
+    {'f', "format", "FORM", "tree tsv json html",
      "tree: the attributes with their values, for reading (this is the default)\n"
      "tsv: one line for each element, for programs: depth, path, tag, VR, length, offset\n"
      "json: the DICOM JSON model (DICOM PS3.18, annex F), in UTF-8, which (0008,0005) then says: an object for each "
-     "file, a line each"},
+     "file, a line each\n"
+     "html: one page for a browser, a section for each file: a tree that folds, with search, and what velmora check "
+     "finds marked where it stands; it loads nothing from elsewhere"},
     {'o', "only", "TAG", nullptr, "what stands under this tag alone; may be given several times"},
     {OPTION_RAW, "raw", nullptr, nullptr, "tree: texts as their bytes, not in the character set of the terminal"},
     {OPTION_CHARSET, "charset", "TERM", nullptr, "the character set of data sets that name none, as ISO_IR 100"},
@@ -161,7 +185,13 @@ static int run_dump(int argc, char **argv)
     work.has_names = has_several(work.many.inputs);
     work.has_space = work.many.jobs > 1;   // no worker knows which file came first
     Tally total;
-    return work_on_files(work.many, dump_input, &work, &total);
+    if (work.form != FORM_HTML)
+        return work_on_files(work.many, dump_input, &work, &total);
+    show_remarks();
+    start_page(work.has_names ? "velmora dump" : work.many.inputs.paths[0]);
+    status = work_on_files(work.many, dump_input, &work, &total);
+    end_page();
+    return status;
 }
 
 extern const Command command_dump = {

@@ -21,19 +21,6 @@ static const char *const KEYS[] = {
 #include "uid_keys.inc"
 };
 
-// The dump of an attribute with this UID shows "= " and the name.
-static std::string name_of(const char *uid)
-{
-    std::string value = uid;
-    char text[1024];
-    DICOM_List node = {};
-    node.vr_explicit = VR_UI;
-    node.size = static_cast<int>(value.size());
-    node.data = &value[0];
-    const char *shown = value.size() < 250 ? DICOM_Attribute_Stool_Data(nullptr, &node, text) : nullptr;
-    return shown != nullptr && strncmp(shown, "= ", 2) == 0 ? shown + 2 : "";
-}
-
 static void write_name(const std::string &uid, const std::string &name)
 {
     write_out(uid + "\t" + name + "\n");
@@ -41,7 +28,7 @@ static void write_name(const std::string &uid, const std::string &name)
 
 static int look_up(const char *text)
 {
-    std::string name = name_of(text), wanted = folded_name(text);
+    std::string name = name_of_uid(text), wanted = folded_name(text);
     if (!name.empty()) {
         write_name(text, name);
         return STATUS_DONE;
@@ -49,7 +36,7 @@ static int look_up(const char *text)
     bool is_uid = text[0] != '\0' && strspn(text, "0123456789.") == strlen(text);
     int found = 0;
     for (const char *key : KEYS) {
-        name = name_of(key);
+        name = name_of_uid(key);
         bool matched = is_uid ? strncmp(key, text, strlen(text)) == 0
                               : !wanted.empty() && folded_name(name).find(wanted) != std::string::npos;
         if (matched) {

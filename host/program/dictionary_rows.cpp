@@ -118,3 +118,16 @@ std::string vr_text(const TAG_db_Elems &row)
     }
     return count == 0 ? "--" : text;
 }
+
+// The dump of an attribute with this UID shows "= " and the name.
+std::string name_of_uid(const std::string &uid)
+{
+    std::string value = uid;
+    char text[1024];
+    DICOM_List node = {};
+    node.vr_explicit = VR_UI;
+    node.size = static_cast<int>(value.size());
+    node.data = &value[0];
+    const char *shown = value.size() < 250 ? DICOM_Attribute_Stool_Data(nullptr, &node, text) : nullptr;
+    return shown != nullptr && strncmp(shown, "= ", 2) == 0 ? shown + 2 : "";
+}

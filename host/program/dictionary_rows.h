@@ -27,4 +27,7 @@ std::string folded_name(const std::string &name);
 // "OB 1 or OW 1" of a row; "--" where it names no VR.
 std::string vr_text(const TAG_db_Elems &row);
 
+// The name that the library gives to a UID; empty: none.
+std::string name_of_uid(const std::string &uid);
+
 #endif

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "host/program/dump_html.h"
 #include "host/program/dump_json.h"
 #include "host/program/tag_path.h"
 #include "host/velmora_host.h"

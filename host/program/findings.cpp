@@ -15,6 +15,7 @@
 
 static const int64_t SHOWN_OF_A_KIND = 3;     // of the same attribute in one file
 static const size_t KINDS_OF_A_FILE = 1000;   // what is in more is only counted
+static const size_t MOST_KEPT = 100000;       // the same
 
 // ---- kinds ----------------------------------------------------------------------------
 
@@ -233,6 +234,11 @@ void Finding_Teller::add(const Finding &finding)
     (finding.is_warning ? warnings : remarks)++;
     if (form == FINDINGS_COUNTED)
         return;
+    if (form == FINDINGS_KEPT) {
+        if (kept.size() < MOST_KEPT)
+            kept.push_back(finding);
+        return;
+    }
     if (form == FINDINGS_AS_JSON)
         return write_out(json_of(file, finding));
     if (shows_all)

@@ -32,7 +32,7 @@ bool is_finding_kind(const std::string &word);
 
 // ---- telling --------------------------------------------------------------------------
 
-enum Finding_Form { FINDINGS_AS_LINES, FINDINGS_AS_JSON, FINDINGS_COUNTED };
+enum Finding_Form { FINDINGS_AS_LINES, FINDINGS_AS_JSON, FINDINGS_COUNTED, FINDINGS_KEPT };
 
 // Tells the findings of one file as they come; add them in the order of the stream.
 struct Finding_Teller {
@@ -40,6 +40,7 @@ struct Finding_Teller {
     bool shows_all;     // else what repeats is counted
     std::string file;   // its name
     int64_t warnings = 0, remarks = 0;
+    std::vector<Finding> kept;   // the first of them, of the form FINDINGS_KEPT
 
     void add(const Finding &finding);
     void finish();
