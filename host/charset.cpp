@@ -417,10 +417,13 @@ static bool names_nothing(const Character_Set &set)
 
 bool is_plain_text(const char *text, size_t size)
 {
-    for (size_t i = 0; i < size; i++)
-        if (static_cast<unsigned char>(text[i]) >= 0x80 || text[i] == ESCAPE)
-            return false;
-    return true;
+    unsigned char high = 0;   // without a way out of the loop, which so looks at many bytes at once
+    bool has_escape = false;
+    for (size_t i = 0; i < size; i++) {
+        high |= static_cast<unsigned char>(text[i]);
+        has_escape |= text[i] == ESCAPE;
+    }
+    return high < 0x80 && !has_escape;
 }
 
 int append_utf8(const Character_Set &set, const char *text, size_t size, Text_Kind kind, std::string *out, bool is_cut)

@@ -1,5 +1,6 @@
 // The cursor: moves a DICOM_Root into a sequence, from item to item, and back. Damaged streams open and close sequences
 // at will, so too many of either are warned of and clamped, never refused.
+#include <charconv>
 #include <limits.h>
 
 #include "tree/tree_internal.h"
@@ -12,10 +13,25 @@ static int clamp_depth(DICOM_Root *root)
     return root->Sequence_Depth;
 }
 
-// Width of the blanks in front of a visible line.
-static int indentation(int depth)
+// A visible line: "%*s------------------------ ---- %s%d%s", or without the number. It is put together by hand, since a
+// dump prints two for each item.
+//   number  null: none
+static void report_step(HWND window, int level, int depth, const char *what, const int *number, const char *behind)
 {
-    return depth > 0 ? 4 * depth : 0;
+    if (level == 0 || level > report_threshold)
+        return;
+    static const char rule[] = "------------------------ ---- ";
+    char line[4 * MAX_SEQUENCE_DEPTH + 128], *at = line;
+    for (int i = 0; i < depth; i++, at += 4)
+        memset(at, ' ', 4);
+    memcpy(at, rule, sizeof rule - 1);
+    at += sizeof rule - 1;
+    memcpy(at, what, strlen(what));
+    at += strlen(what);
+    if (number != nullptr)
+        at = std::to_chars(at, at + 12, *number).ptr;
+    strcpy(at, behind);
+    REPORT(window, level, "%s", line);
 }
 
 static int begin_items(HWND window, DICOM_Root *root)
@@ -30,8 +46,7 @@ int DICOM_Attribute_Sequence_Start(HWND window, DICOM_Root *root, int level)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Start()");
     int depth = clamp_depth(root);
-    if (level != 0)
-        REPORT(window, level, "%*s------------------------ ---- Sequence in ---------------", indentation(depth), "");
+    report_step(window, level, depth, "Sequence in ", nullptr, "---------------");
 
     if (depth == MAX_SEQUENCE_DEPTH)
         REPORT(window, Flag_Error_Warning,
@@ -47,9 +62,7 @@ int DICOM_Attribute_Sequence_Start(HWND window, DICOM_Root *root, unsigned short
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Start(%04x,%04x)", group, element);
     int depth = clamp_depth(root);
-    if (level != 0)
-        REPORT(window, level, "%*s------------------------ ---- Sequence in ----(depth=%d)-----", indentation(depth),
-               "", depth);
+    report_step(window, level, depth, "Sequence in ----(depth=", &depth, ")-----");
     DICOM_Attribute_Sequence_Set(window, root, depth, group, element, flag);
 
     if (depth == MAX_SEQUENCE_DEPTH)
@@ -63,9 +76,7 @@ int DICOM_Attribute_Sequence_Stop(HWND window, DICOM_Root *root, int level)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Sequence_Stop()");
     int depth = clamp_depth(root);
-    if (level != 0)
-        REPORT(window, level, "%*s------------------------ ---- Sequence out --------------", indentation(depth - 1),
-               "");
+    report_step(window, level, depth - 1, "Sequence out ", nullptr, "--------------");
 
     if (depth == 0) {
         REPORT(window, Flag_Error_Warning,
@@ -131,9 +142,7 @@ int DICOM_Attribute_Item_Start(HWND window, DICOM_Root *root, int level)
     if (root->Item_Number[depth] < INT_MAX)
         root->Item_Number[depth]++;
     REPORT(window, LEVEL_FUNCTION, "-> root->Item_Number[%d] = %d", depth, root->Item_Number[depth]);
-    if (level != 0)
-        REPORT(window, level, "%*s------------------------ ---- Item[%d] in ---------------", indentation(depth), "",
-               root->Item_Number[depth]);
+    report_step(window, level, depth, "Item[", &root->Item_Number[depth], "] in ---------------");
     return 1;
 }
 
@@ -141,9 +150,7 @@ int DICOM_Attribute_Item_Stop(HWND window, DICOM_Root *root, int level)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Item_Stop()");
     int depth = clamp_depth(root);
-    if (level != 0)
-        REPORT(window, level, "%*s------------------------ ---- Item[%d] out --------------", indentation(depth), "",
-               root->Item_Number[depth]);
+    report_step(window, level, depth, "Item[", &root->Item_Number[depth], "] out --------------");
     REPORT(window, LEVEL_FUNCTION, "-> Item_Number[%d] = %d", depth, root->Item_Number[depth]);
     return 1;
 }

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "host/program/dump.h"
+#include "host/program/dump_lines.h"
 #include "host/program/element_values.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
@@ -12,26 +13,24 @@
 
 using namespace velmora_host;
 
-// A value follows behind the tag, and behind VR, type and size.
-static const int COLUMNS = 2;
-
 // Bytes of a text that the library shows.
 static const size_t SHOWN_OF_A_TEXT = 250;
 
 struct Tree_Dump {
     bool color, raw;
     DICOM_Root root;
-    bool has_text;   // of the line to come: its value is shown as this text
-    std::string text;
+    std::string text;           // room for the value of a line
+    const DICOM_List *node;     // that the line to come is about; null: about none
+    const std::string *value;   // of that line, see write_new_line
 };
 
 static void take_line(void *user, const char *line)
 {
     const Tree_Dump *d = static_cast<const Tree_Dump *>(user);
-    if (d->has_text)
-        write_marked_line(line, COLUMNS, d->color, d->text);
+    if (d->node != nullptr)
+        write_new_line(line, d->root, d->node, d->color, d->value);
     else
-        write_marked_line(line, COLUMNS, d->color);
+        write_marked_line(line, 0, d->color);   // of the legend, or around sequences and items
 }
 
 // ---- texts ----------------------------------------------------------------------------
@@ -42,24 +41,35 @@ static bool is_shown_as_text(const Value_Rule &rule)
     return is_text && rule.vr != VR_UI;
 }
 
-// Decodes as much of a value as the library shows of it: what stands in front of a zero byte, not more than a limit. A
-// text that is not of its character set is shown as its bytes.
-static void decode_shown_text(Tree_Dump *d, const DICOM_List *node, const Value_Context &context)
+// Decodes as much of a value as the library shows of it: what stands in front of a zero byte, not more than a limit.
+// Null for what is shown as the library does it: a text that is the same in every set, or not of its set.
+static const std::string *decode_shown_text(Tree_Dump *d, const DICOM_List *node, const Value_Context &context)
 {
-    d->has_text = false;
+    if (d->raw || node->data == nullptr || node->size <= 0)
+        return nullptr;
     const Value_Rule &rule = value_rule(node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr);
-    if (d->raw || node->data == nullptr || node->size <= 0 || !is_shown_as_text(rule))
-        return;
+    if (!is_shown_as_text(rule))
+        return nullptr;
     size_t size = static_cast<size_t>(node->size), limit = size < SHOWN_OF_A_TEXT ? size : SHOWN_OF_A_TEXT;
     size_t length = strnlen(node->data, limit);
     bool is_plain = is_plain_text(node->data, length);
     if (is_plain && (!rule.is_free || context.charset.g0 == 0))
-        return;
+        return nullptr;
     d->text.clear();
     if (append_utf8(context.charset, node->data, length, text_kind(rule), &d->text, length < size) > 0)
-        return;   // its bytes tell more
+        return nullptr;   // its bytes tell more
     d->text = for_terminal(d->text) + (size > SHOWN_OF_A_TEXT ? "..." : "");
-    d->has_text = true;
+    return &d->text;
+}
+
+static void show_node(Tree_Dump *d, DICOM_List *node, const std::string *value)
+{
+    if (write_kept_line(d->root, node, d->color, value))
+        return;
+    d->node = node;
+    d->value = value;
+    DICOM_Attribute_Stool_Tag(nullptr, &d->root, node, LEVEL_LINES);
+    d->node = nullptr;
 }
 
 // ---- the walk, at most nine levels deep -----------------------------------------------
@@ -96,9 +106,7 @@ static void show_chain(Tree_Dump *d, const Data_Set &set, DICOM_List *list, cons
             selection = select_node(node, *here);
         if (!selection.is_whole && !has_selected_item(node, selection.inside))
             continue;
-        decode_shown_text(d, node, context);
-        DICOM_Attribute_Stool_Tag(nullptr, &d->root, node, LEVEL_LINES);
-        d->has_text = false;
+        show_node(d, node, decode_shown_text(d, node, context));
         if (node->item != nullptr)
             show_items(d, set, node, context, selection.is_whole ? nullptr : &selection.inside);
     }
@@ -121,7 +129,7 @@ void dump_tree(Data_Set *set, const std::vector<Tag_Path> &only, bool color, boo
 {
     if (set->has_later_texts)
         show_as_text(set->tree);
-    Tree_Dump dump = {color, raw, {}, false, ""};
+    Tree_Dump dump = {color, raw, {}, "", nullptr, nullptr};
     std::vector<Progress> paths = start_selection(only, true);
     take_lines(take_line, &dump);
     DICOM_Attribute_Stool(nullptr, &dump.root, nullptr, LEVEL_LINES);   // the legend alone

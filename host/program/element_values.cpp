@@ -33,7 +33,7 @@ static const bool ONE = false, MANY = true;      // values
 static const bool FIXED = false, FREE = true;    // character set
 static const bool KEPT = false, PADDED = true;   // blanks in front (DICOM PS3.5, 6.2)
 
-static const Value_Rule rules[] = {
+static constexpr Value_Rule rules[] = {
   //  VR   kind                 unit values repertoire in front
     {VR_UN, VALUES_OF_BYTES,    1, ONE,  FIXED, KEPT  }, // the first: for all others
     {VR_AE, VALUES_OF_TEXT,     1, MANY, FIXED, PADDED},
@@ -71,12 +71,25 @@ static const Value_Rule rules[] = {
     {VR_UV, VALUES_OF_NUMBERS,  8, MANY, FIXED, KEPT  },
 };
 
+// The row of each two letters, 0 where there is none: a dump asks for one with each value.
+struct Rule_Index {
+    unsigned char of[26 * 26];
+};
+
+static constexpr Rule_Index fill_rule_index()
+{
+    Rule_Index index = {};
+    for (size_t i = 0; i < std::size(rules); i++)
+        index.of[((rules[i].vr >> 8) - 'A') * 26 + (rules[i].vr & 0xFF) - 'A'] = static_cast<unsigned char>(i);
+    return index;
+}
+
+static constexpr Rule_Index rule_index = fill_rule_index();
+
 const Value_Rule &value_rule(unsigned short vr)
 {
-    for (const Value_Rule &rule : rules)
-        if (rule.vr == vr)
-            return rule;
-    return rules[0];
+    unsigned int first = static_cast<unsigned int>(vr >> 8) - 'A', second = static_cast<unsigned int>(vr & 0xFF) - 'A';
+    return rules[first < 26 && second < 26 ? rule_index.of[first * 26 + second] : 0];
 }
 
 // Whether the dictionary leaves the VR open between two, and the stream has none.

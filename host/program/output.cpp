@@ -207,18 +207,41 @@ static size_t show_byte(char *out, unsigned char c)
     return 4;
 }
 
+// How many of the eight bytes at a place are plain, counted up to the first that is not. The last bits of a byte tell
+// it in one step for all eight; what a byte carries over reaches later bytes only, which the count leaves out.
+static size_t plain_bytes(const char *at, uint64_t *eight)
+{
+    memcpy(eight, at, sizeof *eight);
+    if constexpr (std::endian::native != std::endian::little)
+        return 0;
+    const uint64_t ones = 0x0101010101010101, high = ones * 0x80;
+    uint64_t odd = (*eight | (*eight + ones) | (*eight - ones * 0x20)) & high;
+    return odd == 0 ? 8 : static_cast<size_t>(std::countr_zero(odd)) / 8;
+}
+
+// Copies the plain bytes at the start of a text, eight at a time. Returns their number.
+static size_t copy_plain(const char *text, size_t length, char *out)
+{
+    size_t run = 0;
+    for (uint64_t eight; length - run >= 8; run += 8) {
+        if (plain_bytes(text + run, &eight) < 8)
+            break;
+        memcpy(out + run, &eight, sizeof eight);
+    }
+    for (; run < length && is_plain(static_cast<unsigned char>(text[run])); run++)
+        out[run] = text[run];
+    return run;
+}
+
 // Makes a text visible in room for four times its length. Returns the bytes used.
 static size_t make_visible(const char *text, size_t length, char *out)
 {
     const unsigned char *at = reinterpret_cast<const unsigned char *>(text);
     char *to = out;
     for (size_t i = 0; i < length;) {
-        size_t run = i;
-        while (run < length && is_plain(at[run]))
-            run++;
-        memcpy(to, text + i, run - i);
-        to += run - i;
-        i = run;
+        size_t run = copy_plain(text + i, length - i, to);
+        to += run;
+        i += run;
         if (i == length)
             break;
         size_t sequence = at[i] >= 0x80 ? utf8_length(at + i, length - i) : 0;
@@ -254,18 +277,6 @@ std::string quoted(const std::string &text)
 }
 
 // ---- lines of the library -------------------------------------------------------------
-
-// How many of the eight bytes at a place are plain, counted up to the first that is not. The last bits of a byte tell
-// it in one step for all eight; what a byte carries over reaches later bytes only, which the count leaves out.
-static size_t plain_bytes(const char *at, uint64_t *eight)
-{
-    memcpy(eight, at, sizeof *eight);
-    if constexpr (std::endian::native != std::endian::little)
-        return 0;
-    const uint64_t ones = 0x0101010101010101, high = ones * 0x80;
-    uint64_t odd = (*eight | (*eight + ones) | (*eight - ones * 0x20)) & high;
-    return odd == 0 ? 8 : static_cast<size_t>(std::countr_zero(odd)) / 8;
-}
 
 // Converts a text with marks in room for five times its length, up to its end or up to a place. That place lies behind
 // the n-th bracket that closes a column: "\x02) ".
@@ -306,6 +317,21 @@ static const char *convert_marks(const char *at, const char *end, int closings, 
     return at;
 }
 
+static const Action_Table &actions_for(bool color)
+{
+    return color ? color_actions : plain_actions;
+}
+
+static char *put_end(char *out, bool color)
+{
+    if (color) {
+        memcpy(out, "\033[0m", 4);
+        out += 4;
+    }
+    *out++ = '\n';
+    return out;
+}
+
 void write_marked_line(const char *text, int columns, bool color)
 {
     static const size_t LONGEST = (OUTPUT_ROOM - 16) / 5;   // of the library's lines; a longer one goes the slow way
@@ -314,17 +340,36 @@ void write_marked_line(const char *text, int columns, bool color)
     if (length > LONGEST)
         slow.resize(length * 5 + 16);
     char *start = length > LONGEST ? &slow[0] : room_out(), *out = start;
-    const char *value = convert_marks(text, text + length, columns, color ? color_actions : plain_actions, &out);
+    const char *value = convert_marks(text, text + length, columns, actions_for(color), &out);
     out += make_visible(value, length - static_cast<size_t>(value - text), out);
-    if (color) {
-        memcpy(out, "\033[0m", 4);
-        out += 4;
-    }
-    *out++ = '\n';
+    out = put_end(out, color);
     if (length > LONGEST)
         write_out(start, static_cast<size_t>(out - start));
     else
         took_out(static_cast<size_t>(out - start));
+}
+
+size_t convert_columns(const char *text, int columns, bool color, const char **value, char *out, size_t room)
+{
+    size_t length = strlen(text);
+    std::string line(length * 5 + 16, '\0');
+    char *end = &line[0];
+    *value = convert_marks(text, text + length, columns, actions_for(color), &end);
+    size_t used = static_cast<size_t>(end - &line[0]);
+    if (used > room)
+        return 0;
+    memcpy(out, line.data(), used);
+    return used;
+}
+
+void write_columns(const char *columns, size_t count, bool color, const char *value)
+{
+    static_assert(LONGEST_COLUMNS + 4 * LONGEST_VALUE + 16 <= OUTPUT_ROOM);
+    char *start = room_out(), *out = start;
+    memcpy(out, columns, count);
+    out += count;
+    out += make_visible(value, strlen(value), out);
+    took_out(static_cast<size_t>(put_end(out, color) - start));
 }
 
 void write_marked_line(const char *text, int columns, bool color, const std::string &value)
@@ -332,7 +377,7 @@ void write_marked_line(const char *text, int columns, bool color, const std::str
     size_t length = strlen(text);
     std::string line(length * 5 + 16, '\0');
     char *out = &line[0];
-    convert_marks(text, text + length, columns, color ? color_actions : plain_actions, &out);
+    convert_marks(text, text + length, columns, actions_for(color), &out);
     line.resize(static_cast<size_t>(out - &line[0]));
     write_out(line + value + (color ? "\033[0m\n" : "\n"));
 }

@@ -61,6 +61,16 @@ void write_marked_line(const char *text, int columns, bool color);
 // The same with another text, which is visible already, in the place of the value.
 void write_marked_line(const char *text, int columns, bool color, const std::string &value);
 
+// The columns in front of the value alone, without a value and without a line feed.
+//   value  gets the place in the text where the value begins
+//   room   of out, in bytes
+// Returns the bytes used, 0 when there is not room enough.
+size_t convert_columns(const char *text, int columns, bool color, const char **value, char *out, size_t room);
+
+// A line of columns that were converted before, and a value of a data set of at most LONGEST_VALUE bytes.
+enum : size_t { LONGEST_COLUMNS = 400, LONGEST_VALUE = 1024 };
+void write_columns(const char *columns, size_t count, bool color, const char *value);
+
 // The same without colours and without the line feed, for messages.
 std::string without_marks(const char *text);
 
