@@ -142,7 +142,8 @@ static bool read_file(int file, int64_t told, Source *source, std::string *error
             return false;
         }
         held += static_cast<size_t>(got);
-        if (got == 0)
+        // Room for one byte more was left empty: that was the end of a file that has the size it told.
+        if (got == 0 || (told > 0 && held == static_cast<size_t>(told)))
             break;
         if (held > static_cast<size_t>(LARGEST_SOURCE)) {
             *error = TOO_LARGE;

@@ -11,7 +11,7 @@
 // A value follows behind the tag, and behind VR, type and size.
 static const int COLUMNS = 2;
 
-enum { FRONTS = 512, DESCRIPTION_ROOM = 64 };
+enum { FRONTS = 512, PLACES = 4, DESCRIPTION_ROOM = 64 };   // a line may be kept in one of four places
 
 // All that the columns depend on.
 struct Front_Key {
@@ -30,7 +30,7 @@ struct Front {
     char text[LONGEST_COLUMNS];
 };
 
-static Front fronts[FRONTS];   // static: kept from file to file; a line overwrites the one before it in its place
+static Front fronts[FRONTS + PLACES - 1];   // static: kept from file to file
 
 static Front_Key key_of(const DICOM_Root &root, const DICOM_List *node)
 {
@@ -50,11 +50,30 @@ static bool is_same(const Front &front, const Front_Key &key, const DICOM_List *
     return has_same_numbers && (!key.has_description || strcmp(front.description, node->description) == 0);
 }
 
-static Front *place_of(const Front_Key &key)
+static Front *first_place(const Front_Key &key)
 {
     unsigned int number = static_cast<unsigned int>(key.group) << 16 | key.element;
     number = (number + static_cast<unsigned int>(key.size) * 31 + static_cast<unsigned int>(key.depth) * 7) * 0x9E3779B1;
     return &fronts[number / (0xFFFFFFFF / FRONTS + 1)];
+}
+
+static const Front *find_front(const Front_Key &key, const DICOM_List *node)
+{
+    const Front *first = first_place(key);
+    for (int i = 0; i < PLACES; i++)
+        if (is_same(first[i], key, node))
+            return &first[i];
+    return nullptr;
+}
+
+// A free place, else the first: what is there has to go.
+static Front *place_for(const Front_Key &key)
+{
+    Front *first = first_place(key);
+    for (int i = 0; i < PLACES; i++)
+        if (first[i].length == 0)
+            return &first[i];
+    return first;
 }
 
 // ---- the calls ------------------------------------------------------------------------
@@ -62,18 +81,18 @@ static Front *place_of(const Front_Key &key)
 bool write_kept_line(const DICOM_Root &root, DICOM_List *node, bool color, const std::string *value)
 {
     Front_Key key = key_of(root, node);
-    const Front &front = *place_of(key);
-    if (!is_same(front, key, node))
+    const Front *front = find_front(key, node);
+    if (front == nullptr)
         return false;
     if (value != nullptr) {
-        write_out(front.text, front.length);
+        write_out(front->text, front->length);
         write_out(*value);
         write_out(color ? "\033[0m\n" : "\n");
         return true;
     }
     char room[LONGEST_VALUE];
-    const char *shown = front.is_whole ? front.text + front.length : DICOM_Attribute_Stool_Data(nullptr, node, room);
-    write_columns(front.text, front.length, color, shown != nullptr ? shown : "");
+    const char *shown = front->is_whole ? front->text + front->length : DICOM_Attribute_Stool_Data(nullptr, node, room);
+    write_columns(front->text, front->length, color, shown != nullptr ? shown : "");
     return true;
 }
 
@@ -104,5 +123,5 @@ void write_new_line(const char *line, const DICOM_Root &root, const DICOM_List *
     else
         write_marked_line(line, COLUMNS, color);
     Front_Key key = key_of(root, node);
-    keep_line(line, key, node, color, place_of(key));
+    keep_line(line, key, node, color, place_for(key));
 }

@@ -44,29 +44,44 @@ static bool is_same(const struct stat &state, const std::string &folder)
            other.st_ino == state.st_ino;
 }
 
-static bool read_folder(const std::string &path, std::vector<std::string> *names)
+// Something in a folder. Where the file system says at once that it is a file, nobody has to ask again.
+struct Found {
+    std::string path;
+    bool is_file;   // known to be one; else it is to be found out
+};
+
+// Appends what a folder holds, the last name first.
+static bool read_folder(const std::string &path, std::vector<Found> *found)
 {
     DIR *folder = opendir(path.c_str());
     if (folder == nullptr) {
         complain_about(path, std::string("cannot be opened: ") + strerror(errno));
         return false;
     }
+    size_t waiting = found->size();
+    std::string before = path + (path.back() == '/' ? "" : "/");
     while (const dirent *entry = readdir(folder))
         if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
-            names->push_back(entry->d_name);
+            found->push_back({before + entry->d_name, entry->d_type == DT_REG});
     closedir(folder);
-    std::sort(names->begin(), names->end());
+    std::sort(found->begin() + static_cast<long>(waiting), found->end(), [](const Found &a, const Found &b) { return a.path > b.path; });
     return true;
 }
 
 // Without recursion: what is still to be looked at waits in a stack, the next path on top.
 static void walk_folder(Walk *walk, const std::string &top)
 {
-    std::vector<std::string> waiting = {top};
+    std::vector<Found> waiting = {{top, false}};
     bool is_empty = true;
     while (!waiting.empty()) {
-        std::string path = waiting.back();
+        std::string path = std::move(waiting.back().path);
+        bool is_file = waiting.back().is_file;
         waiting.pop_back();
+        if (is_file) {
+            is_empty = false;
+            take_file(walk, path, top.size());
+            continue;
+        }
         struct stat state;
         if (path != top && lstat(path.c_str(), &state) != 0)
             continue;
@@ -81,13 +96,10 @@ static void walk_folder(Walk *walk, const std::string &top)
         }
         if (path != top && is_same(state, walk->choice->skipped))
             continue;
-        std::vector<std::string> names;
-        if (!read_folder(path, &names)) {
+        if (!read_folder(path, &waiting)) {
             walk->status = STATUS_UNREADABLE;
             is_empty = false;
         }
-        for (size_t i = names.size(); i-- > 0;)
-            waiting.push_back(path + (path.back() == '/' ? "" : "/") + names[i]);
     }
     if (is_empty) {
         complain_about(top, "holds no file");
