@@ -16,6 +16,7 @@
 namespace velmora_host
 {
 
+// How the bytes of a text make characters.
 enum Text_Coding : unsigned char {
     CODING_ISO_2022,   // one or two bytes for a character, from graphic sets that escape sequences may exchange
     CODING_UTF_8,
@@ -25,9 +26,9 @@ enum Text_Coding : unsigned char {
 
 // What (0008,0005) says, ready for use. As it is made here it is the default repertoire, ISO IR 6.
 struct Character_Set {
-    Text_Coding coding = CODING_ISO_2022;
-    unsigned char g0 = 0, g1 = 0;   // graphic sets at the start of a text; of g1, 0 is none
-    unsigned char usual_g1 = 0;     // where g1 is none: the one that counts if a text forgets its escape sequence
+    Text_Coding coding = CODING_ISO_2022;   // the graphic sets count for this one only
+    unsigned char g0 = 0, g1 = 0;           // graphic sets at the start of a text; of g1, 0 is none
+    unsigned char usual_g1 = 0;   // where g1 is none: the one that counts if a text forgets its escape sequence
 };
 
 // Takes the value of (0008,0005) apart. Forms that writers use beside the defined terms are understood, such as

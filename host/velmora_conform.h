@@ -21,19 +21,21 @@ namespace velmora_host
 
 // ---- what came of it ------------------------------------------------------------------
 
+// What became of an attribute.
 enum Change_Kind : unsigned char { VALUE_ADDED, VALUE_CHANGED, VALUE_REMOVED };
 
 // One difference between what was read and what came of it. An attribute that is added or removed with items is told
 // as one.
 struct Conform_Change {
-    Change_Kind kind;
-    unsigned short group, element;
-    std::string path;            // what stands around it: "0040,a730[2]/0040,a168[1]/", empty at the top level
-    std::string name;            // as the dictionary calls it; may be empty
-    std::string before, after;   // the values in short, their bytes as they are; empty: none
-    std::string why;             // may be empty: the value broke the rules of its VR
+    Change_Kind kind;                // what became of it
+    unsigned short group, element;   // its tag
+    std::string path;                // what stands around it: "0040,a730[2]/0040,a168[1]/", empty at the top level
+    std::string name;                // as the dictionary calls it; may be empty
+    std::string before, after;       // the values in short, their bytes as they are; empty: none
+    std::string why;                 // may be empty: the value broke the rules of its VR
 };
 
+// What is wrong with an attribute that a template demands.
 enum Lack_Kind : unsigned char {
     LACK_ABSENT,
     LACK_EMPTY,   // of type 1, without a value
@@ -42,14 +44,15 @@ enum Lack_Kind : unsigned char {
 
 // What the template demands and the data set does not have. Items of one sequence that lack the same count as one.
 struct Conform_Lack {
-    Lack_Kind kind;
-    unsigned short group, element;
-    unsigned short type;   // TYPE_1 or TYPE_2
-    int items;             // with this lack; 1 at the top level
-    std::string path;      // of the first of them
-    std::string name;
+    Lack_Kind kind;                  // what is wrong
+    unsigned short group, element;   // its tag
+    unsigned short type;             // TYPE_1 or TYPE_2
+    int items;                       // with this lack; 1 at the top level
+    std::string path;                // of the first of them
+    std::string name;                // as the dictionary calls it; may be empty
 };
 
+// What conform did and could not do.
 struct Conform_Result {
     std::string module;                    // name of the template
     bool is_fallback = false;              // which is that of every data set without a kind of its own
@@ -75,6 +78,7 @@ void find_lacks(Data_Set *set, DICOM_List *tmplt, bool report, std::vector<Confo
 
 // ---- the whole ------------------------------------------------------------------------
 
+// How conform works.
 struct Conform_Options {
     std::string module;         // name of the template; empty: that of find_module
     bool report_lacks = true;   // report them through Error_Fct as well

@@ -23,6 +23,7 @@ namespace velmora_host
 
 // ---- bytes ----------------------------------------------------------------------------
 
+// Who owns the bytes of a source.
 enum Source_Kind : unsigned char {
     SOURCE_NONE,
     SOURCE_BORROWED,   // the caller's memory
@@ -32,11 +33,11 @@ enum Source_Kind : unsigned char {
 
 // The bytes of a stream, all of them in memory. Positions are ints, so there are at most 2^31 - 1 of them.
 struct Source {
-    const char *bytes = nullptr;
-    int size = 0;
-    Source_Kind kind = SOURCE_NONE;
-    size_t mapped_bytes = 0;   // size of the mapping, guard page included
-    int map_slot = -1;         // place in the table of mappings that survive a file's shrinking
+    const char *bytes = nullptr;      // the first of them; null: none
+    int size = 0;                     // how many
+    Source_Kind kind = SOURCE_NONE;   // who owns them
+    size_t mapped_bytes = 0;          // size of the mapping, guard page included
+    int map_slot = -1;                // place in the table of mappings that survive a file's shrinking
 };
 
 enum : int64_t { LARGEST_SOURCE = INT32_MAX };
@@ -64,6 +65,7 @@ enum : unsigned char {
     MODE_UNKNOWN = 0xFF,   // to be found out from the bytes
 };
 
+// What is wanted of loading.
 struct Load_Options {
     bool want_listing = false;   // fill Data_Set::listing
     bool want_tree = true;       // false: the tree is released once the VRs are settled
@@ -71,49 +73,52 @@ struct Load_Options {
                                  // least 256 MiB
 };
 
+// What an entry of the listing is.
 enum Listed_Kind : unsigned char { LISTED_ELEMENT, LISTED_ITEM, LISTED_FRAGMENT };
 
 // One element of the stream in its order, at its true depth. Items and fragments are listed as well, delimiters are
 // not.
 struct Listed {
-    int parent;        // index of the item that holds it, of an item the sequence; -1: the top level
-    int depth;         // sequences around it
-    int item_number;   // of an item or fragment: counted from 1 in its sequence
-    int pos;           // offset of the element in the source
-    int data_pos;      // offset of its value in the source
-    int length;        // as in the stream; -1: undefined
-    unsigned short group, element;
-    unsigned short vr;   // working VR; 0: none
-    Listed_Kind kind;
+    int parent;                      // index of the item that holds it, of an item the sequence; -1: the top level
+    int depth;                       // sequences around it
+    int item_number;                 // of an item or fragment: counted from 1 in its sequence
+    int pos;                         // offset of the element in the source
+    int data_pos;                    // offset of its value in the source
+    int length;                      // as in the stream; -1: undefined
+    unsigned short group, element;   // its tag
+    unsigned short vr;               // working VR; 0: none
+    Listed_Kind kind;                // what it is
 };
 
 // A sequence beyond the ninth level: the tree holds it as one value that is not opened. See load_opaque.
 struct Opaque {
     int pos;              // offset of the sequence in the source; pos of its node
     int data_pos, size;   // its bytes in the source: items and, but for the last delimiter, all that is in them
-    unsigned short group, element;
-    unsigned char mode;   // how they are encoded
+    unsigned short group, element;   // its tag
+    unsigned char mode;              // how they are encoded
 };
 
+// A data set that was loaded: its bytes, its tree, and how it was encoded. It is not copied.
 struct Data_Set {
-    Source source;                // DICOM_Lib_File_Name while the set is selected
-    DICOM_List *tree = nullptr;   // the formatted tree, item nodes and delimiters in it
-    DICOM_Root root = {};         // a cursor at the top level
-    unsigned char mode = MODE_UNKNOWN;
-    bool has_head = false;         // group 0002 was there
-    std::string transfer_syntax;   // as (0002,0010) names it; empty: not named
-    int start = 0;                 // offset of the first element behind group 0002
-    int stream_base = 0;           // offset in the source that counts as 0 of the data set's stream: not 0 in a
-                                   // deflated file, whose inflated bytes stand behind the head
-    bool is_deflated = false;
-    int elements = 0;               // items and delimiters included
-    int damages = 0;                // faults of the stream that were reported
-    bool is_editable = false;       // make_editable has seen the tree
-    bool has_later_texts = false;   // a UC or UR is among the VRs, which the dump shows as bytes only
-    std::vector<Listed> listing;
-    std::vector<Opaque> opaque;   // in the order of their positions
+    Source source;                       // DICOM_Lib_File_Name while the set is selected
+    DICOM_List *tree = nullptr;          // the formatted tree, item nodes and delimiters in it
+    DICOM_Root root = {};                // a cursor at the top level
+    unsigned char mode = MODE_UNKNOWN;   // encoding of the data set, one of the MODE_ values
+    bool has_head = false;               // group 0002 was there
+    std::string transfer_syntax;         // as (0002,0010) names it; empty: not named
+    int start = 0;                       // offset of the first element behind group 0002
+    int stream_base = 0;                 // offset in the source that counts as 0 of the data set's stream: not 0 in a
+                                         // deflated file, whose inflated bytes stand behind the head
+    bool is_deflated = false;            // the source then holds the head and, behind it, the inflated bytes
+    int elements = 0;                    // items and delimiters included
+    int damages = 0;                     // faults of the stream that were reported
+    bool is_editable = false;            // make_editable has seen the tree
+    bool has_later_texts = false;        // a UC or UR is among the VRs, which the dump shows as bytes only
+    std::vector<Listed> listing;         // of the stream's elements; empty unless it was asked for
+    std::vector<Opaque> opaque;          // in the order of their positions
 };
 
+// What came of loading.
 enum Load_Result {
     LOADED,           // wholly or in part: damages tells
     NOT_A_DATA_SET,   // readable, but no element in it
@@ -144,12 +149,13 @@ void release_data_set(Data_Set *set);
 
 // ---- where a report comes from --------------------------------------------------------
 
+// A place in a stream.
 struct Place {
     int offset = -1;   // of the element, in the terms of the stream, see Data_Set::stream_base; -1: not known
     int pos = -1;      // the same in the source
-    unsigned short group = 0, element = 0;
-    std::string path;        // "0040,a730[1]/0040,a168[2]", empty at the top level
-    bool has_path = false;   // else only the tree can tell it, by the offset
+    unsigned short group = 0, element = 0;   // of the tag
+    std::string path;                        // "0040,a730[1]/0040,a168[2]", empty at the top level
+    bool has_path = false;                   // else only the tree can tell it, by the offset
 };
 
 // The element that a report is about which comes while a data set is loaded: for the sink that gets it, at that time.

@@ -51,17 +51,18 @@ char padding_of(const DICOM_List *node);
 // Brings an unread value into its node, in little-endian order. False: not enough memory.
 bool fetch_value(const Data_Set &set, DICOM_List *node);
 
-// Loads a sequence below the ninth level, as load_opaque does it, and makes its tree editable. What is wrong with its bytes
-// was reported when the file was loaded, and is not reported again.
+// Loads a sequence below the ninth level, as load_opaque does it, and makes its tree editable. What is wrong with its
+// bytes was reported when the file was loaded, and is not reported again.
 Load_Result open_opaque(const Data_Set &whole, const Opaque &which, Data_Set *set, std::string *error);
 
 // ---- saving ---------------------------------------------------------------------------
 
+// How a data set is written.
 struct Save_Options {
     unsigned char mode = MODE_UNKNOWN;   // MODE_UNKNOWN: as it came, as far as that can be written
     bool group_lengths = false;          // (gggg,0000) in front of each group
     bool defined_lengths = false;        // sequences and items with their lengths, else with delimiters
-    bool keep_private = true;
+    bool keep_private = true;            // attributes of odd groups, at all depths
     bool standard_groups_only = false;   // what DICOM_Write_Buffer selects; the groups left out are reported
     bool even_lengths = false;           // a byte behind each value of an odd length
     bool later_vrs_as_un = false;        // OD, OF, OL, OV, SV, UC, UR and UV as UN, for readers that do not know them

@@ -22,8 +22,8 @@ struct DICOM_List {
     unsigned char  syntax;        // encoding of data: 1 big-endian numbers, 2 swapped 16-bit words, 8 explicit VR
     unsigned char  depth;         // sequence depth of the chain that holds the node; 0 at the top level
     unsigned short flag;          // origin and state, see the FLAG_ values of the documentation; 0: just made
-    unsigned short group;
-    unsigned short element;
+    unsigned short group;         // of the tag
+    unsigned short element;       // of the tag
     unsigned short vr_explicit;   // VR of the stream or of the creator, first letter in the high byte; 0: none
     unsigned short vr;            // VR by definition, or guessed; 0: unknown
     unsigned short type;          // what a module asks for: "1 ", "1C", "2 ", "2C", "3 ", packed like a VR; 0: unset

@@ -7,6 +7,8 @@
 #ifndef VELMORA_UTIL_H
 #define VELMORA_UTIL_H
 
+// What is seen from outside of the library, and what is checked like printf: the numbers of the format and of the first
+// value among the arguments.
 #if defined(_WIN32)
 #define DICOM_EXPORT __declspec(dllexport)
 #define DICOM_PRINTF(text, first)

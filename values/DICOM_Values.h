@@ -22,6 +22,7 @@ struct Velmora_Name {
     char *family, *given, *middle, *prefix, *suffix;   // heap texts of the record, never empty; null: absent
 };
 
+// A day of the calendar, as numbers or as a text that is still to be parsed.
 struct Velmora_Date {
     unsigned char  state;           // 0 empty, 1 the numbers are valid, 2 text and template wait for parsing
     unsigned short year;            // in full, once repaired
@@ -30,6 +31,7 @@ struct Velmora_Date {
     char          *date_template;   // while state is 2: the template, on the heap
 };
 
+// A time of day, as numbers or as a text that is still to be parsed.
 struct Velmora_Time {
     unsigned char state;            // as in Velmora_Date
     unsigned char hour, minute;     // 0 to 23, 0 to 59 after Velm_Time_Postproc
