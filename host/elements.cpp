@@ -53,9 +53,9 @@ static bool is_hosts_value(const Building *building, const DICOM_List *node, uns
     bool has_bytes = value_of(*building->set, node, &size) != nullptr;
     if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))
         return true;
-    if (!has_bytes)
-        return is_explicit(mode) && vr_form(true_vr(node)).is_later;
     const VR_Form &form = vr_form(true_vr(node));
+    if (!has_bytes)
+        return is_explicit(mode) && form.is_later;
     bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
     bool is_unread = node->data == nullptr, is_padded = building->options->even_lengths && node->size % 2 != 0;
     return is_unread || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||

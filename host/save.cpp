@@ -64,8 +64,9 @@ static std::string uid_of_input(const Data_Set &set)
 }
 
 // Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
-static bool choose_encoding(const Data_Set &set, const Save_Options &options, Target_Encoding *encoding,
-                            std::string *error)
+//   fragments  see prepare_tree
+static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, const Save_Options &options,
+                            Target_Encoding *encoding, std::string *error)
 {
     unsigned char came_as = set.mode & (SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN);
     if (came_as == MODE_IMPLICIT_BIG)
@@ -73,7 +74,6 @@ static bool choose_encoding(const Data_Set &set, const Save_Options &options, Ta
     encoding->mode = options.mode == MODE_UNKNOWN ? came_as : options.mode;
     std::string uid = uid_of_input(set);
     bool is_compressed = !is_native(uid) && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
-    const DICOM_List *fragments = find_fragments(set.tree);
     if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE &&
         (fragments != nullptr || is_compressed)) {
         *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
@@ -92,45 +92,64 @@ static bool choose_encoding(const Data_Set &set, const Save_Options &options, Ta
 
 // ---- the tree -------------------------------------------------------------------------
 
-static void mark_private(DICOM_List *list)
+static bool is_behind(const DICOM_List *node, const DICOM_List *next)
 {
-    for (DICOM_List *node = list; node != nullptr; node = node->next) {
-        if ((node->group & 1) != 0)
-            node->flag |= FLAG_PRIVATE;
-        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            mark_private(node->item[i]);
-    }
+    return next->group < node->group || (next->group == node->group && next->element < node->element);
 }
 
-static bool is_sorted(const DICOM_List *list)
+// What one walk through a tree takes out, and what it finds.
+struct Tidying {
+    bool keep_private;
+    bool has_gap;       // there is work for close_gaps
+    bool is_unsorted;
+    const DICOM_List *fragments;   // the first attribute that has some
+};
+
+static bool is_unwanted(const Tidying &tidying, const DICOM_List *node)
 {
-    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
-        const DICOM_List *next = node->next;
-        if (next != nullptr &&
-            (next->group < node->group || (next->group == node->group && next->element < node->element)))
-            return false;
-        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            if (!is_sorted(node->item[i]))
-                return false;
-    }
-    return true;
+    bool is_private = (node->group & 1) != 0 || (node->flag & FLAG_PRIVATE) != 0;
+    return node->element == 0 || (node->flag & FLAG_INVALID) != 0 || (is_private && !tidying.keep_private);
 }
 
-void prepare_tree(Data_Set *set, const Save_Options &options)
+// At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.
+//   is_item  the chain is that of an item, where marks of empty items are not to stand beside attributes
+static void tidy_chain(DICOM_List **list, bool is_item, Tidying *tidying)
 {
-    unsigned char filter = REMOVE_GROUP_LENGTH;
-    char kept = Flag_DICOM_Propriatery;
-    if (!options.keep_private) {
-        mark_private(set->tree);
-        filter |= REMOVE_PRIVATE;
-        Flag_DICOM_Propriatery = 0;
+    bool has_mark = false;
+    const DICOM_List *before = nullptr;
+    for (DICOM_List **link = list; *link != nullptr;) {
+        DICOM_List *node = *link;
+        if (is_unwanted(*tidying, node)) {
+            *link = node->next;
+            DICOM_Attribute_Free(nullptr, node);
+            if (*list != nullptr)
+                (*list)->last = nullptr;
+            continue;
+        }
+        tidying->is_unsorted |= before != nullptr && is_behind(before, node);
+        has_mark |= is_item_mark(node);
+        for (int i = 0; i < node->nb_item; i++) {
+            tidy_chain(&node->item[i], true, tidying);
+            tidying->has_gap |= node->item[i] == nullptr;
+        }
+        if (tidying->fragments == nullptr && is_encapsulated(node))
+            tidying->fragments = node;
+        before = node;
+        link = &node->next;
     }
-    DICOM_Attribute_Remove(nullptr, &set->tree, filter);
-    Flag_DICOM_Propriatery = kept;
-    close_gaps(set->tree);
+    tidying->has_gap |= is_item && has_mark && (*list)->next != nullptr;
+}
+
+const DICOM_List *prepare_tree(Data_Set *set, const Save_Options &options)
+{
+    Tidying tidying = {options.keep_private, false, false, nullptr};
+    tidy_chain(&set->tree, false, &tidying);
+    if (tidying.has_gap)
+        close_gaps(set->tree);
     DICOM_Root root = {};
-    if (!is_sorted(set->tree))
+    if (tidying.is_unsorted)
         DICOM_Attribute_Sort(nullptr, &root, &set->tree);
+    return tidying.has_gap || tidying.is_unsorted ? find_fragments(set->tree) : tidying.fragments;
 }
 
 // ---- the library's settings -----------------------------------------------------------
@@ -466,8 +485,8 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
     error->clear();
     try {
         make_editable(set);
-        prepare_tree(set, options);
-        if (!choose_encoding(*set, options, &saving.encoding, error))
+        const DICOM_List *fragments = prepare_tree(set, options);
+        if (!choose_encoding(*set, fragments, options, &saving.encoding, error))
             return false;
         Target target;
         target.memory = bytes;

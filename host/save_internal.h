@@ -106,7 +106,8 @@ bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode);
 bool append_chain(Building *building, DICOM_List *first, DICOM_List *end, unsigned char mode, Pieces *to);
 
 // A sorted tree without what is not to be written: group lengths, private attributes if they are not kept.
-void prepare_tree(Data_Set *set, const Save_Options &options);
+// Returns the first attribute with fragments, or null.
+const DICOM_List *prepare_tree(Data_Set *set, const Save_Options &options);
 
 // ---- the file (target_file.cpp) -------------------------------------------------------
 

@@ -4,12 +4,14 @@
 
 #include <limits.h>
 
+#include "host/letter_index.h"
+
 namespace velmora_host
 {
 
 // ---- forms of VRs ---------------------------------------------------------------------
 
-static const VR_Form vr_forms[] = {
+static constexpr VR_Form vr_forms[] = {
   //       unit  by writer  long   later
     {VR_AE, 1, false, false, false},
     {VR_AS, 1, false, false, false},
@@ -47,12 +49,12 @@ static const VR_Form vr_forms[] = {
     {VR_UN, 1, false, true,  false}, // the last row is that of any other
 };
 
+static const size_t OTHER_FORM = sizeof vr_forms / sizeof vr_forms[0] - 1;
+static constexpr Letter_Index form_index = index_by_letters(vr_forms, OTHER_FORM);
+
 const VR_Form &vr_form(unsigned short vr)
 {
-    const VR_Form *row = vr_forms;
-    while (row->vr != vr && row->vr != VR_UN)
-        row++;
-    return *row;
+    return vr_forms[row_by_letters(form_index, vr, OTHER_FORM)];
 }
 
 unsigned short true_vr(const DICOM_List *node)
@@ -260,6 +262,26 @@ bool is_encapsulated(const DICOM_List *node)
     return has_bytes || (node->group == 0x7FE0 && node->element == 0x0010);
 }
 
+// Takes out of a chain what DICOM_Attribute_Remove would take out of it in a walk of its own: here its nodes are still in
+// the processor's cache.
+static void drop_delimiters(DICOM_List **list)
+{
+    for (DICOM_List **link = list; *link != nullptr;) {
+        DICOM_List *node = *link;
+        if ((node->flag & FLAG_INVALID) != 0 || node->vr == VR_ITEM || node->vr == VR_DELIMITATION) {
+            *link = node->next;
+            DICOM_Attribute_Free(nullptr, node);
+            continue;
+        }
+        // An item tag with items is no thing of the standard: nobody has looked into those.
+        for (int i = 0; is_item_group(node) && i < node->nb_item && node->item[i] != nullptr; i++)
+            DICOM_Attribute_Remove(nullptr, &node->item[i], REMOVE_DELIMITERS);
+        link = &node->next;
+    }
+    if (*list != nullptr)
+        (*list)->last = nullptr;
+}
+
 static const char PRIVATE_GE[] = "1.2.840.113619.5.2";   // implicit little endian, but for the pixel data
 
 // At most nine levels deep, as the tree is.
@@ -279,6 +301,7 @@ static void make_chain_editable(Data_Set *set, DICOM_List *list, const Pixels &a
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
             make_chain_editable(set, node->item[i], pixels);
             keep_lone_item(node->item[i]);
+            drop_delimiters(&node->item[i]);
         }
     }
 }
@@ -288,7 +311,7 @@ void make_editable(Data_Set *set)
     if (set->is_editable)
         return;
     make_chain_editable(set, set->tree, {0, false});
-    DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELIMITERS);
+    drop_delimiters(&set->tree);
     set->is_editable = true;
 }
 

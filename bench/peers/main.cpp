@@ -16,12 +16,14 @@ static const Library *const libraries[] = {
     &library_gdcm,
 #endif
 };
-static const size_t LIBRARIES = sizeof libraries / sizeof libraries[0];
+enum : size_t { MOST_LIBRARIES = sizeof libraries / sizeof libraries[0] };
+static size_t compared = MOST_LIBRARIES;   // the first of them
 
-static const char USAGE[] = "Usage: bench_peers [--rounds N] [--only INPUT] [--corpus DIR] [--files DIR] [--make DIR]\n"
+static const char USAGE[] = "Usage: bench_peers [--rounds N] [--only INPUT] [--corpus DIR] [--alone] [--files DIR] [--make DIR]\n"
                             "  --rounds N    paired runs of each input, 7 without this\n"
                             "  --only INPUT  this input alone\n"
                             "  --corpus DIR  the files of this folder as one more input\n"
+                            "  --alone       this library alone, for profiles\n"
                             "  --files DIR   where the made files are kept, /dev/shm/velmora_peers without this\n"
                             "  --make DIR    only make the files, for the comparison of programs\n";
 
@@ -40,7 +42,7 @@ static double median(std::vector<double> values)
 }
 
 // Of each library the times of each round, in nanoseconds an element, both for one kind of work.
-typedef std::vector<double> Rounds[LIBRARIES];
+typedef std::vector<double> Rounds[MOST_LIBRARIES];
 
 static double least(const std::vector<double> &values)
 {
@@ -63,10 +65,10 @@ static double median_ratio(const std::vector<double> &theirs, const std::vector<
 static void print_head()
 {
     printf("| input | elements | work |");
-    for (const Library *library : libraries)
-        printf(" %s | least to most |%s", library->name, library == &library_ours ? "" : " times ours |");
+    for (size_t i = 0; i < compared; i++)
+        printf(" %s | least to most |%s", libraries[i]->name, i == 0 ? "" : " times ours |");
     printf("\n|---|---|---|");
-    for (size_t i = 0; i < LIBRARIES; i++)
+    for (size_t i = 0; i < compared; i++)
         printf("---|---|%s", i == 0 ? "" : "---|");
     printf("\n");
 }
@@ -74,7 +76,7 @@ static void print_head()
 static void print_row(const Input &input, int64_t elements, const char *work, const Rounds &rounds)
 {
     printf("| %s | %lld | %s |", input.name.c_str(), static_cast<long long>(elements), work);
-    for (size_t i = 0; i < LIBRARIES; i++) {
+    for (size_t i = 0; i < compared; i++) {
         printf(" %.1f | %.1f to %.1f |", median(rounds[i]), least(rounds[i]), greatest(rounds[i]));
         if (i > 0)
             printf(" %.1f |", median_ratio(rounds[i], rounds[0]));
@@ -87,18 +89,18 @@ static void print_row(const Input &input, int64_t elements, const char *work, co
 // Load and walk are one step to a user: both are shown alone and together.
 static void run_times(const Input &input, int count)
 {
-    std::vector<Times> times[LIBRARIES];
+    std::vector<Times> times[MOST_LIBRARIES];
     for (int round = 0; round <= count; round++) {
-        for (size_t i = 0; i < LIBRARIES; i++) {
-            Times taken = measure(*libraries[(i + static_cast<size_t>(round)) % LIBRARIES], input);
+        for (size_t i = 0; i < compared; i++) {
+            Times taken = measure(*libraries[(i + static_cast<size_t>(round)) % compared], input);
             if (round > 0)   // the first goes uncounted
-                times[(i + static_cast<size_t>(round)) % LIBRARIES].push_back(taken);
+                times[(i + static_cast<size_t>(round)) % compared].push_back(taken);
         }
     }
     int64_t elements = times[0][0].elements;
     auto add_row = [&](const char *name, std::initializer_list<Work> works) {
         Rounds rounds;
-        for (size_t i = 0; i < LIBRARIES; i++) {
+        for (size_t i = 0; i < compared; i++) {
             for (const Times &each : times[i]) {
                 double seconds = 0;
                 for (Work work : works)
@@ -112,7 +114,7 @@ static void run_times(const Input &input, int count)
         add_row(work_names[work], {static_cast<Work>(work)});
     add_row("load and walk", {WORK_LOAD, WORK_WALK});
     fflush(stdout);
-    for (size_t i = 1; i < LIBRARIES; i++)
+    for (size_t i = 1; i < compared; i++)
         if (times[i][0].elements != elements)
             printf("%s counts %lld elements\n", libraries[i]->name,
                    static_cast<long long>(times[i][0].elements / input.times));
@@ -124,8 +126,8 @@ static void run_memory(const Input &input)
     Times times = measure(library_ours, input);
     double elements = static_cast<double>(times.elements) / input.times / static_cast<double>(input.files.size());
     printf("| %s |", input.name.c_str());
-    for (const Library *library : libraries) {
-        Memory memory = measure_memory(*library, input);
+    for (size_t i = 0; i < compared; i++) {
+        Memory memory = measure_memory(*libraries[i], input);
         printf(" %.0f | %.0f |", memory.live / elements, memory.peak / elements);
     }
     printf("\n");
@@ -134,10 +136,10 @@ static void run_memory(const Input &input)
 static void keep_common_files(Input *input)
 {
     std::vector<Input_File> common;
-    size_t refused[LIBRARIES] = {};
+    size_t refused[MOST_LIBRARIES] = {};
     for (const Input_File &file : input->files) {
         bool by_all = true;
-        for (size_t i = 0; i < LIBRARIES; i++) {
+        for (size_t i = 0; i < compared; i++) {
             bool can = can_work_on(*libraries[i], file);
             refused[i] += !can;
             by_all = by_all && can;
@@ -146,7 +148,7 @@ static void keep_common_files(Input *input)
             common.push_back(file);
     }
     printf("Of %zu files of the corpus all of them work on %zu.", input->files.size(), common.size());
-    for (size_t i = 0; i < LIBRARIES; i++)
+    for (size_t i = 0; i < compared; i++)
         printf(" %s fails on %zu.", libraries[i]->name, refused[i]);
     printf("\n\n");
     input->files = common;
@@ -155,8 +157,8 @@ static void keep_common_files(Input *input)
 static int run(const Choice &choice)
 {
     make_files(choice.files);
-    for (const Library *library : libraries)
-        library->prepare();
+    for (size_t i = 0; i < compared; i++)
+        libraries[i]->prepare();
     std::vector<Input> inputs = made_inputs(choice.files);
     if (!choice.corpus.empty()) {
         inputs.push_back(files_of("corpus", choice.corpus));
@@ -165,10 +167,10 @@ static int run(const Choice &choice)
     auto is_chosen = [&](const Input &input) { return choice.only.empty() || input.name == choice.only; };
 
     printf("Memory in bytes an element: what the loaded set holds, and the most while it was loaded\n\n| input |");
-    for (const Library *library : libraries)
-        printf(" %s, held | most |", library->name);
+    for (size_t i = 0; i < compared; i++)
+        printf(" %s, held | most |", libraries[i]->name);
     printf("\n|---|");
-    for (size_t i = 0; i < LIBRARIES; i++)
+    for (size_t i = 0; i < compared; i++)
         printf("---|---|");
     printf("\n");
     for (const Input &input : inputs)
@@ -188,7 +190,10 @@ int main(int argc, char **argv)
     Choice choice;
     for (int i = 1; i < argc; i += 2) {
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (value != nullptr && strcmp(argv[i], "--rounds") == 0 && atoi(value) > 0) {
+        if (strcmp(argv[i], "--alone") == 0) {
+            compared = 1;
+            i--;
+        } else if (value != nullptr && strcmp(argv[i], "--rounds") == 0 && atoi(value) > 0) {
             choice.rounds = atoi(value);
         } else if (value != nullptr && strcmp(argv[i], "--only") == 0) {
             choice.only = value;

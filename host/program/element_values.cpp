@@ -9,6 +9,7 @@
 #include <string.h>
 #include <charconv>
 
+#include "host/letter_index.h"
 #include "host/program/output.h"
 #include "tree/DICOM_Constants.h"
 
@@ -71,25 +72,11 @@ static constexpr Value_Rule rules[] = {
     {VR_UV, VALUES_OF_NUMBERS,  8, MANY, FIXED, KEPT  },
 };
 
-// The row of each two letters, 0 where there is none: a dump asks for one with each value.
-struct Rule_Index {
-    unsigned char of[26 * 26];
-};
-
-static constexpr Rule_Index fill_rule_index()
-{
-    Rule_Index index = {};
-    for (size_t i = 0; i < std::size(rules); i++)
-        index.of[((rules[i].vr >> 8) - 'A') * 26 + (rules[i].vr & 0xFF) - 'A'] = static_cast<unsigned char>(i);
-    return index;
-}
-
-static constexpr Rule_Index rule_index = fill_rule_index();
+static constexpr Letter_Index rule_index = index_by_letters(rules, 0);
 
 const Value_Rule &value_rule(unsigned short vr)
 {
-    unsigned int first = static_cast<unsigned int>(vr >> 8) - 'A', second = static_cast<unsigned int>(vr & 0xFF) - 'A';
-    return rules[first < 26 && second < 26 ? rule_index.of[first * 26 + second] : 0];
+    return rules[row_by_letters(rule_index, vr, 0)];
 }
 
 // Whether the dictionary leaves the VR open between two, and the stream has none.
