@@ -74,7 +74,8 @@ DICOM_EXPORT DICOM_List *DICOM_Module_Include_Get(HWND window, char *name, const
 //   name  as from DICOM_Module_Name; upper and lower case differ
 // Returns the template, owned by the library until DICOM_Module_Free: the host reads it and changes nothing. Returns
 // null if there is none, which is reported at the first call and not again. At most 99 names can be in use, and at
-// most 50000 attributes in one template, items and delimiters counted.
+// most 50000 attributes in one template, items and delimiters counted. What memory ran out for is reported and missing;
+// it stays so until DICOM_Module_Free.
 DICOM_EXPORT DICOM_List *DICOM_Module_Read(HWND window, const char *name);
 
 // Gives the name of the module for a modality.
@@ -106,7 +107,8 @@ DICOM_EXPORT void DICOM_Module_Cleanup();
 //            in the file's name
 //   node     gets the VR and description of its line, and FLAG_DELETED if the line says so. A line that names no
 //            block, as (0029,0011), holds for (0029,xx11)
-// Returns 1 if the attribute was found. Returns 0 if it was not, and when memory ran out, which is reported.
+// Returns 1 if the attribute was found. Returns 0 if it was not, and when memory ran out, which is reported; lines that
+// it ran out for are missing until DICOM_Module_Free_Private.
 DICOM_EXPORT int DICOM_Module_Read_Private(HWND window, const char *creator, DICOM_List *node);
 
 // Releases all private definitions. The next DICOM_Module_Read_Private looks for its file anew.

@@ -103,17 +103,3 @@ TEST(Private, MacrosAreReleasedWithTheRest)
     DICOM_Lib_Cleanup();
     EXPECT_EQ(Include_Nb, 0);
 }
-
-TEST(Private, AttributeStaysWhenMemoryRunsOut)
-{
-    Folder folder;
-    folder.write("DICOM_Private_A.txt", "(0029,0010) VR=LO desc=text\n");
-    std::string last;
-    refuse_each_allocation([&](int) {
-        Reports said;
-        last = complemented("A", 0x0029, 0x1010);
-        EXPECT_EQ(said.failures() != "", Refuse::happened());
-        DICOM_Module_Free_Private();
-    });
-    EXPECT_EQ(last, "1 LO text");
-}

@@ -185,22 +185,6 @@ TEST(Template, TracesItsSteps)
     }
 }
 
-TEST(Template, LeavesNothingWhenMemoryRunsOut)
-{
-    Folder folder;
-    write_sample(folder);
-    refuse_each_allocation([&](int n) {
-        Reports said;
-        DICOM_List *list = DICOM_Module_Read(nullptr, "CT_Image");
-        if (Refuse::happened())
-            EXPECT_NE(said.failures(), "") << n;
-        else
-            EXPECT_NE(list, nullptr);
-        DICOM_Module_Free();
-        EXPECT_EQ(Include_Nb, 0);
-    });
-}
-
 TEST(ModuleName, FollowsTheModality)
 {
     struct { const char *what; int modality, frames; unsigned short setting; const char *name; } cases[] = {

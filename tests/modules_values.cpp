@@ -69,13 +69,3 @@ TEST(Value, ReplacesTheOldOne)
     EXPECT_EQ(node.size, 0);
     EXPECT_EQ(DICOM_Module_Read_Value(nullptr, none), 0);
 }
-
-TEST(Value, ReportsWhatItHasNoMemoryFor)
-{
-    for (unsigned short vr : {VR_LO, VR_US}) {
-        Reports said;
-        Refuse refuse(1);
-        EXPECT_EQ(value_of(vr, "12"), "refused");
-        EXPECT_EQ(said.failures(), "line N of .\\NEMA_Read_IOD \nmemory error in malloc (var=tag->data, dim=2x1)\n");
-    }
-}

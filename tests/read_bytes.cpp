@@ -103,17 +103,3 @@ TEST(ReadingAFile, ClosesADescriptorThatCannotBeMoved)
     EXPECT_EQ(fcntl(ends[0], F_GETFD), -1);
     close(ends[1]);
 }
-
-TEST_P(Reading, LeavesNothingBehindWithoutMemory)
-{
-    Stream in(GetParam(), Bytes(60, 'a'));
-    char *block = nullptr, *text = nullptr;
-    expect_each_failure(".\\NEMA_Read_Data", {"malloc (var=buf, dim=4x1)", "malloc (var=buf, dim=3x1)"}, [&] {
-        block = NEMA_Read_Buffer(nullptr, in.kind, in.handle(), in.name(), 2, 4);
-        text = NEMA_Read_Str(nullptr, in.kind, in.handle(), in.name(), 0, 2);
-        bool complete = block != nullptr && text != nullptr;
-        free(block);
-        free(text);
-        return complete;
-    });
-}

@@ -26,22 +26,6 @@ TEST_F(Records, TakeNothingOverFromAnEarlierCall)
     }
 }
 
-TEST_F(Records, LeaveNothingBehindWithoutMemory)
-{
-    refuse_each_allocation([](int) {
-        Node names(VR_PN, "Smith^John^Q^Dr^Jr\\Doe^Jane"), date(VR_DA, "20040512"), time(VR_TM, "101500");
-        for (int i = 0; i < 2; i++) {
-            Reports said;
-            bool has_names = NEMA_Value_Name(nullptr, &names, 0) != nullptr;
-            bool has_date = NEMA_Value_Date(nullptr, &date, 0) != nullptr;
-            bool has_time = NEMA_Value_Time(nullptr, &time, 0) != nullptr;
-            EXPECT_EQ(names.vm, has_names ? 2 : 0);
-            EXPECT_EQ(has_names && has_date && has_time, said.failures().empty());
-        }
-        NEMA_Value_Cleanup();
-    });
-}
-
 /* ---- values as text ---------------------------------------------------------------- */
 
 // The texts of an attribute; they must lie one behind the other.

@@ -291,33 +291,3 @@ TEST_F(Values, OfSeveralThreadsDoNotMix)
     for (std::thread &thread : threads)
         thread.join();
 }
-
-TEST_F(Values, LeaveNothingBehindWithoutMemory)
-{
-    struct {
-        const void *(*get)(DICOM_List *);
-        unsigned short vr;
-        const char *value;
-        std::vector<std::string> failures;
-    } cases[] = {
-        {get_str, VR_LO, "A\\BCD", {"malloc (var=str, dim=6x1)", "realloc (var=V_Str[cc], dim=1x8)",
-          "realloc (var=V_Str[cc][tag->vm], dim=2x1)", "realloc (var=(V_Str[cc][tag->vm]), dim=4x1)"}},
-        {get_str, VR_LT, "A\\BCD", {"realloc (var=V_Str[cc], dim=1x8)", "realloc (var=(V_Str[cc][tag->vm]), dim=6x1)"}},
-        {get_int, VR_IS, "1\\2", {"malloc (var=str, dim=4x1)", "realloc (var=V_Int[cc], dim=1x4)"}},
-        {get_int, VR_US, "1234", {"realloc (var=V_Int[cc], dim=2x4)"}},
-        {get_float, VR_FD, "12345678", {"realloc (var=V_Float[cc], dim=1x4)"}},
-        {get_float, VR_DS, "1\\2", {"malloc (var=str, dim=4x1)", "realloc (var=V_Float[cc], dim=1x4)"}},
-        {get_hex, VR_OB, "1234", {"realloc (var=Buffer[cc], dim=4x1)"}},
-    };
-    for (const auto &each : cases) {
-        SCOPED_TRACE(each.value);
-        expect_each_failure(".\\NEMA_Read_Value", each.failures, [&] {
-            NEMA_Value_Cleanup();
-            Node node(each.vr, each.value);
-            bool complete = each.get(&node) != nullptr;
-            EXPECT_TRUE(complete || node.vm == 0);
-            return complete;
-        });
-    }
-}
-

@@ -198,24 +198,3 @@ TEST(Date, KnowsMonthsInEnglishAndFrench)
     EXPECT_EQ(std::string(Get_Month_From_Int(0)) + Get_Month_From_Int(1) + Get_Month_From_Int(12) +
                   Get_Month_From_Int(13), "???JanDec???");
 }
-
-TEST(Date, SurvivesEachRefusedAllocation)
-{
-    static const char SOURCE[] = ".\\conv_time_fct";
-    Velmora_Date origin = waiting("20040512", "yyyymmdd"), date = {};
-    expect_each_failure(SOURCE, {"strdup (var=date->date_str)", "strdup (var=date->date_template)"}, [&] {
-        Date_Free(&date);
-        return Make_Velm_Date(&date, "20040512", "yyyymmdd") == 2;
-    });
-    expect_each_failure(SOURCE, {"strdup (var=dest->date_str)", "strdup (var=dest->date_template)"}, [&] {
-        Make_Velm_Date(&date, 2004, 5, 12);
-        bool copied = Date_Copy(&date, &origin) == 1;
-        EXPECT_EQ(outline(date), copied ? "2" : "1 2004-5-12");
-        return copied;
-    });
-    Date_Free(&date);
-    expect_each_failure(SOURCE, {"strdup (var=tmplt)"}, [&] {   // a parse without memory can be tried again
-        EXPECT_EQ(Velm_Date_Postproc(&origin, 0), nullptr);
-        return outline(origin) == "1 2004-5-12";
-    });
-}

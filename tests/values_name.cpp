@@ -205,23 +205,3 @@ TEST(Name, ReadableFormsStayValidFor127FurtherCalls)
     Name_Free(&name);
     Name_Free(&other);
 }
-
-TEST(Name, SurvivesEachRefusedAllocation)
-{
-    Velmora_Name origin = {}, name = {};
-    Make_Velm_Name_From_Str(&origin, "Smith^John^Q^Dr^Jr", 1);
-    auto sweep = [&](const std::string &record, const std::function<int()> &make) {
-        std::vector<std::string> failures;
-        for (const char *field : {"family", "given", "middle", "prefix", "suffix"})
-            failures.push_back("strdup (var=" + record + "->" + field + ")");
-        expect_each_failure(".\\conv_name_fct", failures, [&] {
-            Name_Free(&name);
-            return make() == 1;
-        });
-    };
-    sweep("name", [&] { return Make_Velm_Name_From_Str(&name, "Smith^John^Q^Dr^Jr", 1); });
-    sweep("name", [&] { return Make_Velm_Name(&name, "a", "b", "c", "d", "e"); });
-    sweep("target", [&] { return Name_Copy(&name, &origin); });
-    Name_Free(&origin);
-    Name_Free(&name);
-}

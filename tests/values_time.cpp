@@ -234,21 +234,3 @@ TEST(Time, IsPrintedWithItsDate)
         EXPECT_STREQ(Time_2_Str(each.date, each.time), each.readable);
     }
 }
-
-TEST(Time, SurvivesEachRefusedAllocation)
-{
-    static const char SOURCE[] = ".\\conv_time_fct";
-    Velmora_Time origin = waiting("123456", "hhmmss"), time = {};
-    expect_each_failure(SOURCE, {"strdup (var=time->time_str)", "strdup (var=time->time_template)"}, [&] {
-        Time_Free(&time);
-        Make_Velm_Time(&time, "123456", "hhmmss");
-        return time.state == 2;
-    });
-    expect_each_failure(SOURCE, {"strdup (var=dest->time_str)", "strdup (var=dest->time_template)"},
-                        [&] { return Time_Copy(&time, &origin) == 1; });
-    Time_Free(&time);
-    expect_each_failure(SOURCE, {"strdup (var=tmplt)"}, [&] {
-        EXPECT_EQ(Velm_Time_Postproc(&origin), nullptr);
-        return origin.state == 1;
-    });
-}

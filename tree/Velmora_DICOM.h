@@ -172,7 +172,7 @@ DICOM_EXPORT DICOM_List *DICOM_Attribute_Add(HWND window, DICOM_Root *root, DICO
 // the items are put behind those that are there; one with the flag Forced (0x1000) keeps it in any case. Items are
 // merged with those of the same place. Values and descriptions are copied; db is shared.
 //   source  may be null; not changed
-// Returns 1; 0 when memory ran out, with what was copied so far in place.
+// Returns 1; 0 when memory ran out, with what was copied so far in place. Inside an item that is only reported.
 DICOM_EXPORT int DICOM_Attribute_Copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source);
 
 // Puts a copy of a node at the end of the chain that the cursor selects, whatever its tag; missing sequences and items

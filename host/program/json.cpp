@@ -2,6 +2,7 @@
 
 #include <ctype.h>
 #include <math.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include "host/program/output.h"
@@ -12,8 +13,53 @@ void Json_Stream::Flush()
     count = 0;
 }
 
+// The writer escapes what JSON demands. Of what it lets through, a terminal may obey the controls of C1 and those that
+// turn the direction of a text.
+static bool may_hide_controls(const std::string &utf8)
+{
+    return utf8.find_first_of("\x7F\xC2\xE2") != std::string::npos;
+}
+
+// The bytes of a character here that is better escaped; 0: none. They are well-formed UTF-8.
+static size_t hidden_control(const std::string &utf8, size_t at, unsigned int *code)
+{
+    unsigned char bytes[3] = {};
+    for (size_t i = 0; i < sizeof bytes && at + i < utf8.size(); i++)
+        bytes[i] = static_cast<unsigned char>(utf8[at + i]);
+    *code = bytes[0] < 0x80 ? bytes[0] : bytes[0] == 0xC2 ? bytes[1] : 0x2000u | (bytes[1] & 63u) << 6 | (bytes[2] & 63u);
+    if (bytes[0] == 0x7F)
+        return 1;
+    if (bytes[0] == 0xC2 && bytes[1] < 0xA0)
+        return 2;
+    bool turns_text = (*code >= 0x202A && *code <= 0x202E) || (*code >= 0x2066 && *code <= 0x2069);
+    return bytes[0] == 0xE2 && turns_text ? 3 : 0;
+}
+
+static std::string with_escapes(const std::string &utf8)
+{
+    std::string out = "\"";
+    for (size_t at = 0; at < utf8.size();) {
+        unsigned int code = 0;
+        size_t hidden = hidden_control(utf8, at, &code);
+        char c = utf8[at], escape[8] = {c, '\0'};
+        if (c == '"' || c == '\\')
+            snprintf(escape, sizeof escape, "\\%c", c);
+        else if (hidden > 0 || static_cast<unsigned char>(c) < 0x20)
+            snprintf(escape, sizeof escape, "\\u%04X", code);
+        out += escape;
+        at += hidden > 0 ? hidden : 1;
+    }
+    return out + "\"";
+}
+
 void Json::string(const std::string &utf8)
 {
+    if (may_hide_controls(utf8)) {
+        std::string escaped = with_escapes(utf8);
+        breaks_lines ? indented.RawValue(escaped.data(), escaped.size(), rapidjson::kStringType)
+                     : plain.RawValue(escaped.data(), escaped.size(), rapidjson::kStringType);
+        return;
+    }
     rapidjson::SizeType size = static_cast<rapidjson::SizeType>(utf8.size());
     breaks_lines ? indented.String(utf8.data(), size) : plain.String(utf8.data(), size);
 }

@@ -38,24 +38,27 @@ static void *report_user = nullptr;
 
 // ---- printing -------------------------------------------------------------------------
 
+// Made visible here as well as where the texts come from: names, values and reports of the system meet in them.
 static void print_line(const std::string &text)
 {
-    write_err("velmora: " + text + "\n");
+    write_err("velmora: " + visible(text) + "\n");
 }
 
 void complain(const char *format, ...)
 {
-    char text[2048];
-    va_list values;
+    va_list values, again;
     va_start(values, format);
-    vsnprintf(text, sizeof text, format, values);
+    va_copy(again, values);
+    std::string text(static_cast<size_t>(std::max(vsnprintf(nullptr, 0, format, values), 0)), '\0');
+    vsnprintf(&text[0], text.size() + 1, format, again);
+    va_end(again);
     va_end(values);
     print_line(text);
 }
 
 void complain_about(const std::string &file, const std::string &text)
 {
-    print_line(visible(file) + ": " + text);
+    print_line(file + ": " + text);
 }
 
 // ---- taking ---------------------------------------------------------------------------

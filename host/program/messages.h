@@ -20,7 +20,7 @@ void start_messages();
 // Remarks are dropped unless they are asked for.
 void show_remarks();
 
-// "velmora: " and the text, one line. Only texts made visible belong in there.
+// "velmora: " and the text, made visible, as one line.
 void complain(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // The same about a file: complain_about("a.dcm", "is empty").
