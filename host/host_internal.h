@@ -93,6 +93,10 @@ const char *mode_name(unsigned char mode);
 bool inflate_source(const char *head, int head_size, const char *deflated, int size, int64_t limit, Source *out,
                     std::string *fault);
 
+// Tells that some bytes of a mapped source will hardly be looked at again, so that they need not stay in memory. They
+// come back from the file when they are.
+void let_pages_go(const Source &source, int from, int to);
+
 // A source of heap memory with room for size bytes and guard bytes; throws bad_alloc.
 char *make_heap_source(Source *source, int size);
 

@@ -254,6 +254,16 @@ static void take_element(Reading *r, const Header &h)
 
 // ---- items and delimiters -------------------------------------------------------------
 
+// Pixel data in many fragments should not come into memory for the headers between them.
+static void let_fragments_go(Reading *r)
+{
+    static const int AT_A_TIME = 8 << 20;
+    if (r->at - r->kept_from < AT_A_TIME)
+        return;
+    let_pages_go(r->set->source, r->kept_from, r->behind);
+    r->kept_from = r->behind;
+}
+
 static void take_fragment(Reading *r, const Header &h)
 {
     int left = r->top().bound - r->behind;
@@ -266,6 +276,7 @@ static void take_fragment(Reading *r, const Header &h)
     r->set->elements++;
     if (is_held) {
         r->at = r->behind + node->size;
+        let_fragments_go(r);
         return;
     }
     char fault[120];

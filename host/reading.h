@@ -52,6 +52,7 @@ struct Reading {
     bool is_cut_told;                // and that was reported
     unsigned short group, element;   // of the element that is being read
     int zeros_end;                   // end of the run of zero bytes that was looked at last
+    int kept_from;                   // the pages of fragments in front of this were let go
     int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
     std::vector<Level> levels;
     std::vector<Creator> creators;

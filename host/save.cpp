@@ -4,7 +4,6 @@
 
 #include <errno.h>
 #include <stdio.h>
-#include <algorithm>
 #include <new>
 
 namespace velmora_host
@@ -152,61 +151,13 @@ const DICOM_List *prepare_tree(Data_Set *set, const Save_Options &options)
     return tidying.has_gap || tidying.is_unsorted ? find_fragments(set->tree) : tidying.fragments;
 }
 
-// ---- the library's settings -----------------------------------------------------------
-
-// One piece of a value for DICOM_Write_Buffer_B, from the source or from the room where it was turned.
-struct Value_Stream {
-    const Piece *piece;
-    std::vector<char> room;
-};
-
-static const int PORTION = 1 << 20;   // a multiple of all units
-
-//   offset  of the piece in the value
-//   size    bytes that are wanted
-static int give_piece(HWND, char, char **buffer, int offset, int size, void *user)
-{
-    Value_Stream *stream = static_cast<Value_Stream *>(user);
-    const char *bytes = stream->piece->bytes + offset;
-    if (stream->piece->unit == 1) {
-        *buffer = const_cast<char *>(bytes);
-        return size;
-    }
-    stream->room.resize(static_cast<size_t>(PORTION));
-    reverse_units(bytes, size, stream->piece->unit, stream->room.data());
-    *buffer = stream->room.data();
-    return size;
-}
-
-struct Writer_Settings {
-    explicit Writer_Settings(const Save_Options &options)
-        : elements(DICOM_Flag_Elem_0000), lengths(DICOM_Flag_Seq_Size), propriatery(Flag_DICOM_Propriatery)
-    {
-        DICOM_Flag_Elem_0000 = options.group_lengths;
-        DICOM_Flag_Seq_Size = options.defined_lengths;
-        Flag_DICOM_Propriatery = 1;   // what is not wanted is no longer in the tree
-        DICOM_Write_Image_B_Fct(give_piece);
-    }
-    ~Writer_Settings()
-    {
-        DICOM_Flag_Elem_0000 = elements;
-        DICOM_Flag_Seq_Size = lengths;
-        Flag_DICOM_Propriatery = propriatery;
-        DICOM_Write_Image_B_Fct(nullptr);
-    }
-    Writer_Settings(const Writer_Settings &) = delete;
-
-    char elements, lengths, propriatery;
-};
-
-// ---- the head -------------------------------------------------------------------------
+// ---- one saving -----------------------------------------------------------------------
 
 struct Saving {
     Data_Set *set;
     const Save_Options *options;
     Target_Encoding encoding;
     Target *target;
-    Value_Stream stream;
     std::vector<unsigned short> dropped;   // groups
     std::string error;
 };
@@ -219,6 +170,29 @@ static bool fail(Saving *saving, const std::string &error)
 }
 
 static const char NO_MEMORY[] = "not enough memory to write it";
+
+// ---- the library's settings -----------------------------------------------------------
+
+struct Writer_Settings {
+    explicit Writer_Settings(const Save_Options &options)
+        : elements(DICOM_Flag_Elem_0000), lengths(DICOM_Flag_Seq_Size), propriatery(Flag_DICOM_Propriatery)
+    {
+        DICOM_Flag_Elem_0000 = options.group_lengths;
+        DICOM_Flag_Seq_Size = options.defined_lengths;
+        Flag_DICOM_Propriatery = 1;   // what is not wanted is no longer in the tree
+    }
+    ~Writer_Settings()
+    {
+        DICOM_Flag_Elem_0000 = elements;
+        DICOM_Flag_Seq_Size = lengths;
+        Flag_DICOM_Propriatery = propriatery;
+    }
+    Writer_Settings(const Writer_Settings &) = delete;
+
+    char elements, lengths, propriatery;
+};
+
+// ---- the head -------------------------------------------------------------------------
 
 static void drop_from_head(DICOM_List **head, unsigned short element)
 {
@@ -323,23 +297,11 @@ static bool write_head(Saving *saving)
 
 // ---- groups ---------------------------------------------------------------------------
 
-static void put_pieces(Saving *saving, const Pieces &pieces)
+static bool put(Saving *saving, const Pieces &pieces)
 {
-    for (const Piece &piece : pieces.list) {
-        if (piece.bytes == nullptr) {
-            put(saving->target, piece.block != nullptr ? piece.block.get() : piece.text.data(),
-                static_cast<size_t>(piece.size));
-            continue;
-        }
-        saving->stream.piece = &piece;
-        for (int64_t at = 0; at < piece.size && saving->target->failure == 0; at += PORTION) {
-            char *bytes = nullptr;
-            int size =
-                DICOM_Write_Buffer_B(nullptr, static_cast<char>(saving->encoding.mode), &bytes, static_cast<int>(at),
-                                     static_cast<int>(std::min<int64_t>(PORTION, piece.size - at)), &saving->stream);
-            put(saving->target, bytes, static_cast<size_t>(size));
-        }
-    }
+    std::string error;
+    return put_pieces(saving->target, saving->set->source, pieces, saving->encoding.mode, &error) ||
+           fail(saving, error);
 }
 
 // The bytes of some nodes, which make up a chain, by the writer that selects their group. 0: neither does.
@@ -382,9 +344,7 @@ static bool write_in_pieces(Saving *saving, DICOM_List *first, DICOM_List *end)
         append_text(&length, "\0\0\0\0", 4);
         set_length(&length, value, mode, size);
     }
-    put_pieces(saving, length);
-    put_pieces(saving, pieces);
-    return true;
+    return put(saving, length) && put(saving, pieces);
 }
 
 // Groups whose nodes are all the library's to write.
@@ -474,14 +434,14 @@ static bool write_data_set(Saving *saving)
     if (!write_head(saving) || !write_groups(saving))
         return false;
     if (missing_from(saving->set->source) >= 0 || saving->target->failure == EFAULT)
-        return fail(saving, "is not written: the file that is read became shorter");
+        return fail(saving, SOURCE_IS_SHORTER);
     report_dropped(*saving);
     return true;
 }
 
 static bool save(Data_Set *set, const char *path, std::string *bytes, const Save_Options &options, std::string *error)
 {
-    Saving saving = {set, &options, {}, nullptr, {}, {}, {}};
+    Saving saving = {set, &options, {}, nullptr, {}, {}};
     error->clear();
     try {
         make_editable(set);

@@ -118,6 +118,8 @@ struct Target {
     std::string path, temporary;   // empty: not a file of ours
     std::string pending;           // small pieces that wait
     int64_t written = 0;           // pending included
+    std::vector<char> room;        // for bytes that are read and turned
+    int64_t started = 0;           // up to where the disk was told to begin
     int failure = 0;               // errno of the first failed write
     bool is_durable = true;
 
@@ -132,8 +134,21 @@ bool open_target(const char *path, const Save_Options &options, Target *target, 
 // Failures are kept in the target until the end.
 void put(Target *target, const char *bytes, size_t size);
 
+// Puts bytes of another file without taking them into memory. Returns how many; the rest, if there is one, is to be put
+// in another way, which also shows why.
+int64_t put_from_file(Target *target, int file, int64_t from, int64_t size);
+
 // Writes out what is pending, waits for the disk, and gives the file its name.
 bool finish_target(Target *target, const Save_Options &options, std::string *error);
+
+// ---- pieces on their way out (streaming.cpp) ------------------------------------------
+
+extern const char SOURCE_IS_SHORTER[];
+
+// Puts pieces; those that stand in the tree or the source go through the library's image callback.
+//   source  that the pieces stand in, but for those of the tree
+// False with an error: the source cannot be read any more.
+bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsigned char mode, std::string *error);
 
 // ---- media directories (media_directory.cpp) ------------------------------------------
 

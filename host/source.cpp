@@ -122,6 +122,7 @@ static bool map_file(int file, int size, Source *source)
     source->kind = SOURCE_MAPPED;
     source->mapped_bytes = whole + page;
     source->map_slot = slot;
+    source->file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     return true;
 }
 
@@ -215,8 +216,19 @@ void close_source(Source *source)
     if (source->kind == SOURCE_MAPPED) {
         mappings[source->map_slot].start.store(0);
         munmap(const_cast<char *>(source->bytes), source->mapped_bytes);
+        if (source->file >= 0)
+            close(source->file);
     }
     *source = Source();
+}
+
+void let_pages_go(const Source &source, int from, int to)
+{
+    uintptr_t start = reinterpret_cast<uintptr_t>(source.bytes) + static_cast<uintptr_t>(from);
+    uintptr_t first = (start + page_size() - 1) & ~(page_size() - 1);
+    uintptr_t last = (start + static_cast<uintptr_t>(to - from)) & ~(page_size() - 1);
+    if (source.kind == SOURCE_MAPPED && first < last)
+        madvise(reinterpret_cast<void *>(first), last - first, MADV_DONTNEED);
 }
 
 int64_t missing_from(const Source &source)

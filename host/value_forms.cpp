@@ -82,16 +82,41 @@ char padding_of(const DICOM_List *node)
     return form.unit == 1 ? ' ' : '\0';
 }
 
+// By the instructions for it: a value may be of hundreds of megabytes.
+template <class Unit, Unit (*reversed)(Unit)> static int reverse_each(const char *from, int size, char *to)
+{
+    int whole = size - size % static_cast<int>(sizeof(Unit));
+    for (int at = 0; at < whole; at += static_cast<int>(sizeof(Unit))) {
+        Unit unit;
+        memcpy(&unit, from + at, sizeof unit);
+        unit = reversed(unit);
+        memcpy(to + at, &unit, sizeof unit);
+    }
+    return whole;
+}
+
+static uint16_t reversed_2(uint16_t unit)
+{
+    return __builtin_bswap16(unit);
+}
+
+static uint32_t reversed_4(uint32_t unit)
+{
+    return __builtin_bswap32(unit);
+}
+
+static uint64_t reversed_8(uint64_t unit)
+{
+    return __builtin_bswap64(unit);
+}
+
 void reverse_units(const char *from, int size, int unit, char *to)
 {
-    int at = 0;
-    for (; size - at >= unit; at += unit) {
-        char reversed[8];
-        for (int i = 0; i < unit; i++)
-            reversed[i] = from[at + unit - 1 - i];
-        memcpy(to + at, reversed, static_cast<size_t>(unit));
-    }
-    memmove(to + at, from + at, static_cast<size_t>(size - at));
+    int done = unit == 2   ? reverse_each<uint16_t, reversed_2>(from, size, to)
+               : unit == 4 ? reverse_each<uint32_t, reversed_4>(from, size, to)
+               : unit == 8 ? reverse_each<uint64_t, reversed_8>(from, size, to)
+                           : 0;
+    memmove(to + done, from + done, static_cast<size_t>(size - done));
 }
 
 // ---- values ---------------------------------------------------------------------------

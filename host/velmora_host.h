@@ -38,6 +38,7 @@ struct Source {
     Source_Kind kind = SOURCE_NONE;   // who owns them
     size_t mapped_bytes = 0;          // size of the mapping, guard page included
     int map_slot = -1;                // place in the table of mappings that survive a file's shrinking
+    int file = -1;                    // of a mapping: the file, byte for byte the same; -1: it is not held open
 };
 
 enum : int64_t { LARGEST_SOURCE = INT32_MAX };

@@ -103,6 +103,40 @@ TEST(HostConvert, SaysWhatIsWrong)
     EXPECT_FALSE(std::filesystem::exists(folder.path + "/out"));
 }
 
+// What --print-stats says of the memory, in MB. Run by a shell, since a process counts what its parent had as its own.
+static double memory_for(const std::string &path, const char *syntax, const std::string &out)
+{
+    Outcome run = run_program("/bin/sh", {"-c", "\"$0\" convert --print-stats -s \"$1\" \"$2\" \"$3\"; exit $?",
+                                          VELMORA_PROGRAM, syntax, path, out});
+    EXPECT_EQ(run.status, 0) << run.err;
+    size_t at = run.err.find("at most ");
+    return at == std::string::npos ? -1 : atof(run.err.c_str() + at + strlen("at most "));
+}
+
+TEST(HostConvert, NeedsNoMoreMemoryForMorePixels)
+{
+    Folder folder;
+    auto image = [&](size_t size, bool has_fragments) {
+        Bytes value(size, 'p');
+        Bytes part = number_16(0xFFFE) + number_16(0xE000) + number_32(50000) + Bytes(50000, 'f'), parts;
+        for (size_t at = 0; at < size && has_fragments; at += 50000)
+            parts += part;
+        Bytes pixels = has_fragments ? element({0x7FE0, 0x0010}, "OB", parts + delimiter(0xE0DD), 8, 0xFFFFFFFF)
+                                     : element({0x7FE0, 0x0010}, "OW", value);
+        return folder.write("in", part10_head("1.2.840.10008.1.2.1") + body("1234") + pixels);
+    };
+    for (bool has_fragments : {false, true}) {
+        for (const char *syntax : {"explicit", "big"}) {
+            if (has_fragments && syntax[0] == 'b')
+                continue;
+            std::string out = folder.path + "/out";
+            double small = memory_for(image(1 << 20, has_fragments), syntax, out);
+            double large = memory_for(image(60 << 20, has_fragments), syntax, out);
+            EXPECT_TRUE(small > 0 && large < small + 20) << syntax << " " << small << " " << large;
+        }
+    }
+}
+
 // The files of a folder tree with a few bad ones among them.
 static void make_study(const Folder &folder)
 {
