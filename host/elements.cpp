@@ -92,6 +92,16 @@ static void append_padding(bool is_padded, char padding, Pieces *to)
         append_text(to, &padding, 1);
 }
 
+// The bytes of a value. Those of a node below the ninth level do not outlive its tree.
+static void append_bytes(const Building *building, const DICOM_List *node, const char *bytes, int size, int unit,
+                         Pieces *to)
+{
+    if (building->inside_opaque > 0 && node->data != nullptr)
+        append_copy(to, bytes, size, unit);
+    else
+        append_range(to, bytes, size, unit);
+}
+
 static void append_value(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
 {
     int size = 0;
@@ -102,7 +112,7 @@ static void append_value(Building *building, const DICOM_List *node, unsigned ch
     // What an UN holds is little endian whatever the stream is (DICOM PS3.5, 6.2.2).
     bool is_big = is_big_endian(mode) && vr != VR_UN;
     bool is_turned = is_big != is_big_endian(node->syntax);
-    append_range(to, bytes, size, is_turned ? turning_unit(node) : 1);
+    append_bytes(building, node, bytes, size, is_turned ? turning_unit(node) : 1, to);
     append_padding(is_padded, padding_of(node), to);
 }
 
@@ -114,7 +124,7 @@ static void append_fragments(Building *building, const DICOM_List *node, unsigne
         const char *bytes = value_of(*building->set, node->item[i], &size);
         bool is_padded = building->options->even_lengths && size % 2 != 0;
         append_header(to, mode, GROUP_ITEM, ELEMENT_ITEM, VR_NONE, static_cast<unsigned int>(size) + is_padded);
-        append_range(to, bytes, size, 1);
+        append_bytes(building, node->item[i], bytes, size, 1, to);
         append_padding(is_padded, '\0', to);
     }
     append_header(to, mode, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0);
@@ -153,18 +163,18 @@ static bool append_items(Building *building, const DICOM_List *node, unsigned ch
     return true;
 }
 
-// The items of a sequence below the ninth level: as they stand in the source, or converted as a data set of their own.
+// The items of a sequence below the ninth level, written as a data set of their own; what is deeper than any use, as it
+// stands in the source.
 static bool append_opaque_items(Building *building, const DICOM_List *node, const Opaque &which, unsigned char mode,
                                 Pieces *to)
 {
     const Save_Options &options = *building->options;
-    const char *bytes = building->set->source.bytes + which.data_pos;
-    if ((which.mode & 0x0F) == mode && options.keep_private && options.change == nullptr && !options.later_vrs_as_un) {
-        append_range(to, bytes, which.size, 1);
+    if (building->inside_opaque == MOST_OPAQUE_LEVELS) {
+        if ((which.mode & 0x0F) != mode || !options.keep_private || options.change != nullptr)
+            return fail(building, node, "is nested too deep to be converted (more than 150 sequences)");
+        append_range(to, building->set->source.bytes + which.data_pos, which.size, 1);
         return true;
     }
-    if (building->inside_opaque == MOST_OPAQUE_LEVELS)
-        return fail(building, node, "is nested too deep to be converted (more than 150 sequences)");
 
     Data_Set inner;
     std::string error;

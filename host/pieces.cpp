@@ -30,16 +30,23 @@ void append_block(Pieces *to, char *block, unsigned int size)
     to->size += size;
 }
 
+void append_copy(Pieces *to, const char *bytes, int size, int unit)
+{
+    if (size <= 0)
+        return;
+    Piece *piece = text_piece(to);
+    size_t before = piece->text.size();
+    piece->text.resize(before + static_cast<size_t>(size));
+    reverse_units(bytes, size, unit, &piece->text[before]);
+    piece->size += size;
+    to->size += size;
+}
+
 void append_range(Pieces *to, const char *bytes, int64_t size, int unit)
 {
     static const int64_t SMALL = 512;   // copied rather than kept apart
-    if (size <= 0)
-        return;
-    if (size <= SMALL) {
-        char copy[SMALL];
-        reverse_units(bytes, static_cast<int>(size), unit, copy);
-        return append_text(to, copy, static_cast<size_t>(size));
-    }
+    if (size <= SMALL)
+        return append_copy(to, bytes, static_cast<int>(size), unit);
     Piece piece;
     piece.bytes = bytes;
     piece.size = size;

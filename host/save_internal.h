@@ -75,7 +75,8 @@ struct Length_Place {
 
 void append_text(Pieces *to, const char *bytes, size_t size);
 void append_block(Pieces *to, char *block, unsigned int size);   // takes the library's block over
-void append_range(Pieces *to, const char *bytes, int64_t size, int unit);
+void append_copy(Pieces *to, const char *bytes, int size, int unit);
+void append_range(Pieces *to, const char *bytes, int64_t size, int unit);   // the bytes stay valid
 
 // An element header of the host's own.
 //   vr  VR_NONE: none

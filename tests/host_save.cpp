@@ -362,11 +362,16 @@ TEST(HostSave, WritesUnknownSequencesAsImplicitVR)
               element({0x0008, 0x0060}, "", "CT", 0) + element({0x0029, 0x1001}, "", inside, 0, 0xFFFFFFFF));
 }
 
-// A sequence in a sequence, so many of them, around one value that has a byte order.
+// A sequence in a sequence, so many of them, around values that have a byte order: one of a size that is copied into the
+// tree but not into the stream, and one that stays in the source.
 static Bytes nested(int depth, int syntax, Ending ending)
 {
-    Bytes inside = element({0x0028, 0x0009}, "AT", in_order("1234", 2, syntax), syntax) +
-                   element({0x0029, 0x1001}, "LO", "private ", syntax);
+    Bytes large(1000, '\1');
+    for (size_t i = 0; i < large.size(); i += 2)
+        large[i] = static_cast<char>(i / 2);
+    Bytes inside = element({0x0028, 0x0009}, "AT", in_order(large, 2, syntax), syntax) +
+                   element({0x0029, 0x1001}, "LO", "private ", syntax) +
+                   element({0x0064, 0x0009}, "OF", in_order(large + large, 4, syntax), syntax);
     for (int i = 0; i < depth; i++)
         inside = sequence({0x0040, 0xA730}, ending, {item({inside}, ending, syntax)}, syntax);
     return element({0x0008, 0x0060}, "CS", "SR", syntax) + inside;
@@ -387,6 +392,11 @@ TEST(HostSave, ConvertsSequencesBelowTheNinthLevel)
         }
     }
     Save_Options options;
+    for (Ending to : {BY_LENGTH, BY_DELIMITER}) {
+        options.defined_lengths = to == BY_LENGTH;
+        for (Ending from : {BY_LENGTH, BY_DELIMITER})
+            EXPECT_TRUE(save(nested(30, 8, from), MODE_EXPLICIT_LITTLE, options).body == nested(30, 8, to));
+    }
     options.keep_private = false;
     EXPECT_EQ(save(nested(12, 8, BY_DELIMITER), MODE_EXPLICIT_LITTLE, options).body.find("private"), Bytes::npos);
 }
