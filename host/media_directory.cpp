@@ -18,8 +18,7 @@ struct Moved {
 
 bool is_media_directory(const Data_Set &set)
 {
-    const DICOM_List *records = find_in_chain(set.tree, GROUP_DIRECTORY, ELEMENT_RECORDS);
-    return records != nullptr && records->nb_item > 0;
+    return find_in_chain(set.tree, GROUP_DIRECTORY, ELEMENT_RECORDS) != nullptr;
 }
 
 void note_records(DICOM_List *sequence)
@@ -41,11 +40,19 @@ static const Moved *find_moved(const std::vector<Moved> &sorted, unsigned int fr
     return at != sorted.end() && at->from == wanted.from ? &*at : nullptr;
 }
 
+// Where a record stood. What was put in front of its attributes stood nowhere.
+static int place_of(const DICOM_List *record)
+{
+    while (record != nullptr && record->stream_word == 0)
+        record = record->next;
+    return record != nullptr ? record->stream_word : 0;
+}
+
 static std::vector<Moved> moves_of(const DICOM_List *records, const std::vector<int64_t> &places)
 {
     std::vector<Moved> moves;
     for (size_t i = 0; i < places.size(); i++)
-        moves.push_back({records->item[i]->stream_word, places[i]});
+        moves.push_back({place_of(records->item[i]), places[i]});
     std::sort(moves.begin(), moves.end(), comes_first);
     return moves;
 }

@@ -62,6 +62,22 @@ static std::string uid_of_input(const Data_Set &set)
     return set.transfer_syntax;
 }
 
+static bool is_uid(const std::string &text)
+{
+    return !text.empty() && text.size() <= 64 && text.find_first_not_of("0123456789.") == std::string::npos &&
+           text.front() != '.' && text.back() != '.' && text.find("..") == std::string::npos;
+}
+
+// A media directory has one encoding (DICOM PS3.10, 8.6), and is nothing without its records.
+static bool is_fit_for_directory(const Save_Options &options, std::string *error)
+{
+    if (options.mode != MODE_UNKNOWN && options.mode != MODE_EXPLICIT_LITTLE)
+        *error = "is a media directory, which is only written as explicit VR little endian";
+    if (options.standard_groups_only)
+        *error = "is a media directory, whose records are in none of the groups that would be written";
+    return error->empty();
+}
+
 // Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
 //   fragments  see prepare_tree
 static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, const Save_Options &options,
@@ -71,7 +87,17 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
     if (came_as == MODE_IMPLICIT_BIG)
         came_as = MODE_IMPLICIT_LITTLE;
     encoding->mode = options.mode == MODE_UNKNOWN ? came_as : options.mode;
+    if (is_media_directory(set)) {
+        encoding->mode = MODE_EXPLICIT_LITTLE;
+        if (!is_fit_for_directory(options, error))
+            return false;
+    }
     std::string uid = uid_of_input(set);
+    if (!uid.empty() && !is_uid(uid)) {
+        Error_Fct(nullptr, Flag_Error_Warning,
+                  "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s", uid.c_str());
+        uid.clear();
+    }
     bool is_compressed = !is_native(uid) && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
     if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE &&
         (fragments != nullptr || is_compressed)) {
@@ -204,11 +230,6 @@ static bool has_value(DICOM_List *head, unsigned short element)
 {
     const DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
     return node != nullptr && node->data != nullptr;
-}
-
-static bool is_uid(const std::string &text)
-{
-    return !text.empty() && text.size() <= 64 && text.find_first_not_of("0123456789.") == std::string::npos;
 }
 
 static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, const std::string &text)

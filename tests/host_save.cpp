@@ -71,6 +71,7 @@ TEST(HostSave, NamesTheSyntaxThatIsWritten)
         {"compressed, not said", "1.2.840.10008.1.2.1", jpeg, 9, "",
          "its pixel data is compressed (1.2.840.10008.1.2.1), which is only written as explicit VR little endian"},
         {"a syntax of its own", "1.2.3.4", native, 8, "1.2.3.4", ""},
+        {"a name that is none", "1.2.NONE", native, 8, "1.2.840.10008.1.2.1", ""},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
@@ -415,13 +416,13 @@ TEST(HostSave, RefusesToConvertWhatIsNestedTooDeep)
 
 // ---- media directories ----------------------------------------------------------------
 
-// Three records: the second is below the first, the third follows it.
-static Bytes directory(int syntax, int head, Ending ending, uint32_t wrong = 0)
+// Three records: the second is below the first, the third follows it. Each ends with some more attributes.
+static Bytes directory(int syntax, size_t head, Ending ending, const Bytes &more = "", uint32_t wrong = 0)
 {
     auto record = [&](uint32_t next, uint32_t lower, const char *type) {
         return item({element({0x0004, 0x1400}, "UL", number_32(next, syntax), syntax),
                      element({0x0004, 0x1420}, "UL", number_32(lower, syntax), syntax),
-                     element({0x0004, 0x1430}, "CS", type, syntax)},
+                     element({0x0004, 0x1430}, "CS", type, syntax), more},
                     ending, syntax);
     };
     uint32_t in_front = static_cast<uint32_t>(head) + 12 + 12 + (syntax != 0 ? 12 : 8);
@@ -435,23 +436,52 @@ static Bytes directory(int syntax, int head, Ending ending, uint32_t wrong = 0)
                     syntax);
 }
 
+static Bytes directory_file(int syntax, Ending ending, const Bytes &more = "", uint32_t wrong = 0)
+{
+    static const char *const uids[] = {"1.2.840.10008.1.2", "1.2.840.10008.1.2.1", "1.2.840.10008.1.2.2"};
+    Bytes head = part10_head(uids[syntax == 0 ? 0 : syntax - 7]);
+    return head + directory(syntax, head.size(), ending, more, wrong);
+}
+
 TEST(HostSave, MovesTheOffsetsOfMediaDirectories)
 {
-    int old_head = static_cast<int>(part10_head("1.2.840.10008.1.2.1").size());
-    Bytes file = part10_head("1.2.840.10008.1.2.1") + directory(8, old_head, BY_LENGTH);
-    for (unsigned char to : MODES) {
+    Bytes hidden = element({0x0009, 0x0010}, "LO", "ACME") + element({0x0009, 0x1001}, "LO", "some");
+    for (unsigned char from : MODES) {
         for (Ending ending : {BY_LENGTH, BY_DELIMITER}) {
-            Save_Options options;
-            options.mode = to;
-            options.defined_lengths = ending == BY_LENGTH;
-            Saved saved = save(file, MODE_UNKNOWN, options);
-            ASSERT_TRUE(saved.done) << saved.error;
-            int head = static_cast<int>(saved.bytes.size() - saved.body.size());
-            EXPECT_EQ(saved.body, directory(to, head, ending)) << int(to);
+            for (bool has_group_lengths : {false, true}) {
+                for (bool keep_private : {true, false}) {
+                    Save_Options options;
+                    options.defined_lengths = ending == BY_LENGTH;
+                    options.group_lengths = has_group_lengths;
+                    options.keep_private = keep_private;
+                    bool has_private = from == MODE_EXPLICIT_LITTLE;
+                    Bytes file = directory_file(from, BY_LENGTH, has_private ? hidden : "");
+                    Saved saved = save(file, MODE_UNKNOWN, options);
+                    ASSERT_TRUE(saved.done) << saved.error;
+                    size_t head = saved.bytes.size() - saved.body.size() + (has_group_lengths ? 12 : 0);
+                    Bytes expected = directory(8, head, ending, has_private && keep_private ? hidden : "");
+                    if (has_group_lengths)
+                        expected = element({0x0004, 0x0000}, "UL", number_32(static_cast<uint32_t>(expected.size()))) +
+                                   expected;
+                    EXPECT_EQ(saved.body, expected) << int(from) << has_group_lengths << keep_private;
+                }
+            }
         }
     }
-    Saved saved = save(part10_head("1.2.840.10008.1.2.1") + directory(8, old_head, BY_LENGTH, 77), MODE_UNKNOWN, {});
-    EXPECT_EQ(saved.error, "(0004,1420) of the media directory points to offset 77, where no record begins");
+}
+
+TEST(HostSave, RefusesWhatAMediaDirectoryCannotBe)
+{
+    Bytes file = directory_file(8, BY_LENGTH);
+    for (unsigned char to : {MODE_IMPLICIT_LITTLE, MODE_EXPLICIT_BIG})
+        EXPECT_EQ(save_as(file, MODE_UNKNOWN, to).error,
+                  "is a media directory, which is only written as explicit VR little endian");
+    Save_Options options;
+    options.standard_groups_only = true;
+    EXPECT_EQ(save(file, MODE_UNKNOWN, options).error,
+              "is a media directory, whose records are in none of the groups that would be written");
+    EXPECT_EQ(save(directory_file(8, BY_LENGTH, "", 77), MODE_UNKNOWN, {}).error,
+              "(0004,1420) of the media directory points to offset 77, where no record begins");
 }
 
 // ---- memory ---------------------------------------------------------------------------
