@@ -455,7 +455,7 @@ static bool write_data_set(Saving *saving)
     if (!write_head(saving) || !write_groups(saving))
         return false;
     if (missing_from(saving->set->source) >= 0 || saving->target->failure == EFAULT)
-        return fail(saving, SOURCE_IS_SHORTER);
+        return fail(saving, "is not written: the file that is read became shorter");
     report_dropped(*saving);
     return true;
 }

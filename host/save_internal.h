@@ -144,8 +144,6 @@ bool finish_target(Target *target, const Save_Options &options, std::string *err
 
 // ---- pieces on their way out (streaming.cpp) ------------------------------------------
 
-extern const char SOURCE_IS_SHORTER[];
-
 // Puts pieces; those that stand in the tree or the source go through the library's image callback.
 //   source  that the pieces stand in, but for those of the tree
 // False with an error: the source cannot be read any more.

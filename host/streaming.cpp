@@ -14,8 +14,6 @@
 namespace velmora_host
 {
 
-const char SOURCE_IS_SHORTER[] = "is not written: the file that is read became shorter";
-
 // Parts, in bytes: multiples of all units. What passes through memory should stay in the processor's cache.
 static const int PART_BY_SYSTEM = 8 << 20, PART_BY_MEMORY = 512 << 10;
 static const int SMALLEST_FROM_FILE = 16 << 10;   // below that a call of the system costs more than the pages
@@ -49,10 +47,10 @@ static bool read_into_room(Outgoing *out, int at, int size)
     for (int done = 0; done < size;) {
         ssize_t got = pread(out->source->file, room + done, static_cast<size_t>(size - done), at + done);
         if (got == 0)
-            *out->error = SOURCE_IS_SHORTER;
+            out->target->failure = EFAULT;   // the file became shorter: what a write from its mapping says then
         if (got < 0 && errno != EINTR)
             *out->error = std::string("is not written: the file that is read gives: ") + strerror(errno);
-        if (!out->error->empty())
+        if (got == 0 || !out->error->empty())
             return false;
         done += got > 0 ? static_cast<int>(got) : 0;
     }
