@@ -110,6 +110,21 @@ static Outcome read_tag(Element_Read &read)
 
 /* ---- VR and length ----------------------------------------------------------------- */
 
+static bool has_long_length(unsigned short vr)
+{
+    switch (vr) {
+    case VR_OB:
+    case VR_OW:
+    case VR_OX:
+    case VR_SQ:
+    case VR_UN:
+    case VR_UT:
+        return true;
+    default:
+        return false;
+    }
+}
+
 static void report_failed_size(const Element_Read &read)
 {
     REPORT(read.from.window, LEVEL_READ_FAILURE, "NEMA_Get_Data_Element() --> failed to read size (VR:%c%c)",
@@ -184,17 +199,7 @@ static Outcome read_vr_and_length(Element_Read &read)
         return FAILED;
     }
     read.vr = pack_letters(first, second);
-    switch (read.vr) {
-    case VR_OB:
-    case VR_OW:
-    case VR_OX:
-    case VR_SQ:
-    case VR_UN:
-    case VR_UT:
-        return read_long_length(read);
-    default:
-        return read_short_length(read);
-    }
+    return has_long_length(read.vr) ? read_long_length(read) : read_short_length(read);
 }
 
 /* ---- checks and repairs ------------------------------------------------------------ */
@@ -345,6 +350,49 @@ static Outcome repair_bare_jpeg(Element_Read &read)
     return counter >= 0 ? GO_ON : FAILED;
 }
 
+/* ---- the usual header -------------------------------------------------------------- */
+
+enum { LONGEST_HEADER = 12 };
+
+// Groups with an element that the steps look at in particular.
+static bool may_need_repair(unsigned short group)
+{
+    return group == 0x0009 || group == 0x0040 || group == 0x3F3F || group == 0x7FE0 || group == 0xFEFF;
+}
+
+// Most headers stand in memory, in little endian, and need neither a repair nor a report: such a one is read at one
+// glance, in a quarter of the time of the steps. The results are written and the cursor moves only if it is such a one;
+// if not, the result is 0, and the steps have to read it.
+//   end  of the source; NO_END is not known
+static int read_usual_header(const char *name, int *cursor, uint64_t end, unsigned char mode, unsigned short *group,
+                             unsigned short *element, unsigned short *vr, int *length, int limit)
+{
+    if ((mode & ~SYNTAX_EXPLICIT) != 0 || report_threshold >= LEVEL_LOCATION || end == NO_END || *cursor < 0 ||
+        end - static_cast<uint64_t>(*cursor) < LONGEST_HEADER)
+        return 0;
+    const char *at = name + *cursor;
+    unsigned short tag_group = load_16(SYNTAX_IMPLICIT, at);
+    if (may_need_repair(tag_group))
+        return 0;
+
+    bool is_explicit = (mode != SYNTAX_IMPLICIT || tag_group == GROUP_FILE_META) && tag_group != GROUP_ITEM;
+    unsigned short letters = is_explicit ? pack_letters(at[4], at[5]) : static_cast<unsigned short>(VR_NONE);
+    if (is_explicit && (!is_upper_case(at[4]) || !is_upper_case(at[5])))
+        return 0;
+    bool is_long = has_long_length(letters);
+    int bytes = is_explicit && !is_long ? load_16(SYNTAX_IMPLICIT, at + 6)
+                                        : static_cast<int>(load_32(SYNTAX_IMPLICIT, is_long ? at + 8 : at + 4));
+    if (bytes != UNDEFINED_LENGTH && (bytes < 0 || bytes % 2 != 0 || bytes >= limit))
+        return 0;
+
+    *group = tag_group;
+    *element = load_16(SYNTAX_IMPLICIT, at + 2);
+    *vr = letters;
+    *length = bytes;
+    *cursor += is_long ? 12 : 8;
+    return 1;
+}
+
 /* ---- the whole header -------------------------------------------------------------- */
 
 static Outcome repair_element(Element_Read &read)
@@ -380,7 +428,6 @@ static Outcome read_header(Element_Read &read)
 // read position, cannot be the size of what is being read: it then bounds the lengths alone.
 static uint64_t end_of_source(int source, intptr_t handle, int limit)
 {
-    static const int LONGEST_HEADER = 12;
     if (source == SOURCE_FILE)
         return NO_END;
     int position = *cursor_of(handle);
@@ -394,6 +441,9 @@ int NEMA_Get_Data_Element(HWND window, int source, intptr_t handle, const char *
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in NEMA_Get_Data_Element(mode:%04X)", mode);
     uint64_t end = end_of_source(source, handle, limit);
+    if (source != SOURCE_FILE &&
+        read_usual_header(name, cursor_of(handle), end, mode, group, element, vr, length, limit))
+        return 1;
     Element_Read read = {
         enter_source(window, source, handle, name, end), mode, mode, limit, *group, *element, *vr, *length};
 

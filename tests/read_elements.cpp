@@ -1,6 +1,8 @@
 // Element headers: VRs and lengths in each encoding, and the repairs of vendors' faults.
 #include <gtest/gtest.h>
 #include <errno.h>
+#include <algorithm>
+#include <random>
 
 #include "tests/read_stream.h"
 #include "tests/support/reports.h"
@@ -237,4 +239,39 @@ TEST_P(Elements, AreTraced)
                                              {14, "in NEMA_Get_Data_Element(mode:0030)"},
                                              {15, "--> reading (0008,1140)"},
                                              {11, "[00000A] --> (0008,1140) VR:00 lenght:FFFFFFFF (-1)"}}));
+}
+
+// What most headers are read by, at one glance, against the steps, which run where somebody wants their traces.
+TEST(ElementsInMemory, ReadAlikeWithAndWithoutTraces)
+{
+    static const unsigned short groups[] = {0x0002, 0x0008, 0x0009, 0x0040, 0x3F3F, 0x7FE0, 0xFEFF, 0xFFFE, 0xFFFF};
+    static const unsigned short elements[] = {0x0010, 0x003F, 0x00E0, 0x0275, 0xE000, 0xE00D};
+    static const char *const vrs[] = {"UL", "CS", "OB", "SQ", "UT", "OF", "??", "ob", "A\x01", "ZZ", "UN"};
+    static const int lengths[] = {0, 2, 6, 13, 40, 41, 64, 65, 66, -1, -2, 0x20202020};
+    static const int modes[] = {0, 8, 9, 1, 2, 12, 0x18, 0x38};
+    static const int limits[] = {0, 4, 12, 40, 66, 70};
+    std::mt19937 random(7);
+    auto any = [&random](auto &list) { return list[random() % std::size(list)]; };
+    for (int i = 0; i < 40000; i++) {
+        unsigned short tag[] = {any(groups), any(elements)};
+        int length[] = {any(lengths), any(lengths)};
+        Bytes bytes = Bytes(reinterpret_cast<char *>(tag), 4) + any(vrs) + Bytes(reinterpret_cast<char *>(length), 8);
+        bytes.resize(random() % 4 == 0 ? 12 : 70, ' ');
+        int mode = any(modes), limit = std::min(any(limits), static_cast<int>(bytes.size()));
+        int start = limit == 0 || random() % 8 != 0 ? 0 : 4;
+
+        Stream quick(IN_MEMORY, bytes + LONG_VALUE), traced(IN_MEMORY, bytes + LONG_VALUE);
+        quick.cursor = traced.cursor = start;
+        Reports said(5);
+        Header got = read_header(quick, mode, limit);
+        std::string warnings = said.warnings();
+        said.all.clear();
+        Error_Set_Threshold(15);
+        Header expected = read_header(traced, mode, limit);
+        ASSERT_EQ(shown(got), shown(expected)) << "mode " << mode << " limit " << limit << " case " << i;
+        ASSERT_EQ(warnings, said.warnings());
+        if (got.result == 1) {
+            ASSERT_EQ(quick.cursor, traced.cursor);
+        }
+    }
 }
