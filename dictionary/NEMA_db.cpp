@@ -38,10 +38,14 @@ static struct {
     TAG_db_Group *node;
 } filing;
 
-// The row that this thread found last: data sets mostly ask for the row behind it.
+// What this thread found last: data sets mostly ask for the row behind it. And what it did not find, at a place that
+// follows from the tag: a tag that the dictionary does not know comes again as often as others do, and only a search
+// through its group could tell.
+enum { ABSENT_BITS = 8 };
 static thread_local struct {
     unsigned build;
     Row *row;
+    uint32_t absent[1 << ABSENT_BITS];   // 0: none
 } last_found;
 
 /* ---- memory ------------------------------------------------------------------------ */
@@ -178,6 +182,7 @@ int NEMA_db_Add_Elem(unsigned short group, unsigned short element, unsigned shor
     *place = seen;
     if (seen->next == nullptr)
         node->tail = seen;
+    build_number++;   // a tag that was absent may be there now
     return 1;
 }
 
@@ -317,21 +322,35 @@ static void remember(Row *last, Row *found)
         pushed = last->followers[i].exchange(pushed, std::memory_order_relaxed);
 }
 
+static uint32_t *place_of_absent(uint32_t tag)
+{
+    return &last_found.absent[tag * 0x9E3779B1u >> (32 - ABSENT_BITS)];
+}
+
 TAG_db_Elems *NEMA_db_Locate(unsigned short group, unsigned short element)
 {
-    NEMA_db_Load();
+    if (!is_built)
+        NEMA_db_Load();
     if (is_private_group(group))
         return nullptr;
+    if (last_found.build != build_number) {
+        last_found = {};
+        last_found.build = build_number;
+    }
 
-    Row *last = last_found.build == build_number ? last_found.row : nullptr;
+    Row *last = last_found.row;
     Row *found = last != nullptr ? recall(last, group, element) : nullptr;
     if (found == nullptr) {
+        uint32_t tag = tag_number(group, element), *absent = place_of_absent(tag);
+        if (*absent == tag && tag != 0)
+            return nullptr;
         found = search(group, element, last);
+        if (found == nullptr)
+            *absent = tag;
         if (found == nullptr || found->seen.group != group)
             return found != nullptr ? &found->seen : nullptr;
         if (last != nullptr)
             remember(last, found);
-        last_found.build = build_number;
     }
     last_found.row = found;
     return &found->seen;
