@@ -18,10 +18,34 @@ enum Report_Level {
     LEVEL_FUNCTION = 15,    // function entries and cursor changes
 };
 
+// For tests: when set, asked before each allocation; an answer of 1 refuses it.
+extern int (*frame_refuse_allocation)();
+
+inline bool frame_is_refused()
+{
+    return frame_refuse_allocation != nullptr && frame_refuse_allocation();
+}
+
+// Reports a failure. Returns null.
+void *frame_fail(HWND window, const char *operation, size_t count, size_t size, const char *what, const char *source,
+                 int line);
+
 // Each allocation says what it is for and where it stands; a failure is reported with that and gives null. The
-// dimensions are those that the report names. Use them through the macros below.
-void *frame_malloc(HWND window, size_t bytes, size_t count, size_t size, const char *what, const char *source, int line);
-void *frame_calloc(HWND window, size_t count, size_t size, const char *what, const char *source, int line);
+// dimensions are those that the report names. Use them through the macros below. The two that every attribute of a data
+// set goes through stand in line. A block of no bytes gets one, so that null always means failure.
+inline void *frame_malloc(HWND window, size_t bytes, size_t count, size_t size, const char *what, const char *source,
+                          int line)
+{
+    void *block = frame_is_refused() ? nullptr : malloc(bytes > 0 ? bytes : 1);
+    return block != nullptr ? block : frame_fail(window, "malloc", count, size, what, source, line);
+}
+
+inline void *frame_calloc(HWND window, size_t count, size_t size, const char *what, const char *source, int line)
+{
+    void *block = frame_is_refused() ? nullptr : calloc(count > 0 ? count : 1, size > 0 ? size : 1);
+    return block != nullptr ? block : frame_fail(window, "calloc", count, size, what, source, line);
+}
+
 void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,
                     const char *source, int line);
 char *frame_strdup(HWND window, const char *text, const char *what, const char *source, int line);
@@ -38,8 +62,5 @@ char *frame_strdup(HWND window, const char *text, const char *what, const char *
 #define ALLOC_REALLOC_ROOM(window, what, block, bytes, count, size) \
     frame_realloc((window), (block), (size_t)(bytes), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
 #define ALLOC_STRDUP(window, what, text) frame_strdup((window), (text), (what), SOURCE, __LINE__)
-
-// For tests: when set, asked before each allocation; an answer of 1 refuses it.
-extern int (*frame_refuse_allocation)();
 
 #endif

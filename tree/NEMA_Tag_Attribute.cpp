@@ -124,13 +124,6 @@ DICOM_List **DICOM_Attribute_Item_Walk(HWND window, DICOM_Root *root, DICOM_List
 
 /* ---- insertion at the end of a chain ------------------------------------------------ */
 
-void trace_insert(HWND window, const DICOM_List *source)
-{
-    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Insert(%04x,%04x) %c%c %d bytes", source->group,
-           source->element, shown_letter(first_letter(source->vr_explicit)),
-           shown_letter(second_letter(source->vr_explicit)), source->size);
-}
-
 DICOM_List *refuse_insert(HWND window, const DICOM_List *source)
 {
     REPORT(window, Flag_Error_Warning, "\xF1\x05    \x02" "Failed to insert tag(\x01%04X\x02,\x01%04X\x02)",
@@ -163,7 +156,7 @@ DICOM_List *DICOM_Attribute_Find(HWND window, DICOM_Root *root, DICOM_List **lis
         if (list == nullptr)
             return nullptr;
     }
-    DICOM_Attribute_Sequence_Set(window, root, root->Sequence_Depth, group, element, 0);
+    set_sequence(root, root->Sequence_Depth, group, element, 0);
 
     unsigned int wanted = tag_number(group, element);
     DICOM_List *before = *list;

@@ -199,7 +199,7 @@ static int copy_items(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_Li
 int DICOM_Attribute_Copy_Tag(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in DICOM_Attribute_Copy_Tag(%04x,%04x)", source->group, source->element);
-    DICOM_Attribute_Sequence_Set(window, root, root->Sequence_Depth, source->group, source->element, 0);
+    set_sequence(root, root->Sequence_Depth, source->group, source->element, 0);
 
     if (!keeps_its_fields(target, source) && !copy_fields(window, root, target, source))
         return 0;

@@ -128,11 +128,7 @@ void DICOM_Attribute_Sequence_Get(HWND, DICOM_Root *root, int depth, unsigned sh
 void DICOM_Attribute_Sequence_Set(HWND, DICOM_Root *root, int depth, unsigned short group, unsigned short element,
                                   unsigned short flag)
 {
-    if (!is_usable_depth(depth))
-        return;
-    root->Sequence_Group[depth] = group;
-    root->Sequence_Element[depth] = element;
-    root->Sequence_Flag[depth] = flag;
+    set_sequence(root, depth, group, element, flag);
 }
 
 int DICOM_Attribute_Item_Start(HWND window, DICOM_Root *root, int level)

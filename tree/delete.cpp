@@ -13,9 +13,12 @@ void DICOM_Attribute_Free(HWND window, DICOM_List *node)
             each = next;
         }
     }
-    free(node->item);
+    // Most nodes have neither of these, and each call takes its time.
+    if (node->item != nullptr)
+        free(node->item);
+    if (node->description != nullptr)
+        free(node->description);
     free(node->data);
-    free(node->description);
     free(node);
 }
 

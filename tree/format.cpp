@@ -107,8 +107,8 @@ static void open_item(HWND window, Nesting *nesting, const DICOM_List *tag)
 // Tags ascend within a data set. Where one does not, a sequence of unknown end has run on into the data set around it.
 static void check_order(HWND window, Nesting *nesting, const DICOM_List *tag)
 {
-    unsigned short group, element;
-    DICOM_Attribute_Sequence_Get(window, &nesting->open.root, depth_of(nesting), &group, &element, nullptr);
+    const DICOM_Root &root = nesting->open.root;   // its depth is always one that it has room for
+    unsigned short group = root.Sequence_Group[depth_of(nesting)], element = root.Sequence_Element[depth_of(nesting)];
     if ((tag->flag & ORIGIN_DICOM) == 0 || is_delimiter_group(tag->group) || is_delimiter_group(group) ||
         tag_number(tag) >= tag_number(group, element))
         return;

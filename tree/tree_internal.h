@@ -62,6 +62,16 @@ inline bool is_usable_depth(int depth)
     return depth >= 0 && depth <= MAX_SEQUENCE_DEPTH;
 }
 
+// DICOM_Attribute_Sequence_Set, in line for what is done for each attribute.
+inline void set_sequence(DICOM_Root *root, int depth, unsigned short group, unsigned short element, unsigned short flag)
+{
+    if (!is_usable_depth(depth))
+        return;
+    root->Sequence_Group[depth] = group;
+    root->Sequence_Element[depth] = element;
+    root->Sequence_Flag[depth] = flag;
+}
+
 // A value of this size may have been left in the source, to be fetched when somebody asks for it.
 inline bool is_unread(const DICOM_List *tag)
 {
@@ -93,7 +103,12 @@ DICOM_List **item_slot(HWND window, DICOM_List *sequence, int index, int *room);
 
 // The steps of DICOM_Attribute_Insert, for a caller who knows the chain: its trace, the warning that there is no way
 // to the chain (always null), and the copy that is put at the chain's end.
-void trace_insert(HWND window, const DICOM_List *source);
+inline void trace_insert(HWND window, const DICOM_List *source)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Insert(%04x,%04x) %c%c %d bytes", source->group,
+           source->element, shown_letter(first_letter(source->vr_explicit)),
+           shown_letter(second_letter(source->vr_explicit)), source->size);
+}
 DICOM_List *refuse_insert(HWND window, const DICOM_List *source);
 DICOM_List *append_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List **chain, DICOM_List *source);
 
