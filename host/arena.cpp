@@ -8,7 +8,7 @@
 namespace velmora_host
 {
 
-static const int SMALLEST_BLOCK = 128, LARGEST_HEAP_BLOCK = 8192;   // nodes
+static const size_t SMALLEST_BLOCK = 128, LARGEST_HEAP_BLOCK = 8192;   // nodes
 static const size_t HUGE_PAGE = 2 << 20, MAPPED_BLOCK = 4 * HUGE_PAGE;
 
 // A mapping that begins where a huge page can. Each page that has to be made when it is first touched costs as much as
@@ -27,30 +27,18 @@ static DICOM_List *map_block()
     return reinterpret_cast<DICOM_List *>(start + before);
 }
 
-static void add_block(Node_Arena *arena)
+void Node_Arena::add_block()
 {
-    arena->blocks.push_back({nullptr, 0});
-    Node_Block &block = arena->blocks.back();
-    if (arena->room < LARGEST_HEAP_BLOCK) {
-        arena->room = arena->room == 0 ? SMALLEST_BLOCK : arena->room * 4;
-        block.nodes = static_cast<DICOM_List *>(calloc(static_cast<size_t>(arena->room), sizeof(DICOM_List)));
-    } else {
-        arena->room = MAPPED_BLOCK / sizeof(DICOM_List);
-        block.nodes = map_block();
-        block.mapped = block.nodes != nullptr ? MAPPED_BLOCK : 0;
-    }
-    arena->used = 0;
-    if (block.nodes == nullptr) {
-        arena->room = 0;
+    size_t before = blocks.empty() ? 0 : static_cast<size_t>(end - blocks.back().nodes);
+    bool is_mapped = before >= LARGEST_HEAP_BLOCK;
+    size_t room = is_mapped ? MAPPED_BLOCK / sizeof(DICOM_List) : before == 0 ? SMALLEST_BLOCK : before * 4;
+    blocks.reserve(blocks.size() + 1);
+    DICOM_List *nodes = is_mapped ? map_block() : static_cast<DICOM_List *>(malloc(room * sizeof(DICOM_List)));
+    if (nodes == nullptr)
         throw std::bad_alloc();
-    }
-}
-
-DICOM_List *Node_Arena::add()
-{
-    if (used == room)
-        add_block(this);
-    return &blocks.back().nodes[used++];
+    blocks.push_back({nodes, is_mapped ? MAPPED_BLOCK : 0});
+    next = nodes;
+    end = nodes + room;
 }
 
 Node_Arena::~Node_Arena()

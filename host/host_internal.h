@@ -35,7 +35,16 @@ enum VR_Class : unsigned char {
     VR_LONG,          // reserved word, 32-bit length
     VR_LONG_UNREAD,   // the same, but the element reader takes it for a short one
 };
-VR_Class vr_class(unsigned short vr);
+struct VR_Class_Table {
+    VR_Class of[26 * 26];   // by the two letters
+};
+extern const VR_Class_Table vr_classes;
+
+inline VR_Class vr_class(unsigned short vr)
+{
+    unsigned int first = static_cast<unsigned int>(vr >> 8) - 'A', second = static_cast<unsigned int>(vr & 0xFF) - 'A';
+    return first < 26 && second < 26 ? vr_classes.of[first * 26 + second] : VR_NO_LETTERS;
+}
 
 struct Header {
     unsigned short group, element;
@@ -111,12 +120,19 @@ struct Node_Block {
 
 struct Node_Arena {
     std::vector<Node_Block> blocks;
-    int used = 0, room = 0;   // nodes of the last block
+    DICOM_List *next = nullptr, *end = nullptr;   // what is free in the last block
 
     Node_Arena() = default;
     ~Node_Arena();
     Node_Arena(const Node_Arena &) = delete;
-    DICOM_List *add();   // zeroed
+    void add_block();
+
+    DICOM_List *add()   // its fields hold nothing yet: whoever asks for a node fills them all
+    {
+        if (next == end)
+            add_block();
+        return next++;
+    }
 };
 
 // What a node has to be when the tree is made, where it had to look different for the nesting to come out right.

@@ -26,6 +26,14 @@ DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, u
                       unsigned short vr, int size)
 {
     DICOM_List *node = r->chain->nodes.add();
+    // Field by field: to clear the whole node first would take as long as all else that is done here.
+    node->depth = 0;
+    node->vr = node->type = 0;
+    node->vm = node->stream_word = node->nb_item = 0;
+    node->data = node->description = nullptr;
+    node->db = nullptr;
+    node->item = nullptr;
+    node->next = node->last = nullptr;
     node->syntax = group == GROUP_FILE_META ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE)
                                             : static_cast<unsigned char>(r->top().mode & 0x0F);
     node->flag = ORIGIN_DICOM;

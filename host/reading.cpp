@@ -28,10 +28,9 @@ static void complement_private(Reading *r, DICOM_List *node)
         const Creator &creator = r->creators[static_cast<size_t>(i)];
         if (creator.group != node->group || creator.block != node->element >> 8)
             continue;
-        DICOM_Root root = {};
         DICOM_List alone = *creator.node;
         alone.next = nullptr;
-        DICOM_Attribute_Complement_Private(nullptr, &root, &alone, node);
+        DICOM_Attribute_Complement_Private(nullptr, &r->root, &alone, node);
         return;
     }
 }
@@ -40,8 +39,7 @@ static void complement_private(Reading *r, DICOM_List *node)
 // counts as the VR by definition where there is no other.
 static void complement(Reading *r, DICOM_List *node)
 {
-    DICOM_Root root = {};
-    DICOM_Attribute_Complement(nullptr, &root, node);
+    DICOM_Attribute_Complement(nullptr, &r->root, node);
     if ((node->group & 1) != 0) {
         if (node->element >= 0x10 && node->element <= 0xFF)
             r->creators.push_back({node->group, static_cast<unsigned char>(node->element), node});
@@ -431,7 +429,7 @@ static void take_next(Reading *r)
     Header h = {};
     r->group = r->element = 0;
     bool is_whole = peek_header(r->bytes, r->at, r->top().bound, r->top().mode, &h);
-    if ((!is_whole || (h.group == 0 && h.element == 0)) && r->levels.size() == 1 && is_padding(r)) {
+    if ((!is_whole || (h.group | h.element) == 0) && r->levels.size() == 1 && is_padding(r)) {
         report_remark(r, "the last %d bytes are zero, and no elements", r->size - r->at);
         r->at = r->size;
         return;

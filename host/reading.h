@@ -56,6 +56,7 @@ struct Reading {
     int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
     std::vector<Level> levels;
     std::vector<Creator> creators;
+    DICOM_Root root;                 // a cursor at the top level, for what is asked about a single node
 
     Level &top()
     {
