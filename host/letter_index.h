@@ -8,8 +8,9 @@
 namespace velmora_host
 {
 
+// Where the row of each pair of capital letters stands.
 struct Letter_Index {
-    unsigned char of[26 * 26];
+    unsigned char of[26 * 26];   // the row, from 0, at 26 times the first letter and the second, both from 0
 };
 
 // Of a table of at most 256 rows, each with its VR in the field vr.

@@ -163,7 +163,7 @@ class Message:
 def messages_of_sources(none):
     found = {}
     for folder in FOLDERS:
-        for path in sorted((SOURCE / folder).glob("*.cpp")):
+        for path in sorted(path for path in (SOURCE / folder).iterdir() if path.suffix in (".cpp", ".h")):
             name = str(path.relative_to(SOURCE))
             if name in DATA:
                 continue
