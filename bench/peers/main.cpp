@@ -5,6 +5,7 @@
 #include <string.h>
 #include <algorithm>
 
+#include "bench/peers/floor.h"
 #include "bench/peers/measures.h"
 
 static const Library *const libraries[] = {
@@ -133,6 +134,24 @@ static void run_memory(const Input &input)
     printf("\n");
 }
 
+static void run_floor(const Input &input, int count, const std::string &folder)
+{
+    void *set = library_ours.load(input.files[0]);
+    int64_t text_bytes = library_ours.dump(set), elements = 1;
+    library_ours.release(set);
+    std::vector<double> headers, values, text;
+    for (int i = 0; i < count; i++) {
+        Floor floor = measure_floor(input.files[0], text_bytes, folder.c_str());
+        headers.push_back(floor.headers);
+        values.push_back(floor.values);
+        text.push_back(floor.text);
+        elements = floor.elements;
+    }
+    double each = 1e9 / static_cast<double>(elements);
+    printf("| %s | %.1f | %.1f | %.1f |\n", input.name.c_str(), median(headers) * each, median(values) * each,
+           median(text) * each);
+}
+
 static void keep_common_files(Input *input)
 {
     std::vector<Input_File> common;
@@ -176,6 +195,12 @@ static int run(const Choice &choice)
     for (const Input &input : inputs)
         if (is_chosen(input) && input.times == 1 && input.files.size() == 1)
             run_memory(input);
+
+    printf("\nThe floor, in nanoseconds an element\n\n| input | headers | and values copied | text of the dump to a file |"
+           "\n|---|---|---|---|\n");
+    for (const Input &input : inputs)
+        if (is_chosen(input) && input.files[0].bytes != nullptr)
+            run_floor(input, choice.rounds, choice.files);
 
     printf("\nTime of the processor in nanoseconds an element, median of %d paired runs\n\n", choice.rounds);
     print_head();
