@@ -46,9 +46,22 @@ static unsigned short written_vr(const Building *building, const DICOM_List *nod
     return !form.is_long && node->size > MOST_IN_SHORT_FORM ? static_cast<unsigned short>(VR_UN) : vr;
 }
 
+// Most values are none of those that is_hosts_value looks for, which these few questions tell.
+static bool is_plainly_not_hosts(const Building *building, const DICOM_List *node, unsigned char mode)
+{
+    unsigned short vr = working_vr(node);
+    const VR_Form &form = vr_form(vr);
+    return node->data != nullptr && node->size > 0 && node->size <= MOST_IN_SHORT_FORM && form.vr == vr &&
+           !form.is_later && vr != VR_SQ && !is_big_endian(node->syntax) && !is_big_endian(mode) &&
+           (node->flag & FLAG_GUESSED_VR) == 0 && (!building->options->even_lengths || node->size % 2 == 0) &&
+           building->set->opaque.empty();
+}
+
 // Whether the value of an attribute without items is the host's to write.
 static bool is_hosts_value(const Building *building, const DICOM_List *node, unsigned char mode)
 {
+    if (is_plainly_not_hosts(building, node, mode))
+        return false;
     int size = 0;
     bool has_bytes = value_of(*building->set, node, &size) != nullptr;
     if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))

@@ -7,7 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
-const char *const work_names[WORKS] = {"load", "walk", "dump", "write", "release"};
+const char *const work_names[WORKS] = {"load", "walk", "dump", "write", "write again", "release"};
 
 // ---- times ----------------------------------------------------------------------------
 
@@ -31,6 +31,8 @@ static void measure_file(const Library &library, const Input_File &file, Times *
     at[WORK_DUMP] = now();
     library.dump(set);
     at[WORK_WRITE] = now();
+    library.write(set);
+    at[WORK_WRITE_AGAIN] = now();
     library.write(set);
     at[WORK_RELEASE] = now();
     library.release(set);

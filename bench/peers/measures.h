@@ -6,7 +6,8 @@
 
 #include "bench/peers/peer_inputs.h"
 
-enum Work { WORK_LOAD, WORK_WALK, WORK_DUMP, WORK_WRITE, WORK_RELEASE, WORKS };
+// A tree that was just loaded is first brought into the form for writing, where a library has one.
+enum Work { WORK_LOAD, WORK_WALK, WORK_DUMP, WORK_WRITE, WORK_WRITE_AGAIN, WORK_RELEASE, WORKS };
 extern const char *const work_names[WORKS];
 
 struct Times {
