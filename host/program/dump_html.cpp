@@ -63,13 +63,21 @@ static int count_items(const DICOM_List *node)
     return count;
 }
 
-// The meaning of a coded item, to know it by while it is folded.
+static const DICOM_List *find(const DICOM_List *chain, unsigned short group, unsigned short element)
+{
+    const DICOM_List *node = chain;
+    while (node != nullptr && (node->group != group || node->element != element))
+        node = node->next;
+    return node;
+}
+
+// The meaning of a coded item, or of the concept that names a content item, to know it by while it is folded.
 static std::string hint_of(const Data_Set &set, const DICOM_List *chain, const Value_Context &context)
 {
-    for (const DICOM_List *node = chain; node != nullptr; node = node->next)
-        if (node->group == 0x0008 && node->element == 0x0104)
-            return plain_text_of(set, node, context);
-    return "";
+    const DICOM_List *meaning = find(chain, 0x0008, 0x0104), *concept_name = find(chain, 0x0040, 0xA043);
+    if (meaning == nullptr && concept_name != nullptr && concept_name->nb_item > 0)
+        meaning = find(concept_name->item[0], 0x0008, 0x0104);
+    return meaning != nullptr ? plain_text_of(set, meaning, context) : "";
 }
 
 static void show_fragments(Html_Marks *marks, const Html_Place &place, const DICOM_List *node)

@@ -311,7 +311,7 @@ const char PAGE_LEGEND[] = R"HTML(<details class="legend"><summary>Legend and ke
 <div class="r"><code>0010,0010</code><b>PN</b><em>blue: normal; VR of the stream</em><i></i><i></i><span></span></div>
 <div class="r"><code class="x">0010,0010</code><b class="g">PN</b><em>red tag: a fault; green: VR by definition</em><i></i><i></i><span></span></div>
 <div class="r"><code>0009,1001</code><b class="x">LO</b><em>red VR: guessed<small class="y">private</small><small class="c">MAKER</small></em><i></i><i></i><span>the value; <u>\x1b</u> and <u>U+202E</u> stand for what cannot be seen</span><span class="w"><b>warning</b> the value or the stream is wrong</span><span class="p"><b>repair</b> loading put it right</span><span class="m"><b>remark</b> can be put right without doubt, or is not wrong for a reader</span></div>
-<p>Length and offset are in bytes, of the value and of the element. A sequence folds out with a click, Enter, or the arrow keys; / goes to the search, Enter there to the next row found, Escape ends it. A tag may have wildcards: 60xx,3000. The path of a row, as the commands of velmora take it, shows when the pointer rests on it.</p>
+<p>Length and offset are in bytes, of the value and of the element; of a deflated data set, in what was inflated. A sequence folds out with a click, Enter, or the arrow keys; / goes to the search, Enter there to the next row found, Escape ends it. A tag may have wildcards: 60xx,3000. The path of a row, as the commands of velmora take it, shows when the pointer rests on it.</p>
 </details>
 )HTML";
 
