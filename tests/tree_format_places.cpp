@@ -88,7 +88,8 @@ static Tree random_flat_chain(unsigned int seed)
         } else if (below(10) < kind.sequences) {
             put(tag, below(8) == 0 ? "" : "SQ", size);
         } else {
-            put(tag, below(8) == 0 ? "" : below(6) ? "SH" : "UN", below(2) ? size : 0);
+            const char *vr = below(8) == 0 ? "" : below(6) ? "SH" : "UN";
+            put(tag, vr, below(2) ? size : 0);
             if (below(100) == 0)
                 with_nested_items(flat.head->last, below(12));
         }
@@ -108,7 +109,7 @@ static std::string made_by(DICOM_List *(*format)(HWND, DICOM_List *), unsigned i
     DICOM_List *tail = head;
     while (tail->next != nullptr)
         tail = tail->next;
-    EXPECT_EQ(head->last, tail);
+    EXPECT_TRUE(head->last == tail || head->last == nullptr);
     return full_outline(head);
 }
 

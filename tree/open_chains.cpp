@@ -94,14 +94,15 @@ static void drop_index(Open_Chains *open)
     release_index(&open->first_nodes);
 }
 
-// The node that the walk would take for the sequence of this tag.
+// The node that the walk would take for the sequence of this tag. Null when the chain has none: a node that brought
+// items from below the deepest level has left the cursor further up than it was put itself.
 static DICOM_List *first_like(HWND window, Open_Chains *open, Open_Chain *chain, DICOM_List *made)
 {
     if (chain->newest_is_first)
         return made;
     DICOM_List *first = *chain->slot;
     for (int i = 0; i < SHORT_CHAIN; i++, first = first->next)
-        if (is_tag(first, made->group, made->element))
+        if (first == nullptr || is_tag(first, made->group, made->element))
             return first;
 
     if (!chain->is_indexed) {
