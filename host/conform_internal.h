@@ -70,17 +70,8 @@ void note_first_reason(Conforming *run, const std::string &path, const DICOM_Lis
 // The differences between before and the tree.
 void list_changes(Conforming *run);
 
-// The text of a value without the padding around it.
-std::string without_padding(const char *bytes, int size);
-
-// The values between backslashes, without their padding; at least one.
-std::vector<std::string> split_values(const char *bytes, int size);
-
 // A value in at most some 60 characters.
 std::string short_value(unsigned short vr, const char *bytes, int size);
-
-// Puts a value into a node in place of its own. False: not enough memory.
-bool set_value(DICOM_List *node, const std::string &value);
 
 // While it lives, the handlers make values for this run.
 struct Making_For {
@@ -99,9 +90,6 @@ const Pixel_Facts &pixel_facts(Conforming *run);
 // Cleans the values with DICOM_Attribute_Cleanup, and keeps what is allowed but not known to it. The tree must be as
 // the snapshot of the run has it. A value that says something else then is put back as it was and gets FLAG_INVALID.
 void clean_values(Conforming *run);
-
-// Cuts or cleans a text with FLAG_INVALID after all. False: it is none, or is not allowed still.
-bool settle_text(DICOM_List *node);
 
 // ---- walks ----------------------------------------------------------------------------
 

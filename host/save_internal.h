@@ -49,6 +49,18 @@ inline bool is_explicit(unsigned char mode)
 // The text of a short value, without the padding around it.
 std::string text_of(const DICOM_List *node);
 
+// The text of a value without the padding around it.
+std::string without_padding(const char *bytes, int size);
+
+// The values between backslashes, without their padding; at least one.
+std::vector<std::string> split_values(const char *bytes, int size);
+
+// Puts a value into a node in place of its own. False: not enough memory.
+bool set_value(DICOM_List *node, const std::string &value);
+
+// A text of code strings as the library puts it, small letters raised.
+std::string code_strings(const std::string &text);
+
 // The first node of a chain with this tag, or null. Never makes one.
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element);
 
@@ -123,6 +135,7 @@ struct Target {
     int64_t started = 0;           // up to where the disk was told to begin
     int failure = 0;               // errno of the first failed write
     bool is_durable = true;
+    bool is_dry = false;   // the bytes are counted, and that is all
 
     Target() = default;
     Target(const Target &) = delete;

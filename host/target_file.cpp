@@ -96,8 +96,11 @@ static std::string failure_text(const char *what, int code)
 static bool is_allowed(const std::string &path, const Save_Options &options, std::string *error)
 {
     struct stat state;
-    if (stat(path.c_str(), &state) != 0)
-        return true;
+    if (stat(path.c_str(), &state) != 0) {
+        if (lstat(path.c_str(), &state) == 0 && S_ISLNK(state.st_mode))
+            *error = "is a link that leads nowhere, and is not replaced by a file";
+        return error->empty();
+    }
     if (S_ISDIR(state.st_mode))
         *error = "is a folder, not a file";
     else if (!S_ISREG(state.st_mode))
@@ -125,19 +128,28 @@ static int make_temporary(const std::string &folder, std::string *path)
     }
 }
 
-// The new file keeps what the old one granted, as far as we may give it.
+// The new file grants what the old one did, and nothing to others: who cannot give it the old owner or group takes away
+// what those alone had.
 static void take_over_rights(int file, const std::string &old)
 {
     struct stat state;
     if (stat(old.c_str(), &state) != 0)
         return;
-    if (fchown(file, state.st_uid, state.st_gid) == 0 || errno == EPERM)
-        fchmod(file, state.st_mode & 07777);
+    mode_t mode = state.st_mode & 07777;
+    if (fchown(file, state.st_uid, state.st_gid) != 0) {
+        mode &= 0777;
+        if (fchown(file, static_cast<uid_t>(-1), state.st_gid) != 0)
+            mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & S_IRWXO) << 3;
+    }
+    fchmod(file, mode);
 }
 
 bool open_target(const char *path, const Save_Options &options, Target *target, std::string *error)
 {
     target->is_durable = options.is_durable;
+    target->is_dry = options.dry_run;
+    if (target->is_dry && (path[0] == '\0' || strcmp(path, "-") == 0))
+        return true;
     if (strcmp(path, "-") == 0) {
         target->file = STDOUT_FILENO;
         return true;
@@ -146,6 +158,8 @@ bool open_target(const char *path, const Save_Options &options, Target *target, 
     target->path = without_links(path);
     if (!is_allowed(target->path, options, error))
         return false;
+    if (target->is_dry)
+        return true;
 
     // Between the making of the file and the note of its name no signal comes through.
     sigset_t before;
@@ -215,6 +229,8 @@ static void write_pending(Target *target)
 void put(Target *target, const char *bytes, size_t size)
 {
     target->written += static_cast<int64_t>(size);
+    if (target->is_dry)
+        return;
     if (target->memory != nullptr) {
         target->memory->append(bytes, size);
         return;
@@ -282,7 +298,7 @@ static void sync_folder(const std::string &path)
 
 bool finish_target(Target *target, const Save_Options &options, std::string *error)
 {
-    if (target->memory != nullptr)
+    if (target->memory != nullptr || target->is_dry)
         return true;
     write_pending(target);
     if (target->temporary.empty()) {

@@ -55,6 +55,24 @@ bool fetch_value(const Data_Set &set, DICOM_List *node);
 // bytes was reported when the file was loaded, and is not reported again.
 Load_Result open_opaque(const Data_Set &whole, const Opaque &which, Data_Set *set, std::string *error);
 
+// ---- after the library's cleaning -----------------------------------------------------
+
+struct Character_Set;   // host/charset.h
+
+enum Cleaned {
+    CLEANED,           // it says what it said, in the form of its VR; or the library found it Invalid
+    CLEANED_ANEW,      // it says what it said, put differently: a number in the characters that it may have
+    LEFT_AS_ALLOWED,   // put back, and no longer Invalid: it is allowed, though the library's rules do not know that
+    LEFT_IN_DOUBT,     // put back, and Invalid: it had become another value
+};
+
+// Looks at what DICOM_Attribute_Cleanup or DICOM_Attribute_Cleanup_Tag has made of a value.
+//   was  the value before, without the padding around it
+Cleaned review_cleaning(DICOM_List *node, const std::string &was, const Character_Set &charset);
+
+// Cuts or cleans a text that was left in doubt after all. False: it is none, or is not allowed still.
+bool settle_text(DICOM_List *node);
+
 // ---- saving ---------------------------------------------------------------------------
 
 // How a data set is written.
@@ -66,6 +84,7 @@ struct Save_Options {
     bool standard_groups_only = false;   // what DICOM_Write_Buffer selects; the groups left out are reported
     bool even_lengths = false;           // a byte behind each value of an odd length
     bool later_vrs_as_un = false;        // OD, OF, OL, OV, SV, UC, UR and UV as UN, for readers that do not know them
+    bool dry_run = false;                // all is done and looked at, but no file is made; the path may be empty
     bool is_durable = true;              // wait until the file is on the disk
 
     std::string source;      // path that the data set came from: refused as a target, unless it is saved in place

@@ -73,7 +73,25 @@ TEST(HostRepair, MendsValuesAndSaysWhatItDid)
         {"a VR that tells nothing", element({0x0018, 0x9352}, "UN", "1234"), element({0x0018, 0x9352}, "UN", "1234"),
          ""},
         {"no UID", element({0x0020, 0x000D}, "UI", "1.2.ABC."), element({0x0020, 0x000D}, "UI", "1.2.ABC."),
-         "0020,000d UI Study Instance UID: '1.2.ABC.' left as it is, though no UID\n"},
+         "0020,000d UI Study Instance UID: '1.2.ABC.' left as it is: '1.2..' would say something else\n"},
+        {"half a date", element({0x0010, 0x0030}, "DA", "1990/01/"), element({0x0010, 0x0030}, "DA", "1990/01/"),
+         "0010,0030 DA Patient's Birth Date: '1990/01/' left as it is: '20199001' would say something else\n"},
+        {"a decimal comma", element({0x0010, 0x1030}, "DS", "12,5"), element({0x0010, 0x1030}, "DS", "12,5"),
+         "0010,1030 DS Patient's Weight: '12,5' left as it is: '125' would say something else\n"},
+        {"no integer", element({0x0020, 0x0013}, "IS", "12.7"), element({0x0020, 0x0013}, "IS", "12.7"),
+         "0020,0013 IS Instance Number: '12.7' left as it is: '12' would say something else\n"},
+        {"an integer of sorts", element({0x0020, 0x0013}, "IS", "12.0"), element({0x0020, 0x0013}, "IS", "12"),
+         "0020,0013 IS Instance Number: '12.0' became '12': Invalid data! Converted from \"12.0\" to \"12\"\n"},
+        {"an exponent behind the cut", element({0x0018, 0x0050}, "DS", "0.1234567890123456e-5 "),
+         element({0x0018, 0x0050}, "DS", "1.2345678901e-06"),
+         "0018,0050 DS Slice Thickness: '0.1234567890123456e-5' became '1.2345678901e-06': String too long! (21/vs/16 "
+         "max) Truncated to \"0.12345678901234\"(56e-5)\n"},
+        {"a code in small letters", element({0x0018, 0x0015}, "CS", "head"), element({0x0018, 0x0015}, "CS", "HEAD"),
+         "0018,0015 CS Body Part Examined: 'head' became 'HEAD': 4 char in \"head\" not from set "
+         "\"ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\\"\n"},
+        {"no date at all", element({0x0010, 0x0030}, "DA", "unknown "), element({0x0010, 0x0030}, "DA", ""),
+         "0010,0030 DA Patient's Birth Date: 'unknown' became nothing: 8 char in \"unknown \" not from set "
+         "\"0123456789.\\\"\n"},
         {"a long text of ASCII", element({0x0008, 0x0050}, "SH", Bytes(18, 'a')),
          element({0x0008, 0x0050}, "SH", Bytes(16, 'a')),
          "0008,0050 SH Accession Number: 'aaaaaaaaaaaaaaaaaa' became 'aaaaaaaaaaaaaaaa': String too long! (18/vs/16 "
@@ -163,4 +181,9 @@ TEST(HostRepair, WorksInPlaceOnWhatNeedsIt)
     EXPECT_FALSE(std::filesystem::exists(good_path + ".bak"));
     EXPECT_TRUE(bytes_of(bad_path + ".bak") == bad);
     EXPECT_EQ(behind_head(bytes_of(bad_path)), element({0x0010, 0x0030}, "DA", "19931124"));
+
+    // The next run over the folder leaves the old file alone.
+    run = run_program(VELMORA_PROGRAM, {"repair", "-q", "--in-place", "."}, "", folder.path);
+    EXPECT_EQ(run.out, "2 files: 0 repaired (0 values mended, 0 attributes removed), 2 in order\n") << run.err;
+    EXPECT_TRUE(bytes_of(bad_path + ".bak") == bad);
 }

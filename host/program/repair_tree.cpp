@@ -10,6 +10,7 @@
 #include "host/program/messages.h"
 #include "host/program/output.h"
 #include "host/program/shown_value.h"
+#include "host/velmora_save.h"
 #include "tree/DICOM_Constants.h"
 
 using namespace velmora_host;
@@ -22,7 +23,6 @@ struct Repair {
     Repair_Report *report;
     std::vector<std::string> reasons;   // of the library, for the attribute at hand
     bool cut_text;                      // one of them is about the length or the number of values of a text
-    bool lost_characters;               // one of them is about characters that were taken out
 };
 
 static void write_line(const Repair_Report *report, const std::string &text)
@@ -48,7 +48,6 @@ static void take_reason(void *user, int level, const char *text)
     repair->reasons.push_back(finding.text);
     for (const char *kind : {"length", "values", "backslash"})
         repair->cut_text |= strcmp(finding.kind, kind) == 0;
-    repair->lost_characters |= strcmp(finding.kind, "characters") == 0;
 }
 
 static std::string reasons_text(const Repair &repair)
@@ -61,12 +60,28 @@ static std::string reasons_text(const Repair &repair)
 
 // What the node was before, for as long as it is being mended.
 struct Before {
-    std::string bytes, shown;
+    std::string bytes;
     unsigned short flag;
 };
 
+static unsigned short working_vr(const DICOM_List *node)
+{
+    return node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+}
+
+static std::string trimmed(const std::string &bytes)
+{
+    size_t last = bytes.find_last_not_of(std::string(" \0", 2)), first = bytes.find_first_not_of(' ');
+    return last == std::string::npos || first > last ? std::string() : bytes.substr(first, last + 1 - first);
+}
+
 static void give_value(DICOM_List *node, const std::string &bytes)
 {
+    if (bytes.empty()) {
+        DICOM_Lib_Free(&node->data);
+        node->size = 0;
+        return;
+    }
     char *block = node->data;
     if (!DICOM_Lib_Realloc(&block, static_cast<unsigned int>(bytes.size())))
         throw std::bad_alloc();
@@ -75,17 +90,11 @@ static void give_value(DICOM_List *node, const std::string &bytes)
     node->size = static_cast<int>(bytes.size());
 }
 
-// A UID without its stray characters would be another UID, which nothing refers to.
-static bool is_other_uid(const Repair &repair, const DICOM_List *node)
-{
-    return repair.lost_characters && (node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr) == VR_UI;
-}
-
 // The library counts bytes, and takes every 5C for a backslash. In a text of more than ASCII these may be parts of
 // characters, so that what it finds there is no reason to cut the text.
 static bool may_be_wrong(const Repair &repair, const DICOM_List *node, const Before &before)
 {
-    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    unsigned short vr = working_vr(node);
     return repair.cut_text && value_rule(vr).is_free && !is_plain_text(before.bytes.data(), before.bytes.size());
 }
 
@@ -93,52 +102,85 @@ static bool may_be_wrong(const Repair &repair, const DICOM_List *node, const Bef
 // its length.
 static bool has_rule(const DICOM_List *node)
 {
-    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    unsigned short vr = working_vr(node);
     bool is_guess = node->vr_explicit == VR_NONE && (node->flag & FLAG_GUESSED_VR) != 0;
     return vr != VR_UN && !is_guess && node->group != 0x7FE0 && !is_item_mark(node);
 }
 
+static bool is_touched(const DICOM_List *node, const Before &before)
+{
+    return (node->flag & FLAG_INVALID) != 0 || before.bytes.size() != static_cast<size_t>(node->size) ||
+           (node->size > 0 && memcmp(node->data, before.bytes.data(), before.bytes.size()) != 0);
+}
+
+// A look at what the library's rules have made of a value: a number, date or UID that became another one is put back; a
+// text that was cut or has lost characters is not. What is invalid by the rules, or of which they leave nothing, goes,
+// but for a UID: others may refer to it.
+// Returns false when the value is to be left as it was for that.
+static bool is_cleaned_well(Repair *repair, DICOM_List *node, const Before &before, const Value_Context &context)
+{
+    bool is_gone = (node->flag & FLAG_INVALID) != 0 || node->size == 0;
+    bool is_emptied = node->size == 0;
+    size_t reasons = repair->reasons.size();
+    bool is_well = review_cleaning(node, trimmed(before.bytes), context.charset) != LEFT_IN_DOUBT || settle_text(node);
+    repair->reasons.resize(reasons);   // settling a text says the same again
+    if (is_well || !is_gone || working_vr(node) == VR_UI)
+        return is_well;
+    if (is_emptied) {
+        give_value(node, "");
+        node->flag = before.flag;
+    }
+    return true;
+}
+
+// The value that was there, by its VR.
+static std::string shown_before(Repair *repair, DICOM_List *node, const Before &before, const Value_Context &context)
+{
+    std::string now(node->data != nullptr ? node->data : "", static_cast<size_t>(node->size));
+    give_value(node, before.bytes);
+    std::string shown = shown_value(*repair->set, node, context);
+    give_value(node, now);
+    return shown;
+}
+
+static void tell_of_value(Repair *repair, const DICOM_List *node, const Before &before, const std::string &place,
+                          const std::string &was, const Value_Context &context)
+{
+    bool is_invalid = (node->flag & FLAG_INVALID) != 0;
+    std::string now = is_invalid ? "removed" : "became " + shown_value(*repair->set, node, context);
+    std::string text(node->data != nullptr ? node->data : "", static_cast<size_t>(node->size));
+    bool has_same_text = trimmed(before.bytes) == trimmed(text);
+    if (!is_invalid && (was == "''" || (has_same_text && now == "became " + was)))
+        now = "padding mended";
+    (is_invalid ? repair->report->removed : repair->report->changed)++;
+    write_line(repair->report, place + " " + now + reasons_text(*repair));
+}
+
 static void repair_value(Repair *repair, DICOM_List *node, const std::string &path, const Value_Context &context)
 {
-    Before before = {std::string(node->data, static_cast<size_t>(node->size)), "", node->flag};
+    Before before = {std::string(node->data, static_cast<size_t>(node->size)), node->flag};
     repair->reasons.clear();
-    repair->cut_text = repair->lost_characters = false;
+    repair->cut_text = false;
     int threshold = Error_Get_Threshold();
     Error_Set_Threshold(LEVEL_REMARKS);
     take_reports(take_reason, repair);
     DICOM_Attribute_Cleanup_Tag(nullptr, node);
+    if (is_touched(node, before)) {
+        std::string was = shown_before(repair, node, before, context);
+        std::string place = shown_place(path, node, value_vr(node, context)) + ": " + was;
+        std::string would_be = shown_value(*repair->set, node, context);
+        bool is_well = is_cleaned_well(repair, node, before, context);
+        if (!is_well || may_be_wrong(*repair, node, before)) {
+            give_value(node, before.bytes);
+            node->flag = before.flag;
+        }
+        if (!is_well)
+            write_line(repair->report, place + " left as it is: " + would_be + " would say something else");
+        else if (is_touched(node, before))
+            tell_of_value(repair, node, before, place, was, context);
+    }
     take_reports(nullptr, nullptr);
     Error_Set_Threshold(threshold);
-    bool is_uid = is_other_uid(*repair, node);
-    if (is_uid || may_be_wrong(*repair, node, before)) {
-        give_value(node, before.bytes);
-        node->flag = before.flag;
-        if (is_uid)
-            write_line(repair->report, shown_place(path, node, VR_UI) + ": " +
-                                           shown_value(*repair->set, node, context) + " left as it is, though no UID");
-        return;
-    }
-    bool is_kept = node->data != nullptr && before.bytes.size() == static_cast<size_t>(node->size) &&
-                   memcmp(node->data, before.bytes.data(), before.bytes.size()) == 0;
-    bool is_invalid = (node->flag & FLAG_INVALID) != 0;
-    if (is_kept && !is_invalid)
-        return;
-
-    std::string now = is_invalid ? "removed" : "became " + shown_value(*repair->set, node, context);
-    std::string cleaned(node->data != nullptr ? node->data : "", static_cast<size_t>(node->size));
-    give_value(node, before.bytes);   // to show it by its VR
-    std::string was = shown_value(*repair->set, node, context);
-    if (cleaned.empty())
-        DICOM_Lib_Free(&node->data);
-    else
-        give_value(node, cleaned);
-    node->size = static_cast<int>(cleaned.size());
-
-    unsigned short vr = value_vr(node, context);
-    (is_invalid ? repair->report->removed : repair->report->changed)++;
-    if (!is_invalid && (now == "became " + was || was == "''"))
-        now = "padding mended";
-    write_line(repair->report, shown_place(path, node, vr) + ": " + was + " " + now + reasons_text(*repair));
 }
 
 // ---- the tree -------------------------------------------------------------------------
@@ -146,7 +188,7 @@ static void repair_value(Repair *repair, DICOM_List *node, const std::string &pa
 // Values that a rule looks at and that were left in the source.
 static bool is_to_be_fetched(const DICOM_List *node)
 {
-    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    unsigned short vr = working_vr(node);
     return node->data == nullptr && node->item == nullptr && node->size > 0 && node->size <= LARGEST_FETCHED &&
            value_rule(vr).kind != VALUES_OF_BYTES && value_rule(vr).kind != VALUES_OF_ITEMS;
 }
@@ -266,7 +308,7 @@ static void mark_duplicates(Repair *repair, DICOM_List *list, const std::string 
 
 void repair_tree(Data_Set *set, const std::string &path, Repair_Report *report)
 {
-    Repair repair = {set, report, {}, false, false};
+    Repair repair = {set, report, {}, false};
     repair_chain(&repair, set->tree, path, outer_context());
     DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELETED);   // and what is invalid
     close_gaps(set->tree);
