@@ -43,6 +43,13 @@ TEST(HostEdit, SetsValuesByTheirVR)
         {"0028,0010=513", element({0x0028, 0x0010}, "US", number_16(513))},
         {"0018,9219=-2", element({0x0018, 0x9219}, "SS", number_16(0xFFFE))},
         {"0028,0009=0018,1063", element({0x0028, 0x0009}, "AT", number_16(0x18) + number_16(0x1063))},
+        {"0072,0082:SV=-9223372036854775808",
+         element({0x0072, 0x0082}, "SV", Bytes("\0\0\0\0\0\0\0\x80", 8))},
+        {"0072,0083:UV=18446744073709551615", element({0x0072, 0x0083}, "UV", Bytes(8, '\xFF'))},
+        {"0064,0009:OF=1.5\\2", element({0x0064, 0x0009}, "OF", Bytes("\0\0\xC0\x3F\0\0\0\x40", 8))},
+        {"0029,1002:OB=1\\255\\0", element({0x0029, 0x1002}, "OB", Bytes("\1\xFF\0\0", 4))},
+        {"0008,0119:UC=hello", element({0x0008, 0x0119}, "UC", "hello ")},
+        {"0020,0013=12.0", element({0x0020, 0x0013}, "IS", "12")},
         {"0029,1001:LO=mine", element({0x0029, 0x1001}, "LO", "mine")},
         {"0010,0010=", element({0x0010, 0x0010}, "PN", "")},
     };
@@ -50,6 +57,10 @@ TEST(HostEdit, SetsValuesByTheirVR)
         Edited edited = edit({"--set", row.set}, FIRST);
         EXPECT_EQ(edited.body, FIRST + row.written) << row.set << edited.err;
     }
+    // "US or SS" is what the pixels are.
+    Bytes pixels = element({0x0028, 0x0103}, "US", number_16(1));
+    EXPECT_EQ(edit({"--set", "0028,0106=-3"}, pixels).body,
+              pixels + element({0x0028, 0x0106}, "SS", number_16(0xFFFD)));
     EXPECT_EQ(edit({"--set", "0010,0020=new"}, FIRST + element({0x0010, 0x0020}, "LO", Bytes(2000, 'o'))).body,
               FIRST + element({0x0010, 0x0020}, "LO", "new "));
 }
@@ -57,13 +68,16 @@ TEST(HostEdit, SetsValuesByTheirVR)
 TEST(HostEdit, RefusesWhatIsNoValue)
 {
     for (const char *set : {"0010,0030=yesterday", "0028,0010=70000", "0028,0010=x", "0028,0010=1\\2", "0029,1001=x",
-                            "0008,1140=x", "0010,0010=\xC3\xA4", "0008,1140[5]/0008,0104=x"}) {
+                            "0018,9219=-32769", "0072,0083:UV=-1", "0018,9087=1e400", "0018,9087=0x10",
+                            "0018,9075:FL=1e39", "0020,0013=12.5", "0010,1030=12,5", "0020,000d=1.2.x",
+                            "0008,0060/0008,0104=x", "0008,1140:LO=x", "0008,1140=x", "0010,0010=\xC3\xA4", "0008,1140[5]/0008,0104=x"}) {
         Edited edited = edit({"--set", set}, FIRST + codes({"a "}));
         EXPECT_EQ(edited.status, 3) << set;
         EXPECT_EQ(edited.body, "") << set;
         EXPECT_NE(edited.err.find("is not changed: "), std::string::npos) << edited.err;
     }
     EXPECT_EQ(edit({"--set", "0002,0010=1.2"}, FIRST).status, 2);
+    EXPECT_EQ(edit({"--set", "0010,0010:XX=x"}, FIRST).status, 2);
     EXPECT_EQ(edit({}, FIRST).status, 2);
 }
 
@@ -85,6 +99,12 @@ TEST(HostEdit, WritesTextsInTheCharacterSet)
         EXPECT_EQ(edited.body, row.written.empty() ? "" : charset + element({0x0010, 0x0010}, "PN", name))
             << row.charset << edited.err;
     }
+    // Sixteen characters of two bytes each.
+    Bytes charset = element({0x0008, 0x0005}, "CS", "ISO_IR 192"), text;
+    for (int i = 0; i < 16; i++)
+        text += "\xC3\xBC";
+    EXPECT_EQ(edit({"--set", "0020,0010=" + text}, charset).body, charset + element({0x0020, 0x0010}, "SH", text));
+    EXPECT_EQ(edit({"--set", "0020,0010=" + text + "x"}, charset).status, 3);
 }
 
 TEST(HostEdit, ReachesIntoSequences)

@@ -1,6 +1,9 @@
 // Sets attributes from texts: the place in the tree, the VR, the bytes of the value.
 #include "host/program/assignment.h"
 
+#include <errno.h>
+#include <float.h>
+#include <limits.h>
 #include <stdlib.h>
 #include <string.h>
 #include <algorithm>
@@ -33,27 +36,41 @@ static void append_little(std::string *to, uint64_t bits, int size)
         to->push_back(static_cast<char>(bits >> 8 * i & 0xFF));
 }
 
+// Decimal, or "inf" and "nan"; what is too large for its bytes is none.
 static bool append_real(const std::string &text, int size, std::string *to)
 {
     char *end = nullptr;
     double number = strtod(text.c_str(), &end);
+    bool is_whole = !text.empty() && *end == '\0' && text.find_first_of("xX") == std::string::npos;
+    bool is_named = text.find_first_of("nN") != std::string::npos;
+    double most = size == 8 ? DBL_MAX : static_cast<double>(FLT_MAX);
+    if (!is_whole || (!is_named && !(number <= most && number >= -most)))
+        return false;
     float single = static_cast<float>(number);
     uint64_t bits = 0;
     uint32_t single_bits = 0;
     memcpy(&bits, &number, sizeof bits);
     memcpy(&single_bits, &single, sizeof single_bits);
     append_little(to, size == 8 ? bits : single_bits, size);
-    return !text.empty() && *end == '\0';
+    return true;
 }
 
 static bool append_integer(const std::string &text, int size, bool is_signed, std::string *to)
 {
     char *end = nullptr;
-    long long number = strtoll(text.c_str(), &end, 10);
-    long long most = is_signed ? (1LL << (8 * size - 1)) - 1 : (1LL << 8 * size) - 1;
-    long long least = is_signed ? -most - 1 : 0;
-    append_little(to, static_cast<uint64_t>(number), size);
-    return !text.empty() && *end == '\0' && number >= least && number <= most;
+    errno = 0;
+    int bits = 8 * size;
+    bool is_held;
+    if (is_signed) {
+        long long number = strtoll(text.c_str(), &end, 10), most = LLONG_MAX >> (64 - bits);
+        is_held = number <= most && number >= -most - 1;
+        append_little(to, static_cast<uint64_t>(number), size);
+    } else {
+        unsigned long long number = strtoull(text.c_str(), &end, 10);
+        is_held = number <= ULLONG_MAX >> (64 - bits) && text.find('-') == std::string::npos;
+        append_little(to, number, size);
+    }
+    return is_held && !text.empty() && *end == '\0' && errno == 0;
 }
 
 static bool append_tag(const std::string &text, std::string *to)
@@ -79,8 +96,16 @@ static bool make_value(unsigned short vr, const std::string &text, std::string *
         {VR_SS, 2, true,  false},
         {VR_UL, 4, false, false},
         {VR_SL, 4, true,  false},
+        {VR_SV, 8, true,  false},
+        {VR_UV, 8, false, false},
         {VR_FL, 4, true,  true },
         {VR_FD, 8, true,  true },
+        {VR_OB, 1, false, false},
+        {VR_OW, 2, false, false},
+        {VR_OL, 4, false, false},
+        {VR_OV, 8, false, false},
+        {VR_OF, 4, true,  true },
+        {VR_OD, 8, true,  true },
     };
     if (text.empty())
         return true;
@@ -119,14 +144,33 @@ static bool fail(Setting *setting, const std::string &error)
     return false;
 }
 
+static unsigned short working_vr(const DICOM_List *node)
+{
+    return node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+}
+
+// Of "US or SS", the pixels decide (DICOM PS3.5, A.1).
+static bool has_signed_pixels(const Data_Set &set)
+{
+    const DICOM_List *node = set.tree;
+    while (node != nullptr && (node->group != 0x0028 || node->element != 0x0103))
+        node = node->next;
+    return node != nullptr && node->data != nullptr && node->size >= 1 && node->data[0] == 1;
+}
+
 static unsigned short vr_for(const Setting &setting, const DICOM_List *node, const Tag_Step &step)
 {
     if (setting.what->vr != VR_NONE)
         return setting.what->vr;
     if (node != nullptr)
-        return node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+        return working_vr(node);
     const TAG_db_Elems *row = NEMA_db_Locate(step.group, step.element);
-    return row != nullptr ? row->vr[0] : static_cast<unsigned short>(VR_NONE);
+    if (row == nullptr)
+        return VR_NONE;
+    for (unsigned short each : row->vr)
+        if (each == VR_SS && row->vr[0] == VR_US && has_signed_pixels(*setting.set))
+            return VR_SS;
+    return row->vr[0];
 }
 
 static Character_Set charset_of(const Data_Set &set)
@@ -182,6 +226,22 @@ static DICOM_List *find_or_add(Setting *setting, const Tag_Step &step, unsigned 
     return DICOM_Attribute_Get(nullptr, &setting->root, setting->set->tree, step.group, step.element, 0);
 }
 
+static void give_bytes(DICOM_List *node, const std::string &bytes)
+{
+    DICOM_Lib_Free(&node->data);
+    if (!bytes.empty() && !DICOM_Lib_Realloc(&node->data, static_cast<unsigned int>(bytes.size())))
+        throw std::bad_alloc();
+    if (!bytes.empty())
+        memcpy(node->data, bytes.data(), bytes.size());
+    node->size = static_cast<int>(bytes.size());
+}
+
+// Whether an attribute has items, or may get some.
+static bool may_have_items(const DICOM_List *node)
+{
+    return node->item != nullptr ? !is_encapsulated(node) : working_vr(node) == VR_SQ;
+}
+
 static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
 {
     DICOM_List *node = chain;
@@ -195,23 +255,25 @@ static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
         return fail(setting, "cannot have the value " + quoted(setting->what->value));
     if (value_rule(vr).is_free && !encode_text(setting, &bytes))
         return false;
+    if (node != nullptr && (node->item != nullptr || working_vr(node) == VR_SQ))
+        return fail(setting, is_encapsulated(node) ? "is compressed pixel data" : "is a sequence");
     if (node == nullptr)
         node = find_or_add(setting, step, vr);
-    if (node == nullptr || node->item != nullptr)
-        return fail(setting, node == nullptr ? "cannot be made: not enough memory" : "is a sequence");
-    DICOM_Lib_Free(&node->data);
-    if (!bytes.empty() && !DICOM_Lib_Realloc(&node->data, static_cast<unsigned int>(bytes.size())))
-        throw std::bad_alloc();
-    if (!bytes.empty())
-        memcpy(node->data, bytes.data(), bytes.size());
-    node->size = static_cast<int>(bytes.size());
+    if (node == nullptr)
+        return fail(setting, "cannot be made: not enough memory");
+    give_bytes(node, bytes);
     node->vr_explicit = vr;
     node->flag = ORIGIN_VELM;
     node->syntax = SYNTAX_EXPLICIT;
-    size_t characters = setting->what->value.size();
     DICOM_Attribute_Cleanup_Tag(nullptr, node);
-    bool is_bad = (node->flag & (FLAG_INVALID | FLAG_SYNTAX_ERROR)) != 0 || (characters > 0 && node->size == 0);
-    return !is_bad || fail(setting, "cannot have the value " + quoted(setting->what->value));
+    bool is_allowed = review_cleaning(node, bytes, charset_of(*setting->set)) == LEFT_AS_ALLOWED;
+    bool is_marked = (node->flag & (FLAG_INVALID | FLAG_SYNTAX_ERROR)) != 0;
+    if (!is_allowed && (is_marked || (!bytes.empty() && node->size == 0)))
+        return fail(setting, "cannot have the value " + quoted(setting->what->value));
+    node->flag = ORIGIN_VELM;
+    if (node->size % 2 != 0)
+        give_bytes(node, std::string(node->data, static_cast<size_t>(node->size)) + padding_of(node));
+    return true;
 }
 
 static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
@@ -223,6 +285,8 @@ static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
     DICOM_List *node = chain;
     while (node != nullptr && (node->group != step.group || node->element != step.element))
         node = node->next;
+    if (node != nullptr && !may_have_items(node))
+        return fail(setting, "cannot be set: " + tag_text(step.group, step.element) + " is no sequence");
     if (node == nullptr)
         node = find_or_add(setting, step, VR_SQ);
     int count = 0;
@@ -259,6 +323,10 @@ bool parse_assignment(const std::string &text, Assignment *what, std::string *er
     if (tag.size() > 3 && tag[tag.size() - 3] == ':') {
         what->vr = pack_letters(tag[tag.size() - 2], tag[tag.size() - 1]);
         tag.erase(tag.size() - 3);
+        if (value_rule(what->vr).vr != what->vr) {
+            *error = quoted(text.substr(0, equals)) + " names no VR of the standard";
+            return false;
+        }
     }
     if (!parse_tag_path(tag, &what->path, error))
         return false;
