@@ -61,6 +61,15 @@ TEST(HostConvert, WritesFilesPipesAndFolders)
     run = convert({"--dry-run", in, folder.path + "/none"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_FALSE(std::filesystem::exists(folder.path + "/none"));
+
+    // What would be refused is.
+    std::string jpeg = folder.write("jpeg", part10_head("1.2.840.10008.1.2.4.50") + body("JPEG") +
+                                                element({0x7FE0, 0x0010}, "OB", "12", 8));
+    run = convert({"--dry-run", "-s", "big", jpeg, folder.path + "/some/folder/"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_FALSE(std::filesystem::exists(folder.path + "/some"));
+    EXPECT_EQ(convert({"--dry-run", "-s", "big", "-"}, file_of("1234")).status, 0);
+    EXPECT_EQ(convert({"--dry-run", "-s", "big", jpeg}).status, 3);
 }
 
 TEST(HostConvert, SaysWhatIsWrong)
@@ -186,4 +195,25 @@ TEST(HostConvert, TellsApartFilesOfOneName)
               std::string::npos);
     EXPECT_NE(run.err.find("velmora: 1 files, 5 elements; "), std::string::npos) << run.err;
     EXPECT_EQ(written(folder.path + "/out/x"), body("from a"));
+}
+
+TEST(HostConvert, TakesNoFileAwayThatIsStillToBeRead)
+{
+    Folder folder;
+    for (const char *name : {"a", "b", "b/sub"})
+        std::filesystem::create_directory(folder.path + "/" + name);
+    const std::vector<std::vector<std::string>> rows = {{"a/x", "b/x", "b"}, {"a", "b", "b"}, {"a", "b/sub", "b"}};
+    for (const auto &paths : rows) {
+        SCOPED_TRACE(paths[0] + " " + paths[1]);
+        folder.write("a/x", file_of("from a"));
+        folder.write("b/x", file_of("from b"));
+        folder.write("b/sub/y", file_of("below b"));
+        folder.write("a/.velmora-1-0.tmp", "left behind");
+        Outcome run = convert(paths, "", folder.path);
+        bool is_read = paths[1] != "b/sub";
+        EXPECT_EQ(run.status, is_read ? 3 : 0) << run.err;
+        EXPECT_EQ(written(folder.path + "/b/x"), body(is_read ? "from b" : "from a"));
+        EXPECT_EQ(run.err.find("b/x is to be read by this run as well") != std::string::npos, is_read) << run.err;
+        EXPECT_EQ(run.err.find("left behind"), std::string::npos);
+    }
 }

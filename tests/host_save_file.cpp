@@ -83,6 +83,8 @@ TEST(HostSaveFile, RefusesTargetsAndLeavesThemAsTheyWere)
 {
     Folder folder;
     std::string in = folder.write("in", image(5000)), twin = folder.path + "/twin", pipe = folder.path + "/pipe";
+    std::string link = folder.path + "/link";
+    ASSERT_EQ(symlink("nowhere", link.c_str()), 0);
     std::filesystem::create_hard_link(in, twin);
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const struct {
@@ -92,6 +94,7 @@ TEST(HostSaveFile, RefusesTargetsAndLeavesThemAsTheyWere)
         {"the file itself", in, "is the file that is read; it is only replaced with --in-place"},
         {"by another name", twin, "is the file that is read; it is only replaced with --in-place"},
         {"a folder", folder.path, "is a folder, not a file"},
+        {"a link to nothing", link, "is a link that leads nowhere, and is not replaced by a file"},
         {"a pipe", pipe, "is no regular file, and is not replaced by one"},
         {"a device", "/dev/null", "is no regular file, and is not replaced by one"},
         {"a folder that is absent", folder.path + "/none/file", "cannot be written: No such file or directory"},
@@ -103,7 +106,7 @@ TEST(HostSaveFile, RefusesTargetsAndLeavesThemAsTheyWere)
         EXPECT_EQ(save_file(in, row.target), row.error);
         EXPECT_TRUE(bytes_of(in) == image(5000));
     }
-    EXPECT_EQ(names_in(folder), (std::vector<std::string>{"in", "pipe", "twin"}));
+    EXPECT_EQ(names_in(folder), (std::vector<std::string>{"in", "link", "pipe", "twin"}));
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
@@ -125,15 +128,15 @@ TEST(HostSaveFile, SavesInPlaceAndKeepsTheOldFile)
     EXPECT_EQ(names_in(folder), (std::vector<std::string>{"in", "in.bak"}));
 }
 
-// Runs in a process of its own, since a limit cannot be lifted again.
-static std::string save_with_limit(const std::string &from, const std::string &to, rlim_t limit)
+// Saves in a process of its own, whose limits or rights cannot be had back. The error, or nothing.
+template <class Prepare> static std::string save_in_process(const std::string &from, const std::string &to,
+                                                            Prepare prepare)
 {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
     pid_t process = fork();
     if (process == 0) {
-        rlimit bytes = {limit, limit};
-        setrlimit(RLIMIT_FSIZE, &bytes);
+        prepare();
         std::string error = save_file(from, to);
         _exit(write(ends[1], error.data(), error.size()) < 0);
     }
@@ -145,6 +148,35 @@ static std::string save_with_limit(const std::string &from, const std::string &t
     waitpid(process, &state, 0);
     EXPECT_EQ(state, 0);
     return std::string(text, got > 0 ? static_cast<size_t>(got) : 0);
+}
+
+static std::string save_with_limit(const std::string &from, const std::string &to, rlim_t limit)
+{
+    return save_in_process(from, to, [limit] {
+        rlimit bytes = {limit, limit};
+        setrlimit(RLIMIT_FSIZE, &bytes);
+    });
+}
+
+TEST(HostSaveFile, KeepsToTheRightsOfOtherUsers)
+{
+    static const uid_t NOBODY = 65534;
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+    Folder folder;
+    std::string in = folder.write("in", image(5000)), out = folder.write("out", OLD);
+    auto as_nobody = [] { EXPECT_TRUE(setgid(NOBODY) == 0 && setuid(NOBODY) == 0); };
+    ASSERT_TRUE(chmod(folder.path.c_str(), 0755) == 0 && chmod(in.c_str(), 0644) == 0 && chmod(out.c_str(), 0660) == 0);
+    EXPECT_EQ(save_in_process(in, out, as_nobody), "cannot be written: Permission denied");
+    EXPECT_EQ(bytes_of(out), OLD);
+
+    // The new file is that of another group, which must not get what the old one's had.
+    ASSERT_EQ(chmod(folder.path.c_str(), 0777), 0);
+    EXPECT_EQ(save_in_process(in, out, as_nobody), "");
+    struct stat state;
+    ASSERT_EQ(stat(out.c_str(), &state), 0);
+    EXPECT_EQ(state.st_uid, NOBODY);
+    EXPECT_EQ(state.st_mode & 07777, 0600u);
 }
 
 TEST(HostSaveFile, LeavesTheTargetWhenThereIsNoRoom)

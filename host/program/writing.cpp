@@ -2,6 +2,8 @@
 #include "host/program/writing.h"
 
 #include <errno.h>
+#include <limits.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -105,12 +107,75 @@ static int refuse(const std::string &name, const std::string &why)
     return STATUS_UNREADABLE;
 }
 
+static std::string real_path(const std::string &path)
+{
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr ? resolved : "";
+}
+
+static bool begins_with(const std::string &text, const std::string &with)
+{
+    return text.compare(0, with.size(), with) == 0;
+}
+
+// Notes what the command line names, so that no result takes the place of a file before it was read. A folder around
+// that of the results is no danger: the walk leaves that out.
+static void note_inputs(Writing *writing)
+{
+    std::string out = real_path(writing->out) + "/";
+    for (const std::string &path : writing->many.inputs.paths) {
+        struct stat state;
+        if (stat(path.c_str(), &state) != 0)
+            continue;
+        std::string folder = real_path(path) + "/";
+        if (!S_ISDIR(state.st_mode))
+            writing->files_read.insert({state.st_dev, state.st_ino});
+        else if (out == folder || !begins_with(out, folder))
+            writing->folders_read.push_back(folder);
+    }
+}
+
+static bool is_read_by_run(const Writing &writing, const Input &input)
+{
+    struct stat state;
+    if (stat(input.output.c_str(), &state) != 0 || is_same_file(input.output, input.path))
+        return false;
+    if (writing.files_read.count({state.st_dev, state.st_ino}) != 0)
+        return true;
+    std::string output = writing.folders_read.empty() ? "" : real_path(input.output);
+    for (const std::string &folder : writing.folders_read)
+        if (begins_with(output, folder))
+            return true;
+    return false;
+}
+
+static bool ends_with(const std::string &text, const std::string &with)
+{
+    return text.size() > with.size() && text.compare(text.size() - with.size(), with.size(), with) == 0;
+}
+
+static const char BACKUP[] = ".bak";
+
+// What a walk finds of our own making: files that were being written when a run was killed, and the old files of an
+// earlier one.
+static bool is_our_own(const Writing &writing, const Input &input)
+{
+    std::string name = input.path.substr(input.path.rfind('/') + 1);
+    if (!input.from_folder || (begins_with(name, ".velmora-") && ends_with(name, ".tmp")))
+        return input.from_folder;
+    return writing.save.in_place && writing.keeps_old && ends_with(name, BACKUP) &&
+           access(input.path.substr(0, input.path.size() - strlen(BACKUP)).c_str(), F_OK) == 0;
+}
+
 static int plan_output(Input *input, void *user)
 {
     Writing *writing = static_cast<Writing *>(user);
+    if (is_our_own(*writing, *input))
+        return STATUS_SKIPPED;
     if (writing->save.in_place) {
         input->output = input->path;
-        return input->path == "-" ? refuse("standard input", "cannot be replaced") : static_cast<int>(STATUS_DONE);
+        bool is_pipe = input->path == "-" && !writing->is_target_open;
+        return is_pipe ? refuse("standard input", "cannot be replaced") : static_cast<int>(STATUS_DONE);
     }
     input->output = writing->out;
     if (!writing->into_folder)
@@ -120,6 +185,8 @@ static int plan_output(Input *input, void *user)
     input->output += (writing->out.back() == '/' ? "" : "/") + input->inside;
     if (!writing->outputs.insert(input->output).second)
         return refuse(input->path, "is not written: another file of this run went to " + visible(input->output));
+    if (is_read_by_run(*writing, *input))
+        return refuse(input->path, "is not written: " + visible(input->output) + " is to be read by this run as well");
     return STATUS_DONE;
 }
 
@@ -129,25 +196,26 @@ static Save_Options options_for(const Writing &writing, const Input &input)
 {
     Save_Options options = writing.save;
     options.source = input.path == "-" ? "" : input.path;
-    if (options.in_place && writing.keeps_old)
-        options.backup = input.output + ".bak";
+    options.dry_run = writing.dry_run;
+    if (options.in_place && writing.keeps_old && !writing.is_target_open)
+        options.backup = input.output + BACKUP;
     return options;
 }
 
 static bool save_changed(const Writing &writing, const Input &input, const Save_Options &options, Data_Set *set,
                          std::string *error)
 {
-    if (writing.into_folder && !make_folders(input.output.substr(0, input.output.rfind('/')))) {
+    if (writing.into_folder && !writing.dry_run && !make_folders(input.output.substr(0, input.output.rfind('/')))) {
         *error = std::string("its folder cannot be made: ") + strerror(errno);
         return false;
     }
-    return save_to_path(set, input.output.c_str(), options, error);
+    return save_to_path(set, writing.is_target_open ? "" : input.output.c_str(), options, error);
 }
 
 static int write_loaded(const Writing &writing, const Input &input, Data_Set *set, Tally *tally)
 {
     std::string name = name_of(input), error;
-    if (writing.save.in_place && set->damages > 0 && !writing.takes_damaged && !writing.dry_run)
+    if (writing.save.in_place && set->damages > 0 && !writing.takes_damaged && !writing.is_target_open)
         return refuse(name, "is not replaced, since it could not be read in full; velmora repair does that");
     begin_file(name);
     make_editable(set);
@@ -155,11 +223,11 @@ static int write_loaded(const Writing &writing, const Input &input, Data_Set *se
     Change change = CHANGED;
     if (writing.change != nullptr)
         change = writing.change(set, name, &options, tally, writing.user);
-    bool is_left = writing.dry_run || (change == NOTHING_CHANGED && writing.save.in_place);
+    bool is_left = change == NOTHING_CHANGED && writing.save.in_place;
     bool done = change != CHANGE_FAILED && (is_left || save_changed(writing, input, options, set, &error));
     end_file(set);
     if (!done && !error.empty())
-        complain_about(input.output == "-" ? "standard output" : input.output, error);
+        complain_about(writing.is_target_open ? name : input.output == "-" ? "standard output" : input.output, error);
     return done ? STATUS_DONE : STATUS_UNREADABLE;
 }
 
@@ -184,7 +252,7 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
         return status;
     Input_Choice *inputs = &writing->many.inputs;
     if (writing->dry_run && !writing->save.in_place && inputs->paths.size() == 1)
-        writing->save.in_place = true;   // nothing is written: it need not be said where to
+        writing->save.in_place = writing->is_target_open = true;   // nothing is written: it need not be said where to
     if (!writing->save.in_place) {
         if (inputs->paths.empty() || (inputs->paths.size() == 1 && inputs->lists.empty()))
             return wrong_use(command, "it is not said where the result goes");
@@ -195,8 +263,10 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
     writing->into_folder = !writing->out.empty() && (several || is_folder(writing->out) || writing->out.back() == '/');
     if (writing->into_folder && writing->out == "-")
         return wrong_use(command, "several results cannot all go to standard output");
-    if (writing->into_folder)
+    if (writing->into_folder) {
         inputs->skipped = writing->out;
+        note_inputs(writing);
+    }
     inputs->plan = plan_output;
     inputs->planner = writing;
     return work_on_files(writing->many, write_one, writing, total);

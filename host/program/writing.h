@@ -6,8 +6,11 @@
 #ifndef VELMORA_PROGRAM_WRITING_H
 #define VELMORA_PROGRAM_WRITING_H
 
+#include <sys/types.h>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/program/many.h"
 #include "host/velmora_save.h"
@@ -39,7 +42,10 @@ struct Writing {
     // Filled in by run_writing.
     std::string out;
     bool into_folder = false;
+    bool is_target_open = false;     // a dry run that was not told where to
     std::set<std::string> outputs;   // of this run
+    std::set<std::pair<dev_t, ino_t>> files_read;   // of the command line
+    std::vector<std::string> folders_read;          // that results could fall into; each ends with a slash
 };
 
 extern const Option_Table writing_options;
