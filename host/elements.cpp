@@ -43,7 +43,8 @@ static unsigned short written_vr(const Building *building, const DICOM_List *nod
     if (form.is_later && building->options->later_vrs_as_un)
         return VR_UN;
     // The short form cannot tell a greater length (DICOM PS3.5, 6.2.2).
-    return !form.is_long && node->size > MOST_IN_SHORT_FORM ? static_cast<unsigned short>(VR_UN) : vr;
+    int most = building->options->even_lengths ? MOST_IN_SHORT_FORM - 1 : MOST_IN_SHORT_FORM;
+    return !form.is_long && node->size > most ? static_cast<unsigned short>(VR_UN) : vr;
 }
 
 // Most values are none of those that is_hosts_value looks for, which these few questions tell.

@@ -220,6 +220,10 @@ TEST(HostSave, WritesAsUnknownWhatTheShortFormCannotTell)
     options.later_vrs_as_un = true;
     Saved saved = save(FIRST + element({0x0064, 0x0009}, "OF", "12345678"), MODE_EXPLICIT_LITTLE, options);
     EXPECT_EQ(saved.body, FIRST + element({0x0064, 0x0009}, "UN", "12345678"));
+    // The byte that makes its length even is one too many for the short form.
+    options.even_lengths = true;
+    saved = save(FIRST + element({0x0010, 0x4000}, "LT", Bytes(65535, 't')), MODE_EXPLICIT_LITTLE, options);
+    EXPECT_TRUE(saved.body == FIRST + element({0x0010, 0x4000}, "UN", Bytes(65535, 't') + " "));
 }
 
 TEST(HostSave, KeepsUnknownVRsAndOddLengthsAsTheyAre)
