@@ -81,17 +81,25 @@ static bool is_empty_item(const DICOM_List *item)
     return is_item_mark(item) && item->next == nullptr;
 }
 
+static bool mark_items(Building *building, const DICOM_List *node, unsigned char mode)
+{
+    bool has_mark = false;
+    unsigned char inside =
+        is_explicit(mode) && true_vr(node) == VR_UN ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
+    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
+        has_mark |= is_empty_item(node->item[i]);
+        has_mark |= mark_for_host(building, node->item[i], inside);
+    }
+    return has_mark;
+}
+
 bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
 {
     bool has_mark = false;
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : working_vr(node) != VR_SQ;
-        unsigned char inside =
-            is_explicit(mode) && true_vr(node) == VR_UN ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
-        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
-            is_hosts |= is_empty_item(node->item[i]);
-            is_hosts |= mark_for_host(building, node->item[i], inside);
-        }
+        if (node->item != nullptr)
+            is_hosts |= mark_items(building, node, mode);
         node->flag = static_cast<unsigned short>(is_hosts ? node->flag | FLAG_USED : node->flag & ~FLAG_USED);
         has_mark |= is_hosts;
     }

@@ -152,12 +152,12 @@ static void tidy_chain(DICOM_List **list, bool is_item, Tidying *tidying)
             continue;
         }
         tidying->is_unsorted |= before != nullptr && is_behind(before, node);
-        has_mark |= is_item_mark(node);
+        has_mark |= node->group == GROUP_ITEM && is_item_mark(node);
         for (int i = 0; i < node->nb_item; i++) {
             tidy_chain(&node->item[i], true, tidying);
             tidying->has_gap |= node->item[i] == nullptr;
         }
-        if (tidying->fragments == nullptr && is_encapsulated(node))
+        if (node->item != nullptr && tidying->fragments == nullptr && is_encapsulated(node))
             tidying->fragments = node;
         before = node;
         link = &node->next;
@@ -471,6 +471,8 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
             return false;
         Target target;
         target.memory = bytes;
+        if (bytes != nullptr)   // about as many as were read: a large value need not move while its stream grows
+            bytes->reserve(static_cast<size_t>(set->source.size) + set->source.size / 8u);
         if (bytes == nullptr && !open_target(path, options, &target, error))
             return false;
         saving.target = &target;

@@ -71,26 +71,36 @@ inline uint64_t load_64(char order, const char *bytes)
     return big_endian ? first << 32 | second : second << 32 | first;
 }
 
+template <class Number>
+inline void store_number(bool big_endian, char *bytes, Number value)
+{
+    if (big_endian != (std::endian::native == std::endian::big))
+        value = turned(value);
+    memcpy(bytes, &value, sizeof value);
+}
+
 inline void store_16(char order, char *bytes, uint16_t value)
 {
-    bool high_first = ((order & ORDER_BIG_ENDIAN) != 0) != ((order & ORDER_SWAPPED_WORDS) != 0);
-    char high = static_cast<char>(value >> 8), low = static_cast<char>(value & 0xFF);
-    bytes[0] = high_first ? high : low;
-    bytes[1] = high_first ? low : high;
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0, swapped = (order & ORDER_SWAPPED_WORDS) != 0;
+    store_number(big_endian != swapped, bytes, value);
 }
 
 inline void store_32(char order, char *bytes, uint32_t value)
 {
-    bool big = (order & ORDER_BIG_ENDIAN) != 0;
-    store_16(order, bytes, static_cast<uint16_t>(big ? value >> 16 : value & 0xFFFF));
-    store_16(order, bytes + 2, static_cast<uint16_t>(big ? value & 0xFFFF : value >> 16));
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0;
+    if ((order & ORDER_SWAPPED_WORDS) == 0)
+        return store_number(big_endian, bytes, value);
+    store_16(order, bytes, static_cast<uint16_t>(big_endian ? value >> 16 : value & 0xFFFF));
+    store_16(order, bytes + 2, static_cast<uint16_t>(big_endian ? value & 0xFFFF : value >> 16));
 }
 
 inline void store_64(char order, char *bytes, uint64_t value)
 {
-    bool big = (order & ORDER_BIG_ENDIAN) != 0;
-    store_32(order, bytes, static_cast<uint32_t>(big ? value >> 32 : value & 0xFFFFFFFF));
-    store_32(order, bytes + 4, static_cast<uint32_t>(big ? value & 0xFFFFFFFF : value >> 32));
+    bool big_endian = (order & ORDER_BIG_ENDIAN) != 0;
+    if ((order & ORDER_SWAPPED_WORDS) == 0)
+        return store_number(big_endian, bytes, value);
+    store_32(order, bytes, static_cast<uint32_t>(big_endian ? value >> 32 : value & 0xFFFFFFFF));
+    store_32(order, bytes + 4, static_cast<uint32_t>(big_endian ? value & 0xFFFFFFFF : value >> 32));
 }
 
 #endif

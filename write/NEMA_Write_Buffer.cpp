@@ -73,15 +73,25 @@ static const DICOM_List *item_at(const DICOM_List *sequence, int index)
     return sequence->item != nullptr && index < sequence->nb_item ? sequence->item[index] : nullptr;
 }
 
+static void trace_sizing(HWND window, const DICOM_List *tag)
+{
+    REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Size(%04x,%04x)", tag->group, tag->element);
+}
+
+static uint64_t plain_size(const Encoding &how, const DICOM_List *tag, unsigned short vr)
+{
+    return static_cast<uint64_t>(header_size(how.syntax, vr)) + static_cast<uint64_t>(value_size(tag));
+}
+
 static bool measure(const Encoding &how, const DICOM_List *tag, int depth, uint64_t *bytes)
 {
-    REPORT(how.window, LEVEL_FUNCTION, "in DICOM_Attribute_Size(%04x,%04x)", tag->group, tag->element);
+    trace_sizing(how.window, tag);
     unsigned short vr = working_vr(tag);
-    *bytes += static_cast<uint64_t>(header_size(how.syntax, vr));
     if (vr != VR_SQ) {
-        *bytes += static_cast<uint64_t>(value_size(tag));
+        *bytes += plain_size(how, tag, vr);
         return true;
     }
+    *bytes += static_cast<uint64_t>(header_size(how.syntax, vr));
 
     if (depth >= MAX_WRITTEN_DEPTH) {
         REPORT(how.window, LEVEL_MEMORY,

@@ -206,7 +206,7 @@ static int run(const Choice &choice)
     print_head();
     for (const Input &input : inputs)
         if (is_chosen(input))
-            run_times(input, choice.rounds);
+            run_times(input, std::min(choice.rounds, input.rounds));
     return 0;
 }
 

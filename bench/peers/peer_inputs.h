@@ -11,7 +11,8 @@
 struct Input {
     std::string name;
     std::vector<Input_File> files;
-    int times;   // that a measure goes through the files, so that it is long enough for a clock
+    int times;     // that a measure goes through the files, so that it is long enough for a clock
+    int rounds;    // the most that are made: of a few the spread is seen, too
     std::vector<std::unique_ptr<std::string>> texts;   // paths and bytes of the files
 };
 
