@@ -122,6 +122,43 @@ DICOM_List **DICOM_Attribute_Item_Walk(HWND window, DICOM_Root *root, DICOM_List
     return item_slot(window, sequence, item_number - 1, nullptr);
 }
 
+DICOM_List **chain_at_cursor(HWND window, DICOM_Root *root, DICOM_List **list)
+{
+    if (!is_usable_depth(root->Sequence_Depth))
+        return nullptr;
+    while (*list != nullptr && (*list)->depth < root->Sequence_Depth) {
+        list = DICOM_Attribute_Item_Walk(window, root, *list);
+        if (list == nullptr)
+            return nullptr;
+    }
+    return list;
+}
+
+DICOM_List *find_in_chain(HWND window, DICOM_Root *root, DICOM_List **chain, DICOM_List *from, unsigned short group,
+                          unsigned short element)
+{
+    set_sequence(root, root->Sequence_Depth, group, element, 0);
+    unsigned int wanted = tag_number(group, element);
+    DICOM_List *before = from;
+    while (before != nullptr && before->next != nullptr && tag_number(before->next) <= wanted)
+        before = before->next;
+    if (before != nullptr && tag_number(before) == wanted)
+        return before;
+
+    DICOM_List *insert = static_cast<DICOM_List *>(ALLOC_CALLOC(window, "insert", 1, sizeof(DICOM_List)));
+    if (insert == nullptr)
+        return nullptr;
+    insert->group = group;
+    insert->element = element;
+    insert->depth = static_cast<unsigned char>(root->Sequence_Depth);
+
+    DICOM_List **link = before == nullptr || tag_number(before) > wanted ? chain : &before->next;
+    insert->next = *link;
+    *link = insert;
+    (*chain)->last = insert->next == nullptr ? insert : nullptr;
+    return insert;
+}
+
 /* ---- insertion at the end of a chain ------------------------------------------------ */
 
 DICOM_List *refuse_insert(HWND window, const DICOM_List *source)
@@ -149,34 +186,8 @@ DICOM_List *append_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_
 DICOM_List *DICOM_Attribute_Find(HWND window, DICOM_Root *root, DICOM_List **list, unsigned short group,
                                  unsigned short element)
 {
-    if (!is_usable_depth(root->Sequence_Depth))
-        return nullptr;
-    while (*list != nullptr && (*list)->depth < root->Sequence_Depth) {
-        list = DICOM_Attribute_Item_Walk(window, root, *list);
-        if (list == nullptr)
-            return nullptr;
-    }
-    set_sequence(root, root->Sequence_Depth, group, element, 0);
-
-    unsigned int wanted = tag_number(group, element);
-    DICOM_List *before = *list;
-    while (before != nullptr && before->next != nullptr && tag_number(before->next) <= wanted)
-        before = before->next;
-    if (before != nullptr && tag_number(before) == wanted)
-        return before;
-
-    DICOM_List *insert = static_cast<DICOM_List *>(ALLOC_CALLOC(window, "insert", 1, sizeof(DICOM_List)));
-    if (insert == nullptr)
-        return nullptr;
-    insert->group = group;
-    insert->element = element;
-    insert->depth = static_cast<unsigned char>(root->Sequence_Depth);
-
-    DICOM_List **link = before == nullptr || tag_number(before) > wanted ? list : &before->next;
-    insert->next = *link;
-    *link = insert;
-    (*list)->last = insert->next == nullptr ? insert : nullptr;
-    return insert;
+    DICOM_List **chain = chain_at_cursor(window, root, list);
+    return chain != nullptr ? find_in_chain(window, root, chain, *chain, group, element) : nullptr;
 }
 
 // Descends to the chain that the cursor selects; report is made on entry and after each step. A walk that fails stays

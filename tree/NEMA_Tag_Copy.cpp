@@ -155,6 +155,90 @@ static int copy_fields(HWND window, const DICOM_Root *root, DICOM_List *target, 
     return 1;
 }
 
+/* ---- places in the target ------------------------------------------------------------ */
+
+// A lookup goes from the top of the tree to its chain, and from the head of the chain to its tag. One copy asks for tag
+// after tag of the same chain, mostly in ascending order, so it remembers at each depth which chain that is and what it
+// found there last; a search for a greater tag comes by there. Nothing else changes the tree while a copy is at work,
+// and what it does itself in an item does not move what stands around it. Only a tenth level, which is folded into the
+// ninth, leads the cursor astray: from then on every lookup goes all the way.
+struct Copy_Place {
+    DICOM_List **chain;          // where its head is kept; null: not known
+    DICOM_List *from, *found;    // where the last search began, and what it found; null: nothing yet
+};
+
+struct Copy_Places {
+    Copy_Place at[MAX_SEQUENCE_DEPTH + 1];
+    bool is_lost;
+};
+
+static void enter_sequence(Copy_Places *places, const DICOM_Root *root)
+{
+    if (root->Sequence_Depth < 0 || root->Sequence_Depth >= MAX_SEQUENCE_DEPTH)
+        places->is_lost = true;
+}
+
+static void enter_item(Copy_Places *places, const DICOM_Root *root)
+{
+    if (!places->is_lost)
+        places->at[root->Sequence_Depth] = {};
+}
+
+// The sequence that the cursor is in, if the chain around it is known, else null. The walk takes the first node of the
+// tag; the last search began at one with a smaller tag, or at the head.
+static DICOM_List *sequence_around(const DICOM_Root *root, const Copy_Places *places)
+{
+    int depth = root->Sequence_Depth - 1;
+    if (depth < 0 || places->at[depth].found == nullptr)
+        return nullptr;
+    unsigned short group = root->Sequence_Group[depth], element = root->Sequence_Element[depth];
+    DICOM_List *head = *places->at[depth].chain;
+    return is_tag(head, group, element) ? head : first_with_tag(places->at[depth].from, group, element);
+}
+
+// Finds where the head of the chain is kept that the cursor selects, or null.
+//   is_lasting  will every later walk find the same? So it is when each chain on the way says that it stands one level
+//               below the one around it: a copy corrects what its nodes say, and leads later walks elsewhere by that
+static DICOM_List **find_chain(HWND window, DICOM_Root *root, DICOM_List **list, const Copy_Places *places,
+                               bool *is_lasting)
+{
+    int depth = root->Sequence_Depth;
+    DICOM_List *sequence = sequence_around(root, places);
+    DICOM_List **chain = sequence == nullptr ? list : item_slot(window, sequence, root->Item_Number[depth] - 1, nullptr);
+    int level = sequence == nullptr ? -1 : depth - 1;
+    *is_lasting = true;
+    while (chain != nullptr && *chain != nullptr && (*chain)->depth < depth) {
+        *is_lasting &= level < 0 || (*chain)->depth == level + 1;
+        level = (*chain)->depth;
+        chain = DICOM_Attribute_Item_Walk(window, root, *chain);
+    }
+    if (chain != nullptr && *chain != nullptr)
+        *is_lasting &= (*chain)->depth == depth;
+    return chain;
+}
+
+// DICOM_Attribute_Find for the tag of source.
+static DICOM_List *find_target(HWND window, DICOM_Root *root, DICOM_List **list, const DICOM_List *source,
+                               Copy_Places *places)
+{
+    if (places->is_lost || !is_usable_depth(root->Sequence_Depth))
+        return DICOM_Attribute_Find(window, root, list, source->group, source->element);
+    Copy_Place *place = &places->at[root->Sequence_Depth];
+    if (place->chain == nullptr) {
+        bool is_lasting;
+        DICOM_List **chain = find_chain(window, root, list, places, &is_lasting);
+        if (chain == nullptr)
+            return nullptr;
+        if (!is_lasting)
+            return find_in_chain(window, root, chain, *chain, source->group, source->element);
+        place->chain = chain;
+    }
+    bool is_ahead = place->found != nullptr && tag_number(place->found) < tag_number(source);
+    place->from = is_ahead ? place->found : *place->chain;
+    place->found = find_in_chain(window, root, place->chain, place->from, source->group, source->element);
+    return place->found;
+}
+
 /* ---- items -------------------------------------------------------------------------- */
 
 static int make_room_for_items(HWND window, DICOM_List *target, const DICOM_List *source)
@@ -173,19 +257,24 @@ static int make_room_for_items(HWND window, DICOM_List *target, const DICOM_List
     return 1;
 }
 
-static int copy_items(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
+static int copy_chain(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source, Copy_Places *places);
+
+static int copy_items(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source,
+                      Copy_Places *places)
 {
     int nb_item = source->nb_item;
     if (!make_room_for_items(window, target, source))
         return 0;
     int items_before = (source->flag & FLAG_APPEND) != 0 ? target->nb_item - nb_item : 0;
 
+    enter_sequence(places, root);
     DICOM_Attribute_Sequence_Start(window, root, source->group, source->element, source->flag, LEVEL_FUNCTION);
     for (int i = 0; i < items_before; i++)
         DICOM_Attribute_Item_Start(window, root, LEVEL_FUNCTION);
     for (int i = 0; i < nb_item && source->item[i] != nullptr && (source->flag & FLAG_FORCED) == 0; i++) {
         DICOM_Attribute_Item_Start(window, root, LEVEL_FUNCTION);
-        DICOM_Attribute_Copy(window, root, list, source->item[i]);
+        enter_item(places, root);
+        copy_chain(window, root, list, source->item[i], places);
         DICOM_Attribute_Item_Stop(window, root, LEVEL_FUNCTION);
     }
     for (int i = 0; i < items_before; i++)
@@ -196,29 +285,41 @@ static int copy_items(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_Li
 
 /* ---- whole nodes and chains --------------------------------------------------------- */
 
-int DICOM_Attribute_Copy_Tag(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
+static int copy_node(HWND window, DICOM_Root *root, DICOM_List *target, const DICOM_List *source)
 {
     REPORT(window, LEVEL_ATTRIBUTE, "in DICOM_Attribute_Copy_Tag(%04x,%04x)", source->group, source->element);
     set_sequence(root, root->Sequence_Depth, source->group, source->element, 0);
-
-    if (!keeps_its_fields(target, source) && !copy_fields(window, root, target, source))
-        return 0;
-    if (source->item == nullptr)
-        return 1;
-    return copy_items(window, root, list, target, source);
+    return keeps_its_fields(target, source) || copy_fields(window, root, target, source);
 }
 
-int DICOM_Attribute_Copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source)
+static int copy_chain(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source, Copy_Places *places)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Copy()");
     for (; source != nullptr; source = source->next) {
         REPORT(window, LEVEL_ATTRIBUTE, "DICOM_Attribute_Copy (%04x,%04x)", source->group, source->element);
-        DICOM_List *target = DICOM_Attribute_Find(window, root, list, source->group, source->element);
-        if (target == nullptr || !DICOM_Attribute_Copy_Tag(window, root, list, target, source)) {
+        DICOM_List *target = find_target(window, root, list, source, places);
+        if (target == nullptr || !copy_node(window, root, target, source) ||
+            (source->item != nullptr && !copy_items(window, root, list, target, source, places))) {
             REPORT(window, Flag_Error_Warning, "\xF1\x05Warning:\x02 Failed in DICOM_Attribute_Copy(%04x,%04x)",
                    source->group, source->element);
             return 0;
         }
     }
     return 1;
+}
+
+int DICOM_Attribute_Copy_Tag(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
+{
+    if (!copy_node(window, root, target, source))
+        return 0;
+    if (source->item == nullptr)
+        return 1;
+    Copy_Places places = {};
+    return copy_items(window, root, list, target, source, &places);
+}
+
+int DICOM_Attribute_Copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *source)
+{
+    Copy_Places places = {};
+    return copy_chain(window, root, list, source, &places);
 }

@@ -96,6 +96,13 @@ inline void walk_items(HWND window, DICOM_Root *root, DICOM_List *sequence, int 
 // The first node of a chain with this tag, or null.
 DICOM_List *first_with_tag(DICOM_List *head, unsigned short group, unsigned short element);
 
+// The steps of DICOM_Attribute_Find: where the head of the chain is kept that the cursor selects, or null; and the
+// search in that chain, which makes the node that is not there.
+//   from  *chain, or a node that the search comes by anyway: one that was found under a smaller tag
+DICOM_List **chain_at_cursor(HWND window, DICOM_Root *root, DICOM_List **list);
+DICOM_List *find_in_chain(HWND window, DICOM_Root *root, DICOM_List **chain, DICOM_List *from, unsigned short group,
+                          unsigned short element);
+
 // The slot of an item, counted from 0; makes the slots that are missing, one by one, all empty.
 //   room  null, or the number of slots that the array has space for: it is then made larger than it has to be
 // Returns null when memory ran out (reported); the slots so far stay.
