@@ -135,6 +135,9 @@ struct Node_Arena {
     }
 };
 
+// Prepares the heap for a tree of about so many bytes, if use_huge_pages was called.
+void expect_tree(size_t bytes);
+
 // What a node has to be when the tree is made, where it had to look different for the nesting to come out right.
 struct Restored {
     DICOM_List *node;   // in the flat chain
@@ -149,6 +152,7 @@ struct Segment {
 
 struct Flat_Chain {
     Node_Arena nodes;
+    size_t tree_bytes = 0;           // of the heap that the tree will take, about
     std::vector<Segment> segments;   // the first is the data set
     std::vector<Restored> restored;
     DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them

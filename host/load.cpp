@@ -251,6 +251,7 @@ static unsigned short listed_vr(const DICOM_List *node)
 // Nests the data set, and each sequence beyond the ninth level for the sake of its VRs.
 static bool make_tree(Data_Set *set, const Load_Options &options, Flat_Chain *chain)
 {
+    expect_tree(chain->tree_bytes);
     size_t segments = options.want_listing ? chain->segments.size() : 1;
     for (size_t i = 0; i < segments; i++) {
         if (chain->segments[i].first == nullptr)

@@ -13,8 +13,10 @@ namespace velmora_host
 // A small value stays where it is: Format copies it into the tree. A large one is not read.
 static void attach_value(Reading *r, DICOM_List *node)
 {
-    if (node->size > 0 && node->size < SMALLEST_UNREAD_VALUE)
-        node->data = const_cast<char *>(r->bytes + node->data_pos);
+    if (node->size <= 0 || node->size >= SMALLEST_UNREAD_VALUE)
+        return;
+    node->data = const_cast<char *>(r->bytes + node->data_pos);
+    r->chain->tree_bytes += static_cast<size_t>(node->size) + 24;
 }
 
 // Private elements get their meaning from the creator in their own item, which only the loop knows.

@@ -126,6 +126,11 @@ enum Load_Result {
     UNREADABLE,       // the bytes cannot be had, or memory ran out
 };
 
+// For a program whose heap nobody else tunes: from now on the loading of a large data set lets the heap grow at once by
+// what the tree will take, in huge pages where the system has them. It sets malloc's M_TOP_PAD and M_TRIM_THRESHOLD, so
+// that memory which was released stays with the program.
+void use_huge_pages();
+
 // Load a stream, find out how it is encoded, and make the formatted tree.
 //   error  gets one line that says what is wrong when the result is not LOADED, without the path
 // Of load_from_memory's bytes nothing is copied but small values: they stay valid as long as the data set is in use.

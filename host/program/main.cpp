@@ -10,6 +10,7 @@
 #include "host/program/folding.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
+#include "host/velmora_host.h"
 #include "tree/Velmora_DICOM.h"
 
 static int show_version()
@@ -44,6 +45,7 @@ int main(int argc, char **argv)
     mallopt(M_MXFAST, 0);
 #endif
     signal(SIGPIPE, SIG_IGN);   // a closed pipe shows as a failed write, which ends the run quietly
+    velmora_host::use_huge_pages();
     start_messages();
     find_definitions();
     int status;
