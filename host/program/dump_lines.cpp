@@ -20,6 +20,7 @@ struct Front_Key {
     const TAG_db_Elems *row;
     bool has_description;   // of its own, in description
     bool has_data;
+    bool color;
 };
 
 struct Front {
@@ -32,11 +33,11 @@ struct Front {
 
 static Front fronts[FRONTS + PLACES - 1];   // static: kept from file to file
 
-static Front_Key key_of(const DICOM_Root &root, const DICOM_List *node)
+static Front_Key key_of(const DICOM_Root &root, const DICOM_List *node, bool color)
 {
     return {root.Sequence_Depth, node->size,        node->group, node->element,
             node->flag,          node->vr_explicit, node->vr,    node->type,
-            node->db,            node->description != nullptr,   node->data != nullptr};
+            node->db,            node->description != nullptr,   node->data != nullptr, color};
 }
 
 static bool is_same(const Front &front, const Front_Key &key, const DICOM_List *node)
@@ -46,7 +47,7 @@ static bool is_same(const Front &front, const Front_Key &key, const DICOM_List *
                             kept.size == key.size && kept.depth == key.depth && kept.flag == key.flag &&
                             kept.vr_explicit == key.vr_explicit && kept.vr == key.vr && kept.type == key.type &&
                             kept.row == key.row && kept.has_description == key.has_description &&
-                            kept.has_data == key.has_data;
+                            kept.has_data == key.has_data && kept.color == key.color;
     return has_same_numbers && (!key.has_description || strcmp(front.description, node->description) == 0);
 }
 
@@ -80,7 +81,7 @@ static Front *place_for(const Front_Key &key)
 
 bool write_kept_line(const DICOM_Root &root, DICOM_List *node, bool color, const std::string *value)
 {
-    Front_Key key = key_of(root, node);
+    Front_Key key = key_of(root, node, color);
     const Front *front = find_front(key, node);
     if (front == nullptr)
         return false;
@@ -122,6 +123,6 @@ void write_new_line(const char *line, const DICOM_Root &root, const DICOM_List *
         write_marked_line(line, COLUMNS, color, *value);
     else
         write_marked_line(line, COLUMNS, color);
-    Front_Key key = key_of(root, node);
+    Front_Key key = key_of(root, node, color);
     keep_line(line, key, node, color, place_for(key));
 }

@@ -11,7 +11,6 @@
 
 // Writes the line of a node as the library would say it, from what is kept of an earlier one.
 //   root   at the depth of the node
-//   color  the same in all calls of a process
 //   value  stands in the place of the value and is visible already; null: the value as the library shows it
 // Returns false when no line like it is kept; nothing is written then.
 bool write_kept_line(const DICOM_Root &root, DICOM_List *node, bool color, const std::string *value);
