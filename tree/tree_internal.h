@@ -78,6 +78,14 @@ inline bool is_unread(const DICOM_List *tag)
     return tag->data == nullptr && tag->size >= SMALLEST_UNREAD_VALUE;
 }
 
+// Nodes that were made one after the other mostly lie one after the other, and the next ones can be on their way while
+// this one is looked at. The processor sees that by itself in a long chain, but not from item to item: a plain walk of
+// a tree that no cache holds takes half the time with this hint. It does no harm where something else lies there.
+inline void fetch_ahead(const DICOM_List *node)
+{
+    __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(node) + 512));
+}
+
 // Takes the cursor through the items of a sequence and calls work with the address of each item's head, up to the
 // first empty slot. The cursor comes back as it went.
 //   level  level of the visible lines of the cursor; 15 inside the library

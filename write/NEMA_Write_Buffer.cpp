@@ -86,6 +86,7 @@ static uint64_t plain_size(const Encoding &how, const DICOM_List *tag, unsigned 
 static bool measure(const Encoding &how, const DICOM_List *tag, int depth, uint64_t *bytes)
 {
     trace_sizing(how.window, tag);
+    fetch_ahead(tag);
     unsigned short vr = working_vr(tag);
     if (vr != VR_SQ) {
         *bytes += plain_size(how, tag, vr);
@@ -218,6 +219,7 @@ static void trace_writing(HWND window, const DICOM_List *tag)
 // Fills exactly the bytes that measure has counted.
 static char *put_attribute(const Encoding &how, char *out, const DICOM_List *tag)
 {
+    fetch_ahead(tag);
     if (working_vr(tag) != VR_SQ)
         return put_plain(how, out, tag);
 
