@@ -54,14 +54,23 @@ TEST(HostDiff, TellsWhatDiffersByPath)
     EXPECT_EQ(diff(a, b, {"-q"}).out, "");
     run = diff(body("1234", "code"), body("12  ", "code"), {"--format", "jsonl"});
     EXPECT_EQ(run.out, "{\"path\":\"0010,0020\",\"tag\":\"0010,0020\",\"change\":\"changed\","
-                       "\"a\":{\"vr\":\"LO\",\"value\":\"'1234'\"},\"b\":{\"vr\":\"LO\",\"value\":\"'12'\"}}\n");
+                       "\"a\":{\"vr\":\"LO\",\"value\":\"'1234'\"},\"b\":{\"vr\":\"LO\",\"value\":\"'12'\"},"
+                       "\"differs_at\":2}\n");
+    // Of values that begin the same.
+    Bytes text = element({0x0010, 0x4000}, "LT", Bytes(300, 't')), other = text;
+    other[other.size() - 100] = 'T';
+    run = diff(body("1", "code") + text, body("1", "code") + other);
+    EXPECT_NE(run.out.find("ttt...', from byte 200 on\n+ "), std::string::npos) << run.out;
 }
 
 TEST(HostDiff, TakesPaddingAndVRsIntoAccountAsAsked)
 {
     EXPECT_EQ(diff(body("12", "code"), body("12  ", "code")).status, 0);
     EXPECT_EQ(diff(body("12", "code"), body("12  ", "code"), {"--exact"}).status, 1);
-    Bytes first = element({0x0008, 0x0060}, "CS", "CT");
+    Bytes first = element({0x0008, 0x0060}, "CS", "CT"), secret = element({0x0029, 0x1001}, "LO", "ID ");
+    // Implicit VR does not tell what a private attribute is; its padding is none that counts all the same.
+    Bytes implicit = element({0x0008, 0x0060}, "CS", "CT", 0) + element({0x0029, 0x1001}, "", "ID", 0);
+    EXPECT_EQ(diff(first + secret, implicit).out, "");
     EXPECT_EQ(diff(first + element({0x0010, 0x0020}, "LO", "ID"), first + element({0x0010, 0x0020}, "SH", "ID")).status,
               1);
     EXPECT_EQ(diff(first, "no data set").status, 3);

@@ -44,10 +44,22 @@ struct Side {
 
 // ---- telling --------------------------------------------------------------------------
 
-static void write_line(const char *mark, const Side &side, const std::string &path, const DICOM_List *node)
+static std::string line_of(const Side &side, const std::string &path, const DICOM_List *node)
 {
+    if (node == nullptr)
+        return "";
     unsigned short vr = value_vr(node, side.context);
-    write_out(mark + shown_place(path, node, vr) + ": " + shown_value(*side.set, node, side.context) + "\n");
+    return shown_place(path, node, vr) + ": " + shown_value(*side.set, node, side.context);
+}
+
+// One line for each side. Of long values the beginning is shown; where that is the same, it is told where they differ.
+static void write_lines(const std::string &in_a, const std::string &in_b, int differs_at)
+{
+    std::string more = in_a == in_b && differs_at >= 0 ? ", from byte " + std::to_string(differs_at) + " on\n" : "\n";
+    if (!in_a.empty())
+        write_out("- " + in_a + more);
+    if (!in_b.empty())
+        write_out("+ " + in_b + more);
 }
 
 static void write_side(Json *json, const char *key, const Side &side, const DICOM_List *node)
@@ -72,13 +84,10 @@ static void tell(Diff *diff, const std::string &path, const Side &a, const DICOM
         write_out("--- " + visible(diff->name_a) + "\n+++ " + visible(diff->name_b) + "\n");
     if (diff->is_quiet)
         return;
-    if (!diff->as_json) {
-        if (in_a != nullptr)
-            write_line("- ", a, path, in_a);
-        if (in_b != nullptr)
-            write_line("+ ", b, path, in_b);
-        return;
-    }
+    bool is_in_both = in_a != nullptr && in_b != nullptr;
+    int differs_at = is_in_both ? first_difference({a.set, in_a}, {b.set, in_b}, diff->exact) : -1;
+    if (!diff->as_json)
+        return write_lines(line_of(a, path, in_a), line_of(b, path, in_b), differs_at);
     const DICOM_List *node = in_a != nullptr ? in_a : in_b;
     Json json(false);
     json.start_object();
@@ -90,6 +99,10 @@ static void tell(Diff *diff, const std::string &path, const Side &a, const DICOM
     json.string(in_b == nullptr ? "removed" : in_a == nullptr ? "added" : "changed");
     write_side(&json, "a", a, in_a);
     write_side(&json, "b", b, in_b);
+    if (differs_at >= 0) {
+        json.key("differs_at");
+        json.number(std::to_string(differs_at));
+    }
     json.end_object();
     json.end_document();
 }
@@ -238,8 +251,8 @@ enum { OPTION_IGNORE = 256, OPTION_HEAD, OPTION_EXACT };
 static const Option_Row ROWS[] = {
     {'f', "format", "FORM", "lines jsonl",
      "lines: for reading (this is the default)\n"
-     "jsonl: an object for each difference, for programs: path, tag, change (removed, added or changed), and VR and "
-     "value on either side"},
+     "jsonl: an object for each difference, for programs: path, tag, change (removed, added or changed), VR and value "
+     "on either side, and differs_at, the byte from which on two values differ"},
     {OPTION_IGNORE, "ignore", "TAG", nullptr,
      "what has this tag does not count, at any depth; may be given several times"},
     {OPTION_HEAD, "head", nullptr, nullptr, "group 0002 counts as well"},

@@ -24,9 +24,16 @@ static const char *portion(const Sided_Node &side, const char *bytes, int at, in
     return room;
 }
 
-static int without_padding(const DICOM_List *node, const char *bytes, int size)
+static unsigned short known_vr(const DICOM_List *node)
 {
+    bool is_guess = node->vr_explicit == VR_NONE && (node->flag & FLAG_GUESSED_VR) != 0;
     unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
+    return is_guess || vr == VR_UN ? static_cast<unsigned short>(VR_NONE) : vr;
+}
+
+// The size less the padding at the end of a text.
+static int without_padding(unsigned short vr, const char *bytes, int size)
+{
     Value_Class kind = value_rule(vr).kind;
     if (kind != VALUES_OF_TEXT && kind != VALUES_OF_NAMES && kind != VALUES_OF_DECIMALS)
         return size;
@@ -35,24 +42,30 @@ static int without_padding(const DICOM_List *node, const char *bytes, int size)
     return size;
 }
 
-bool is_same_value(const Sided_Node &a, const Sided_Node &b, bool exact)
+int first_difference(const Sided_Node &a, const Sided_Node &b, bool exact)
 {
     int size_a = 0, size_b = 0;
     const char *bytes_a = value_of(*a.set, a.node, &size_a), *bytes_b = value_of(*b.set, b.node, &size_b);
     if (!exact) {
-        size_a = without_padding(a.node, bytes_a, size_a);
-        size_b = without_padding(b.node, bytes_b, size_b);
+        // Where only one side knows what it is, that goes for both.
+        unsigned short vr_a = known_vr(a.node), vr_b = known_vr(b.node);
+        size_a = without_padding(vr_a != VR_NONE ? vr_a : vr_b, bytes_a, size_a);
+        size_b = without_padding(vr_b != VR_NONE ? vr_b : vr_a, bytes_b, size_b);
     }
-    if (size_a != size_b)
-        return false;
     static char room_a[PORTION], room_b[PORTION];   // static: too large for the stack
-    for (int at = 0; at < size_a; at += PORTION) {
-        int size = std::min(PORTION, size_a - at);
-        if (memcmp(portion(a, bytes_a, at, size, room_a), portion(b, bytes_b, at, size, room_b),
-                   static_cast<size_t>(size)) != 0)
-            return false;
+    int common = std::min(size_a, size_b);
+    for (int at = 0; at < common; at += PORTION) {
+        int size = std::min(PORTION, common - at);
+        const char *in_a = portion(a, bytes_a, at, size, room_a), *in_b = portion(b, bytes_b, at, size, room_b);
+        if (memcmp(in_a, in_b, static_cast<size_t>(size)) != 0)
+            return at + static_cast<int>(std::mismatch(in_a, in_a + size, in_b).first - in_a);
     }
-    return true;
+    return size_a == size_b ? -1 : common;
+}
+
+bool is_same_value(const Sided_Node &a, const Sided_Node &b, bool exact)
+{
+    return first_difference(a, b, exact) < 0;
 }
 
 static int count_items(const DICOM_List *node)

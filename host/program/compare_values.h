@@ -9,6 +9,10 @@ struct Sided_Node {
     const DICOM_List *node;
 };
 
+// Where two values begin to differ, in bytes of their little-endian form; -1: they are the same.
+//   exact  the padding at the end of a text counts
+int first_difference(const Sided_Node &a, const Sided_Node &b, bool exact);
+
 // The values, whatever byte order they stand in; items are not looked at.
 //   exact  the padding at the end of texts counts
 bool is_same_value(const Sided_Node &a, const Sided_Node &b, bool exact);
