@@ -27,6 +27,7 @@ static void report(Reading *r, const char *format, va_list values)
     vsnprintf(text, sizeof text, format, values);
     Error_Fct(nullptr, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) %s", r->group,
               r->element, text);
+    r->told++;
 }
 
 void report_fault(Reading *r, const char *format, ...)

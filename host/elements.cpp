@@ -192,7 +192,7 @@ static bool append_opaque_items(Building *building, const DICOM_List *node, cons
 {
     const Save_Options &options = *building->options;
     if (building->inside_opaque == MOST_OPAQUE_LEVELS) {
-        if ((which.mode & 0x0F) != mode || !options.keep_private || options.change != nullptr)
+        if ((which.mode & 0x0F) != mode || which.is_faulty || !options.keep_private || options.change != nullptr)
             return fail(building, node, "is nested too deep to be converted (more than 150 sequences)");
         append_range(to, building->set->source.bytes + which.data_pos, which.size, 1);
         return true;
@@ -228,7 +228,9 @@ static bool append_sequence(Building *building, const DICOM_List *node, unsigned
     // bytes.
     bool is_unknown = is_explicit(mode) && vr == VR_UN;
     unsigned char inside = is_unknown ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
-    bool by_length = building->options->defined_lengths && !is_unknown;
+    // Nor does a stream without VRs tell items of a known length where the dictionary has another VR.
+    bool by_length =
+        building->options->defined_lengths && (is_explicit(mode) ? vr : working_vr(node)) == VR_SQ;
 
     Length_Place place = append_header(to, mode, node->group, node->element, vr, NO_LENGTH);
     int64_t start = to->size;

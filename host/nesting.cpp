@@ -111,6 +111,28 @@ static unsigned short nesting_vr(const DICOM_List *node)
     return is_kept ? node->vr_explicit : node->vr;
 }
 
+// Keeps the library from taking the element in front of an item tag for the sequence that the tag belongs to: one of
+// undefined length that nothing follows; and one without a VR of its own or by definition, in front of an item.
+static void keep_apart(Reading *r, const DICOM_List *tag)
+{
+    DICOM_List *before = r->chain->segments[static_cast<size_t>(r->top().segment)].last;
+    if (before == nullptr || before->group == GROUP_ITEM)
+        return;
+    if (before == r->unopened) {
+        int restored = -1;
+        remember(r, before, &restored);
+        before->size = 0;
+    } else if (tag->element == ELEMENT_ITEM && before->size != UNDEFINED_LENGTH && nesting_vr(before) == VR_NONE) {
+        link(r, make_node(r, tag->pos, tag->pos, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
+    }
+}
+
+void link_item_tag(Reading *r, DICOM_List *tag)
+{
+    keep_apart(r, tag);
+    link(r, tag);
+}
+
 // ---- opening --------------------------------------------------------------------------
 
 void open_top(Reading *r)
@@ -162,6 +184,7 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
     level.segment = r->top().segment;
     level.restored = -1;
     level.creators = static_cast<int>(r->creators.size());
+    level.told = r->told;
     level.kind = kind;
     level.mode = mode;
     level.tree_depth = static_cast<unsigned char>(r->top().tree_depth + 1);
@@ -209,7 +232,10 @@ static void finish_opaque(Reading *r, const Level &level, int end)
     r->chain->restored[static_cast<size_t>(level.restored)].size = node->size;
     if (r->top().segment != 0)
         return;
-    r->set->opaque.push_back({node->pos, level.start, node->size, node->group, node->element, level.mode});
+    bool is_faulty = r->told > level.told, is_value = level.items == 0 && node->size > 0;   // of bytes that are no items
+    if (!is_value)
+        r->set->opaque.push_back(
+            {node->pos, level.start, node->size, node->group, node->element, level.mode, is_faulty});
     r->group = node->group;
     r->element = node->element;
     report_remark(r, "this sequence lies below the ninth level; it is kept as one value of %d bytes", node->size);
@@ -232,7 +258,7 @@ static void link_delimiter(Reading *r, const Level &level, Closing how)
         return;
     int data_pos = how == BY_DELIMITER ? r->behind : r->at;
     r->levels.push_back(level);
-    link(r, make_node(r, r->at, data_pos, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0));
+    link_item_tag(r, make_node(r, r->at, data_pos, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0));
     r->levels.pop_back();
 }
 

@@ -190,6 +190,7 @@ static void take_undefined(Reading *r, const Header &h)
     if (node->vr == VR_NONE && node->vr_explicit == VR_NONE)
         node->vr = VR_SQ;   // nothing else may have no length
     add_element(r, node, h.length);
+    r->unopened = next == FOLLOWS_NOTHING ? node : nullptr;
     if (next == FOLLOWS_NOTHING)
         report_fault(r, "no item follows this element of undefined length; it has no value");
     r->at = r->behind;
@@ -303,7 +304,7 @@ static void take_item(Reading *r, const Header &h)
     if (length < UNDEFINED_LENGTH)
         length = INT32_MAX;
     DICOM_List *node = make_node(r, r->at, r->behind, h.group, h.element, VR_NONE, length);
-    link(r, node);
+    link_item_tag(r, node);
     list(r, node, static_cast<int>(h.length), LISTED_ITEM, ++r->top().items);
     r->set->elements++;
     r->at = r->behind;
@@ -327,7 +328,7 @@ static void take_item_end(Reading *r)
     }
     if (r->top().kind != LEVEL_ITEM || r->top().is_defined)
         return leave_out_delimiter(r);
-    link(r, make_node(r, r->at, r->behind, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
+    link_item_tag(r, make_node(r, r->at, r->behind, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
     r->set->elements++;
     close_level(r, BY_DELIMITER);
     r->at = r->behind;

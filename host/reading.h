@@ -24,6 +24,7 @@ struct Level {
     int segment;             // chain that its nodes go to
     int restored;            // its entry in Flat_Chain::restored, or -1
     int creators;            // those of its private blocks begin here
+    int told;                // Reading::told when it was opened
     unsigned int last_tag;   // of an item: to see whether the tags ascend
     Level_Kind kind;
     unsigned char mode;         // encoding of what is in it
@@ -53,7 +54,9 @@ struct Reading {
     unsigned short group, element;   // of the element that is being read
     int zeros_end;                   // end of the run of zero bytes that was looked at last
     int kept_from;                   // the pages of fragments in front of this were let go
+    int told;                        // reports so far
     int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
+    const DICOM_List *unopened;      // the last element of undefined length that no item follows
     std::vector<Level> levels;
     std::vector<Creator> creators;
     DICOM_Root root;                 // a cursor at the top level, for what is asked about a single node
@@ -91,7 +94,9 @@ void close_ended_levels(Reading *r);
 DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
                       unsigned short vr, int size);
 void link(Reading *r, DICOM_List *node);
+void link_item_tag(Reading *r, DICOM_List *tag);   // the same for an item or delimiter
 void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_number);
+
 
 // ---- damage.cpp -----------------------------------------------------------------------
 

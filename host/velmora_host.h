@@ -97,6 +97,7 @@ struct Opaque {
     int data_pos, size;   // its bytes in the source: items and, but for the last delimiter, all that is in them
     unsigned short group, element;   // its tag
     unsigned char mode;              // how they are encoded
+    bool is_faulty;                  // something was wrong in there, so that they cannot be copied as they are
 };
 
 // A data set that was loaded: its bytes, its tree, and how it was encoded. It is not copied.

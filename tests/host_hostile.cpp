@@ -1,0 +1,87 @@
+// Streams that fuzzing found: what stands in them is not lost, and stays where it belongs, on the way through a file.
+#include <gtest/gtest.h>
+
+#include "tests/host_saved.h"
+
+using namespace velmora_host;
+
+static const Tag REFERENCES = {0x0008, 0x1140}, CLASS = {0x0008, 0x1150}, UNKNOWN = {0x0029, 0x1001},
+                 CONTENT = {0x0040, 0xA730}, TEXT = {0x0040, 0xA160}, NAMES = {0x0040, 0x1010};
+static const int IMPLICIT = SYNTAX_IMPLICIT;
+
+// A sequence at this depth, in sequences of one item each.
+static Bytes nested(int depth, const Bytes &core, int syntax)
+{
+    return depth == 0 ? core : sequence(CONTENT, BY_LENGTH, {item({nested(depth - 1, core, syntax)}, BY_LENGTH, syntax)},
+                                        syntax);
+}
+
+TEST(HostHostile, KeepsAValueWithoutAVRInFrontOfAnItem)
+{
+    const Bytes odd("\1\2\3\4\5\6", 6), uid = element(CLASS, "UI", "1.2.3.40", IMPLICIT);
+    for (int depth : {0, 8}) {
+        SCOPED_TRACE(depth);
+        Bytes two = sequence(REFERENCES, BY_LENGTH,
+                             {item({uid, element(UNKNOWN, "", odd, IMPLICIT)}, BY_LENGTH, IMPLICIT),
+                              item({uid}, BY_LENGTH, IMPLICIT)},
+                             IMPLICIT);
+        Bytes stream = element({0x0008, 0x0060}, "CS", "CT", IMPLICIT) + nested(depth, two, IMPLICIT) +
+                       element({0x0040, 0xDB00}, "CS", "1234", IMPLICIT);
+        Loaded loaded(stream, MODE_IMPLICIT_LITTLE);
+        EXPECT_NE(loaded.tree().find("0029,1001 UN [" + odd + "]"), std::string::npos) << loaded.tree();
+        Save_Options options;
+        options.defined_lengths = true;
+        EXPECT_EQ(save(stream, MODE_IMPLICIT_LITTLE, options).body, stream);
+    }
+}
+
+TEST(HostHostile, KeepsAnElementWithoutAnItemApartFromTheDelimiterBehindIt)
+{
+    // The inner one ends with what it stands in: without an item, and without a delimiter of its own.
+    Bytes cut = element(CONTENT, "SQ", "", SYNTAX_EXPLICIT, 0xFFFFFFFF);
+    Bytes open = element(CONTENT, "SQ", item({cut}, BY_DELIMITER), SYNTAX_EXPLICIT, 0xFFFFFFFF);
+    open.resize(open.size() - 8);   // the delimiter of the item
+    Bytes stream = element({0x0008, 0x0060}, "CS", "CT") +
+                   sequence(REFERENCES, BY_LENGTH, {item({open}), item({element(CLASS, "UI", "1.2.3.40")})}) +
+                   element({0x0040, 0xDB00}, "CS", "1234");
+    Loaded loaded(stream, MODE_EXPLICIT_LITTLE);
+    EXPECT_EQ(loaded.tree(), "0008,0060 CS [CT]\n0008,1140 SQ\n item\n  0040,a730 SQ\n   item\n    0040,a730 SQ -1\n"
+                             " item\n  0008,1150 UI [1.2.3.40]\n0040,db00 CS [1234]\n");
+}
+
+TEST(HostHostile, WritesADamagedSequenceBelowTheNinthLevelAnew)
+{
+    const Bytes behind = element({0x0040, 0xDB00}, "CS", "1234");
+    const Bytes stray = item({element(TEXT, "UT", "text")}) + delimiter(ELEMENT_SEQUENCE_END) +
+                        item({element(TEXT, "UT", "more")});
+    const struct {
+        const char *name;
+        Bytes inside, kept;
+    } rows[] = {
+        {"a header that is cut", item({element(TEXT, "UT", "text")}) + Bytes("\xFE\xFF\x00\xE0", 4), "text"},
+        {"a delimiter in the middle", stray, "more"},
+        {"no items", element(TEXT, "UT", "text"), "text"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Bytes tenth = element(CONTENT, "SQ", row.inside);
+        Saved saved = save_as(element({0x0008, 0x0060}, "CS", "CT") + nested(9, tenth, SYNTAX_EXPLICIT) + behind,
+                              MODE_EXPLICIT_LITTLE, MODE_EXPLICIT_LITTLE);
+        ASSERT_TRUE(saved.done) << saved.error;
+        EXPECT_NE(saved.body.find(row.kept), Bytes::npos);
+        Loaded back(saved.bytes);
+        EXPECT_EQ(back.set.damages, 0) << back.warnings();
+        EXPECT_EQ(saved.body.substr(saved.body.size() - behind.size()), behind);
+    }
+}
+
+TEST(HostHostile, WritesItemsOfAnotherVRSoThatTheyAreFoundAgain)
+{
+    // Items by their length under a tag that is PN to the dictionary are bytes to a reader of implicit VR.
+    Bytes stream = element({0x0008, 0x0060}, "CS", "CT", IMPLICIT) +
+                   element(NAMES, "", item({element(TEXT, "", "text", IMPLICIT)}, BY_LENGTH, IMPLICIT) +
+                                          delimiter(ELEMENT_SEQUENCE_END, IMPLICIT), IMPLICIT, 0xFFFFFFFF);
+    Save_Options options;
+    options.defined_lengths = true;
+    EXPECT_EQ(save(stream, MODE_IMPLICIT_LITTLE, options).body, stream);
+}
