@@ -67,6 +67,8 @@ static bool is_same_vr(const Sides &sides, const DICOM_List *a, const DICOM_List
         return true;
     if (a->item != nullptr && !is_encapsulated(a) && b->vr_explicit == VR_SQ)
         return true;   // what holds items is a sequence, whatever its VR said
+    if (a->vr_explicit == VR_UH && b->vr_explicit == VR_US)
+        return true;
     return b->vr_explicit == VR_UN && (vr_form(a->vr_explicit).is_later ? sides.options->later_vrs_as_un
                                                                         : a->size > 65535 || a->vr_explicit == VR_SQ);
 }
