@@ -39,6 +39,7 @@ endfunction()
 # Programs: the host, the tests, the examples.
 function(velmora_program_settings target)
     target_compile_features(${target} PRIVATE cxx_std_20)
+    target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)   # large files on 32 bits
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     velmora_warnings(${target})
     # gcc 12 takes the appending of short std::strings for an overlapping copy (its bug 105651).

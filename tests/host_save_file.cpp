@@ -25,7 +25,7 @@ static Bytes bytes_of(const std::string &path)
     FILE *file = fopen(path.c_str(), "rb");
     if (file == nullptr)
         return "not there";
-    bytes.resize(std::filesystem::file_size(path, ignored));
+    bytes.resize(static_cast<size_t>(std::filesystem::file_size(path, ignored)));
     bytes.resize(fread(bytes.data(), 1, bytes.size(), file));
     fclose(file);
     return bytes;
