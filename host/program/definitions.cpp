@@ -13,7 +13,6 @@
 #include "host/program/output.h"
 
 static const char SUFFIX[] = ".txt";
-static const char BESIDE_PROGRAM[] = "/../share/velmora/definitions";
 
 static bool is_folder(const std::string &path)
 {
@@ -29,15 +28,19 @@ bool use_definitions(const std::string &directory)
     return DICOM_Module_Setup(nullptr, place.c_str()) != nullptr;
 }
 
-// The folder of this program, empty when that cannot be told.
-static std::string folder_of_program()
+// The definitions beside this program, empty when there are none.
+static std::string place_beside_program()
 {
     char path[4096];
     ssize_t length = readlink("/proc/self/exe", path, sizeof path);
     if (length <= 0 || length == sizeof path)
         return "";
-    std::string text(path, static_cast<size_t>(length));
-    return text.substr(0, text.find_last_of('/'));
+    std::string place(path, static_cast<size_t>(length));
+    place.replace(place.find_last_of('/') + 1, std::string::npos, VELMORA_DEFINITIONS_BESIDE);
+    char *whole = realpath(place.c_str(), nullptr);
+    place = whole != nullptr ? whole : "";
+    free(whole);
+    return place;
 }
 
 void find_definitions()
@@ -49,12 +52,8 @@ void find_definitions()
                      quoted(named).c_str());
         return;
     }
-    std::string folder = folder_of_program();
-    for (const std::string &place :
-         {std::string(VELMORA_INSTALLED_DEFINITIONS), folder.empty() ? "" : folder + BESIDE_PROGRAM,
-          std::string(VELMORA_SOURCE_DEFINITIONS)})
-        if (!place.empty() && use_definitions(place))
-            return;
+    std::string beside = place_beside_program();
+    use_definitions(beside.empty() ? VELMORA_INSTALLED_DEFINITIONS : beside);
 }
 
 std::string definitions_place()

@@ -7,9 +7,9 @@
 
 #include "host/velmora_host.h"
 
-// Sets the directory up for the library: what VELMORA_DEFINITIONS names; else the one that was installed, where it was
-// meant to be or beside this program; else that of the source tree. What VELMORA_DEFINITIONS names has to be there;
-// otherwise that is said, and there is none.
+// Sets the directory up for the library: what VELMORA_DEFINITIONS names; else the one beside this program, so that an
+// installed tree can be moved; else the one that was meant to be installed. What VELMORA_DEFINITIONS names has to be
+// there; otherwise that is said, and there is none.
 void find_definitions();
 
 // Sets this directory up. False: there is none of that name.

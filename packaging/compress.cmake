@@ -1,0 +1,10 @@
+# compress_files(LIST FOLDER): compresses the files that the list names into the folder, and makes it name the results.
+function(compress_files list folder)
+    set(results "")
+    foreach(file IN LISTS ${list})
+        cmake_path(GET file FILENAME name)
+        file(ARCHIVE_CREATE OUTPUT ${folder}/${name}.gz PATHS ${file} FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
+        list(APPEND results ${folder}/${name}.gz)
+    endforeach()
+    set(${list} ${results} PARENT_SCOPE)
+endfunction()
