@@ -63,21 +63,26 @@ static const Kind KINDS[] = {
     {2, 3, 9, 13, true, false}, {3, 4, 6, 5, false, true},
 };
 
+static unsigned int below(std::mt19937 &random, unsigned int limit)
+{
+    return static_cast<unsigned int>(random() % limit);
+}
+
 static DICOM_List *random_chain(std::mt19937 &random, const Kind &kind, int level)
 {
     static const int FLAGS[] = {0, ORIGIN_DICOM, ORIGIN_MODULE, ORIGIN_MODULE, ORIGIN_MODULE | FLAG_APPEND,
                                 ORIGIN_DICOM | FLAG_FORCED, ORIGIN_DICOM | FLAG_DEFAULT, FLAG_GUESSED_VR};
     Tree chain;
-    unsigned int nodes = 1 + random() % (level == 0 ? kind.nodes : (kind.nodes + 2) / 3);
-    unsigned int tag = random() % 2;
+    unsigned int nodes = 1 + below(random, level == 0 ? kind.nodes : (kind.nodes + 2) / 3);
+    unsigned int tag = below(random, 2);
     for (unsigned int i = 0; i < nodes; i++) {
-        tag = kind.is_sorted && random() % 8 != 0 ? tag + random() % 3 : random() % kind.tags;
+        tag = kind.is_sorted && below(random, 8) != 0 ? tag + below(random, 3) : below(random, kind.tags);
         const char *vr = random() % 3 != 0 ? "LO" : "";
-        unsigned int bytes = random() % 5;
+        unsigned int bytes = below(random, 5);
         DICOM_List *node =
             chain.append({0x0040, static_cast<unsigned short>(tag % kind.tags)}, vr, Bytes(bytes > 3 ? 0 : bytes, 'a'));
         node->flag = static_cast<unsigned short>(FLAGS[random() % std::size(FLAGS)]);
-        for (unsigned int items = random() % 3; level < kind.levels && random() % 10 < kind.sequences && items > 0; items--)
+        for (unsigned int items = below(random, 3); level < kind.levels && random() % 10 < kind.sequences && items > 0; items--)
             add_item(node, {});
         for (int item = 0; item < node->nb_item; item++)
             node->item[item] = random() % 10 != 0 ? random_chain(random, kind, level + 1) : nullptr;
@@ -91,7 +96,7 @@ static void set_depths(std::mt19937 &random, const Kind &kind, DICOM_List *list,
 {
     for (; list != nullptr; list = list->next) {
         bool is_wrong = kind.has_wrong_depths && random() % 6 == 0;
-        list->depth = static_cast<unsigned char>(is_wrong ? random() % 4 : static_cast<unsigned int>(depth));
+        list->depth = static_cast<unsigned char>(is_wrong ? below(random, 4) : static_cast<unsigned int>(depth));
         for (int i = 0; i < list->nb_item; i++)
             set_depths(random, kind, list->item[i], depth + 1);
     }
