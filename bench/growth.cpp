@@ -1,5 +1,5 @@
-// The same work on 1,000 to 1,000,000 elements, at the top level and in items of ten: the time of an element should stay
-// the same. What it grows by is the memory: a large tree does not fit the processor's caches.
+// The same work on 1,000 to 1,000,000 elements, at the top level and in items of ten: the time of an element should
+// stay the same. What it grows by is the memory: a large tree does not fit the processor's caches.
 #include <benchmark/benchmark.h>
 
 #include <string.h>
@@ -143,7 +143,8 @@ static int register_cases()
     for (const Work &work : works)
         for (const Shape &shape : shapes)
             for (int elements : {1000, 10000, 100000, 1000000}) {
-                std::string name = std::string("growth/") + work.name + "/" + shape.name + "/" + std::to_string(elements);
+                std::string place = std::string(shape.name) + "/" + std::to_string(elements);
+                std::string name = std::string("growth/") + work.name + "/" + place;
                 benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
                     Stream stream = shape.make(elements);   // made when its turn comes: all of them take much room
                     work.run(state, stream);

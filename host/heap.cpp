@@ -1,5 +1,5 @@
-// The heap of a program that reads large data sets. The nodes and values of a tree are blocks of malloc, so that anybody
-// can release them one by one; a million of them lie on tens of thousands of pages, and to make each page when it is
+// The heap of a program that reads large data sets. The nodes and values of a tree are blocks of malloc, so that they
+// can be released one by one; a million of them lie on tens of thousands of pages, and to make each page when it is
 // first touched takes a third of the time of a whole load. In huge pages it takes a tenth of that.
 #include "host/host_internal.h"
 

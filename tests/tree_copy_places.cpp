@@ -63,9 +63,9 @@ static const Kind KINDS[] = {
     {2, 3, 9, 13, true, false}, {3, 4, 6, 5, false, true},
 };
 
-static unsigned int below(std::mt19937 &random, unsigned int limit)
+static unsigned int below(std::mt19937 &random, unsigned int n)
 {
-    return static_cast<unsigned int>(random() % limit);
+    return static_cast<unsigned int>(random() % n);
 }
 
 static DICOM_List *random_chain(std::mt19937 &random, const Kind &kind, int level)
@@ -77,15 +77,16 @@ static DICOM_List *random_chain(std::mt19937 &random, const Kind &kind, int leve
     unsigned int tag = below(random, 2);
     for (unsigned int i = 0; i < nodes; i++) {
         tag = kind.is_sorted && below(random, 8) != 0 ? tag + below(random, 3) : below(random, kind.tags);
-        const char *vr = random() % 3 != 0 ? "LO" : "";
+        const char *vr = below(random, 3) != 0 ? "LO" : "";
         unsigned int bytes = below(random, 5);
         DICOM_List *node =
             chain.append({0x0040, static_cast<unsigned short>(tag % kind.tags)}, vr, Bytes(bytes > 3 ? 0 : bytes, 'a'));
-        node->flag = static_cast<unsigned short>(FLAGS[random() % std::size(FLAGS)]);
-        for (unsigned int items = below(random, 3); level < kind.levels && random() % 10 < kind.sequences && items > 0; items--)
+        node->flag = static_cast<unsigned short>(FLAGS[below(random, std::size(FLAGS))]);
+        bool is_sequence = level < kind.levels && below(random, 10) < kind.sequences;
+        for (unsigned int items = is_sequence ? below(random, 4) : 0; items > 0; items--)
             add_item(node, {});
         for (int item = 0; item < node->nb_item; item++)
-            node->item[item] = random() % 10 != 0 ? random_chain(random, kind, level + 1) : nullptr;
+            node->item[item] = below(random, 10) != 0 ? random_chain(random, kind, level + 1) : nullptr;
     }
     DICOM_List *head = chain.head;
     chain.head = nullptr;
@@ -95,7 +96,7 @@ static DICOM_List *random_chain(std::mt19937 &random, const Kind &kind, int leve
 static void set_depths(std::mt19937 &random, const Kind &kind, DICOM_List *list, int depth)
 {
     for (; list != nullptr; list = list->next) {
-        bool is_wrong = kind.has_wrong_depths && random() % 6 == 0;
+        bool is_wrong = kind.has_wrong_depths && below(random, 6) == 0;
         list->depth = static_cast<unsigned char>(is_wrong ? below(random, 4) : static_cast<unsigned int>(depth));
         for (int i = 0; i < list->nb_item; i++)
             set_depths(random, kind, list->item[i], depth + 1);
@@ -112,15 +113,15 @@ static Made made_by(bool is_plain, unsigned int seed)
 {
     std::mt19937 random(seed);
     const Kind &kind = KINDS[seed % std::size(KINDS)];
-    Tree target(random() % 5 != 0 ? random_chain(random, kind, 0) : nullptr);
+    Tree target(below(random, 5) != 0 ? random_chain(random, kind, 0) : nullptr);
     set_depths(random, kind, target.head, 0);
     Reports said;
     Made made = {};
     DICOM_Root root = {};
     for (int copies = 0; copies < 3; copies++) {
         Tree source(random_chain(random, kind, 0));
-        if (random() % 3 == 0) {   // into an item
-            DICOM_Attribute_Sequence_Start(nullptr, &root, 0x0040, static_cast<unsigned short>(random() % 3), 0, 0);
+        if (below(random, 3) == 0) {   // into an item
+            DICOM_Attribute_Sequence_Start(nullptr, &root, 0x0040, static_cast<unsigned short>(below(random, 3)), 0, 0);
             DICOM_Attribute_Item_Start(nullptr, &root, 0);
         }
         made.result += is_plain ? plain_copy(&root, &target.head, source.head)

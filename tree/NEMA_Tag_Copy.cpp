@@ -204,8 +204,10 @@ static DICOM_List **find_chain(HWND window, DICOM_Root *root, DICOM_List **list,
 {
     int depth = root->Sequence_Depth;
     DICOM_List *sequence = sequence_around(root, places);
-    DICOM_List **chain = sequence == nullptr ? list : item_slot(window, sequence, root->Item_Number[depth] - 1, nullptr);
-    int level = sequence == nullptr ? -1 : depth - 1;
+    DICOM_List **chain = list;
+    if (sequence != nullptr)
+        chain = item_slot(window, sequence, root->Item_Number[depth] - 1, nullptr);
+    int level = sequence != nullptr ? depth - 1 : -1;
     *is_lasting = true;
     while (chain != nullptr && *chain != nullptr && (*chain)->depth < depth) {
         *is_lasting &= level < 0 || (*chain)->depth == level + 1;
