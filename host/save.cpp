@@ -275,6 +275,22 @@ static void give_head_back(DICOM_List **tree, DICOM_List *head)
         (*tree)->last = nullptr;
 }
 
+// A value of the head as the library's writer can write it.
+static bool prepare_head_value(const Saving &saving, DICOM_List *node)
+{
+    static const int MOST_IN_SHORT_FORM = 65534;   // with an even length
+    if (!fetch_value(*saving.set, node))
+        return false;
+    if (node->data == nullptr || node->item != nullptr)
+        return true;
+    const VR_Form &form = vr_form(true_vr(node));
+    char padding = padding_of(node);
+    if (form.is_later || (!form.is_long && node->size > MOST_IN_SHORT_FORM))
+        node->vr_explicit = VR_UN;
+    bool is_padded = saving.options->even_lengths && node->size % 2 != 0;
+    return !is_padded || set_value(node, std::string(node->data, static_cast<size_t>(node->size)) + padding);
+}
+
 // The head says what is in the file (DICOM PS3.10, 7.1); what else it said stays.
 static bool make_head(const Saving *saving, DICOM_List **head)
 {
@@ -286,7 +302,7 @@ static bool make_head(const Saving *saving, DICOM_List **head)
     };
     const Data_Set &set = *saving->set;
     for (DICOM_List *node = *head; node != nullptr; node = node->next)
-        if (!fetch_value(set, node))
+        if (!prepare_head_value(*saving, node))
             return false;
     DICOM_Root root = {};
     drop_from_head(head, 0x0001);

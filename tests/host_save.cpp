@@ -50,6 +50,31 @@ TEST(HostSave, WritesAHeadThatSaysWhatIsInTheFile)
                   element({0x0002, 0x0000}, "UL", number_32(static_cast<uint32_t>(rest.size()))) + rest);
 }
 
+TEST(HostSave, WritesWhatElseTheHeadHolds)
+{
+    Bytes private_id = element({0x0002, 0x0100}, "UI", Bytes("1.2.3\0", 6));
+    Bytes head = part10_head("1.2.840.10008.1.2.1") + private_id;
+    Save_Options options;
+    options.even_lengths = true;
+    const struct {
+        const char *name;
+        Bytes read, written;
+    } rows[] = {
+        {"bytes of an odd length", element({0x0002, 0x0102}, "OB", "odd"),
+         element({0x0002, 0x0102}, "OB", Bytes("odd\0", 4))},
+        {"a VR of today", element({0x0002, 0x0110}, "UC", "text"), element({0x0002, 0x0110}, "UN", "text")},
+        {"too long by its padding", element({0x0002, 0x0110}, "LT", Bytes(65535, 't')),
+         element({0x0002, 0x0110}, "UN", Bytes(65535, 't') + " ")},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Saved saved = save(head + row.read + FIRST, MODE_UNKNOWN, options);
+        ASSERT_TRUE(saved.done) << saved.error;
+        EXPECT_TRUE(saved.bytes.find(private_id + row.written + FIRST) != Bytes::npos);
+        EXPECT_EQ(saved.body, FIRST);
+    }
+}
+
 TEST(HostSave, NamesTheSyntaxThatIsWritten)
 {
     Bytes jpeg = element(PIXELS, "OB", fragments({"", "AB"}), 8, 0xFFFFFFFF), native = element(PIXELS, "OW", "12");
@@ -367,8 +392,8 @@ TEST(HostSave, WritesUnknownSequencesAsImplicitVR)
               element({0x0008, 0x0060}, "", "CT", 0) + element({0x0029, 0x1001}, "", inside, 0, 0xFFFFFFFF));
 }
 
-// A sequence in a sequence, so many of them, around values that have a byte order: one of a size that is copied into the
-// tree but not into the stream, and one that stays in the source.
+// A sequence in a sequence, so many of them, around values that have a byte order: one of a size that is copied into
+// the tree but not into the stream, and one that stays in the source.
 static Bytes nested(int depth, int syntax, Ending ending)
 {
     Bytes large(1000, '\1');

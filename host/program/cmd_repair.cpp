@@ -38,7 +38,7 @@ static void report_stream(const Data_Set &set, Repair_Report *report)
     if (!set.has_head)
         report_repair(report, "a head (group 0002) made");
     if (set.damages > 0)
-        report_repair(report, "written without the faults of the stream that were met");
+        report_repair(report, "what could be read of a damaged stream is written");
 }
 
 static bool repair_inner(Data_Set *inner, void *, std::string *)
