@@ -47,17 +47,18 @@ EXCEPTIONS = {
     "blank-vr": "no VR stands in the explicit stream, but other bytes: the dictionary and the pixels tell it",
     "unknown-vr": "a VR that the standard does not know is written as UN",
     "long-un": "a value that is too long for its VR's length field is a UN in explicit VR",
-    "damaged": "a value, item or sequence that the original cuts off, or that hides in bytes that could not be read",
+    "cut": "a remark on an odd length, of a value that the end of the original cuts off: what is there is kept",
+    "no-items": "a sequence by the dictionary, whose bytes are no items: they are kept, as UN where VRs stand",
     "head": "a compressed syntax without pixel data to compress is not called so any more after implicit or big",
-    "same-value": "a remark on a value that stands so in the original, where the peer took it for UN or did not read it",
+    "same-value": "a remark on a value that is so in the original, where the peer took it for UN or did not get to it",
     "unknown-sequence": "dcmdump remarks on sequences of implicit VR that its dictionary does not know",
     "unknown-tag": "pydicom remarks on attributes of implicit VR that its dictionary does not know",
-    "big-unknown": "a UN of undefined length is little endian in any syntax (DICOM PS3.5, 6.2.2); pydicom and gdcm take "
-                   "it for big",
+    "big-unknown": "a UN of undefined length is little endian in any syntax (DICOM PS3.5, 6.2.2); pydicom and gdcm "
+                   "take it for big",
 }
 
-# told: the VR stands in the stream; open: of undefined length
-Element = collections.namedtuple("Element", "path tag vr value told open")
+# told: the VR stands in the stream; open: of undefined length; items: the bytes of a sequence with a length
+Element = collections.namedtuple("Element", "path tag vr value told open items", defaults=(b"",))
 DIRECTORY_OFFSETS = ("0004,1200", "0004,1202", "0004,1400", "0004,1420", "0004,1504")
 UNITS = dict(AT=2, FD=8, FL=4, OD=8, OF=4, OL=4, OV=8, OW=2, SL=4, SS=2, SV=8, UL=4, US=2, UV=8)
 
@@ -159,7 +160,8 @@ class Listing:
         if length == -1 and tag == "7fe0,0010":
             return Element(where, tag, vr, fragments(body, offset, ">" if big else "<"), told, True)
         if length == -1 or vr == "SQ":
-            return Element(where, tag, "SQ" if vr != "UN" else vr, b"", told, length == -1)
+            return Element(where, tag, "SQ" if vr != "UN" else vr, b"", told, length == -1,
+                           body[offset:offset + max(length, 0)])
         value = body[offset:offset + length]
         if big and vr in UNITS and not self.stands_as_un(body, offset, tag):
             value = turned(value, UNITS[vr])
@@ -211,7 +213,9 @@ def compare(step, a, b, syntaxes):
     for x, y in zip(ours, theirs):
         place = "%s %s" % (x.path, x.tag)
         if x.value != y.value and not (has_items(x) and has_items(y)):
-            yield Difference(step, "%s: value of %d bytes became one of %d" % (place, len(x.value), len(y.value)), None)
+            reason = "no-items" if x.vr == "SQ" and y.vr == "UN" and x.items == y.value else None
+            what = "%s: value of %d bytes became one of %d" % (place, len(x.value), len(y.value))
+            yield Difference(step, what, reason)
         if x.vr != y.vr:
             yield Difference(step, "%s: VR %s became %s" % (place, x.vr, y.vr), reason_for_vr(x, y, syntaxes))
 
@@ -284,6 +288,10 @@ def reason_for_remark(peer, remark, syntax, original, listing):
         before = {(e.path, e.tag): e.value for e in original.elements}
         if any(e.vr == vr and is_faulty(e, vr) and before.get((e.path, e.tag)) == e.value for e in listing.elements):
             return "same-value"
+    if peer == "dcmdump" and "is odd" in remark and "bytes that are there are kept" in original.messages:
+        return "cut"
+    if peer == "dcmdump" and "is odd" in remark and "lenght is odd" in original.messages:
+        return "same-value"
     if peer == "dcmdump" and syntax == "implicit" and "VR UN and undefined length" in remark:
         return "unknown-sequence"
     if peer == "pydicom" and syntax == "implicit" and remark.startswith("Unknown DICOM tag"):
@@ -317,8 +325,6 @@ def check_file(job):
     if not original.readable or not original.elements:
         return path, None, []
     name = os.path.join(folder, "%d-%s" % (os.getpid(), abs(hash(path))))
-    damaged = any(word in original.messages for word in ("reaches beyond", "are not read", "are skipped", "ends here",
-                                                         "ends inside", "was expected", "outside of any"))
 
     def convert(source, syntax, suffix):
         target = "%s.%s" % (name, suffix)
@@ -355,8 +361,6 @@ def check_file(job):
     for each in os.listdir(folder):
         if os.path.join(folder, each).startswith(name + "."):
             os.unlink(os.path.join(folder, each))
-    if damaged:
-        differences = [d if d.reason else d._replace(reason="damaged") for d in differences]
     return path, len(original.elements), differences
 
 
