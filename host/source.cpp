@@ -29,7 +29,6 @@ struct Mapping {
 static const int MAPPINGS = 64;
 static Mapping mappings[MAPPINGS];   // static: a signal handler reaches nothing else
 static struct sigaction older_action;
-static std::atomic<bool> handler_stands;
 
 static uintptr_t page_size()
 {
@@ -52,8 +51,8 @@ static void mend_mapping(int, siginfo_t *info, void *)
             MAP_FAILED)
             break;
         int64_t offset = static_cast<int64_t>(page - start), known = mapping.missing.load();
-        if (known < 0 || offset < known)
-            mapping.missing.store(offset);
+        while ((known < 0 || offset < known) && !mapping.missing.compare_exchange_weak(known, offset))
+            continue;
         errno = error;
         return;
     }
@@ -61,15 +60,20 @@ static void mend_mapping(int, siginfo_t *info, void *)
     errno = error;
 }
 
-static void stand_by()
+static bool set_handler()
 {
-    if (handler_stands.exchange(true))
-        return;
     struct sigaction action = {};
     action.sa_sigaction = mend_mapping;
     action.sa_flags = SA_SIGINFO | SA_NODEFER;
     sigemptyset(&action.sa_mask);
-    sigaction(SIGBUS, &action, &older_action);
+    return sigaction(SIGBUS, &action, &older_action) == 0;
+}
+
+// Once, and before any of several threads goes on.
+static void stand_by()
+{
+    static const bool stands = set_handler();
+    static_cast<void>(stands);
 }
 
 static int take_slot(const void *start, size_t bytes)

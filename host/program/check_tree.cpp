@@ -421,6 +421,8 @@ Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *ta
         teller->finish();
     }
     take_reports(nullptr, nullptr);
+    if (result == LOADED && kept == nullptr)
+        teller->is_whole = finish_input(input, own, STATUS_DONE) == STATUS_DONE;
     release_data_set(&own);
     return result;
 }

@@ -55,6 +55,8 @@ static int check_input(const Input &input, Tally *tally, void *user)
     tally->own[REMARKS] += teller.remarks;
     bool is_clean = teller.warnings == 0 && teller.remarks == 0;
     tally->own[FILES_WITH_FINDINGS] += !is_clean;
+    if (!teller.is_whole)
+        return STATUS_UNREADABLE;
     return is_clean ? STATUS_DONE : STATUS_FOUND;
 }
 

@@ -222,13 +222,13 @@ static void compare_chains(Diff *diff, const std::string &path, const Side &a, c
 static int compare_files(Diff *diff, const std::string &path_a, const std::string &path_b)
 {
     Data_Set sets[2];
-    const std::string *paths[] = {&path_a, &path_b};
+    Input inputs[2] = {{path_a, path_a, false, ""}, {path_b, path_b, false, ""}};
+    diff->name_a = name_of(inputs[0]);
+    diff->name_b = name_of(inputs[1]);
     int status = STATUS_DONE;
     for (int i = 0; i < 2; i++) {
         Tally tally;
-        Input input = {*paths[i], *paths[i], false, ""};
-        (i == 0 ? diff->name_a : diff->name_b) = name_of(input);
-        status = worse(status, load_input(input, Load_Options(), &sets[i], &tally));
+        status = worse(status, load_input(inputs[i], Load_Options(), &sets[i], &tally));
         if (sets[i].tree != nullptr)
             make_editable(&sets[i]);
     }
@@ -240,8 +240,10 @@ static int compare_files(Diff *diff, const std::string &path_a, const std::strin
         end_file(nullptr);
         status = diff->found > 0 ? STATUS_FOUND : STATUS_DONE;
     }
-    release_data_set(&sets[0]);
-    release_data_set(&sets[1]);
+    for (int i = 0; i < 2; i++) {
+        status = finish_input(inputs[i], sets[i], status);
+        release_data_set(&sets[i]);
+    }
     return status;
 }
 

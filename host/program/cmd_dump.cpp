@@ -73,7 +73,7 @@ static int dump_page(const Dump_Work &work, const Input &input, Data_Set *set, T
         return STATUS_UNREADABLE;
     }
     dump_html(*set, name_of(input), !work.has_names, found, work.only);
-    return STATUS_DONE;
+    return finish_input(input, *set, STATUS_DONE);
 }
 
 static int dump_input(const Input &input, Tally *tally, void *user)
@@ -94,7 +94,7 @@ static int dump_input(const Input &input, Tally *tally, void *user)
     begin_file(name_of(input));
     show(work, input.path, &set);
     end_file(&set);
-    return STATUS_DONE;
+    return finish_input(input, set, STATUS_DONE);
 }
 
 // ---- options --------------------------------------------------------------------------

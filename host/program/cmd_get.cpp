@@ -142,7 +142,7 @@ static int get_input(const Input &input, Tally *tally, void *user)
         if (find_attributes(set, path, work->everywhere, take_found, work) == 0)
             status = STATUS_FOUND;
     end_file(&set);
-    return status;
+    return finish_input(input, set, status);
 }
 
 // ---- options --------------------------------------------------------------------------

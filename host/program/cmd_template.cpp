@@ -149,6 +149,7 @@ static int find_by_file(const std::string &path, std::string *name)
     int status = load_input(input, Load_Options(), &set, &tally);
     if (status == STATUS_DONE && !find_kind(set, name))
         complain_about(path, "its SOP class has no template; this is that of any other image");
+    status = finish_input(input, set, status);
     release_data_set(&set);
     return status;
 }

@@ -39,6 +39,7 @@ struct Finding_Teller {
     Finding_Form form;
     bool shows_all;     // else what repeats is counted
     std::string file;   // its name
+    bool is_whole = true;   // false: the file became shorter meanwhile, which was said
     int64_t warnings = 0, remarks = 0;
     std::vector<Finding> kept;   // the first of them, of the form FINDINGS_KEPT
 

@@ -43,6 +43,16 @@ int load_input(const Input &input, const Load_Options &options, Data_Set *set, T
     return STATUS_DONE;
 }
 
+int finish_input(const Input &input, const Data_Set &set, int status)
+{
+    int64_t missing = missing_from(set.source);
+    if (missing < 0)
+        return status;
+    complain_about(name_of(input), "became shorter, or could not be read, while it was in use; from offset " +
+                                       std::to_string(missing) + " on zero bytes stood for what is missing");
+    return STATUS_UNREADABLE;
+}
+
 int work_on_file(const Input &input, File_Fct work, void *user, Tally *tally)
 {
     try {

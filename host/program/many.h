@@ -41,6 +41,10 @@ std::string name_of(const Input &input);
 int load_input(const Input &input, const velmora_host::Load_Options &options, velmora_host::Data_Set *set,
                Tally *tally);
 
+// To be called when the work on a loaded file is done. Returns the status; STATUS_UNREADABLE, which was said, when the
+// file was made shorter meanwhile.
+int finish_input(const Input &input, const velmora_host::Data_Set &set, int status);
+
 // ---- options --------------------------------------------------------------------------
 
 extern const Option_Table many_options;

@@ -18,6 +18,16 @@ static size_t held = 0;
 static int failure = 0;   // errno of the first failed write
 static const Diversion *diverted = nullptr;
 
+// Bytes of a mapped file that became shorter are no address to write from. To read one puts zero bytes there, and it is
+// noted where the file ends now. See host/source.cpp.
+static void touch_pages(const char *bytes, size_t count)
+{
+    static const size_t SMALLEST_PAGE = 4096;
+    for (size_t at = 0; at < count; at += SMALLEST_PAGE)
+        static_cast<void>(*static_cast<const volatile char *>(bytes + at));
+    static_cast<void>(*static_cast<const volatile char *>(bytes + count - 1));
+}
+
 static void write_all(const char *bytes, size_t count)
 {
     if (diverted != nullptr) {
@@ -27,10 +37,15 @@ static void write_all(const char *bytes, size_t count)
     }
     if (count > 0)
         clear_progress();
-    while (count > 0 && failure == 0) {
+    for (bool is_touched = false; count > 0 && failure == 0;) {
         ssize_t done = write(STDOUT_FILENO, bytes, count);
         if (done < 0 && errno == EPIPE)
             _exit(STATUS_DONE);
+        if (done < 0 && errno == EFAULT && !is_touched) {
+            is_touched = true;
+            touch_pages(bytes, count);
+            continue;
+        }
         if (done < 0 && errno != EINTR)
             failure = errno;
         if (done > 0) {

@@ -228,7 +228,7 @@ static int write_loaded(const Writing &writing, const Input &input, Data_Set *se
     end_file(set);
     if (!done && !error.empty())
         complain_about(writing.is_target_open ? name : input.output == "-" ? "standard output" : input.output, error);
-    return done ? STATUS_DONE : STATUS_UNREADABLE;
+    return done ? finish_input(input, *set, STATUS_DONE) : static_cast<int>(STATUS_UNREADABLE);
 }
 
 static int write_one(const Input &input, Tally *tally, void *user)
