@@ -1,7 +1,10 @@
 // Stands between a program and the system, as LD_PRELOAD, and makes some calls fail. VELMORA_FAULTS tells which, as
 // CALL:WHAT:FROM, split by commas: from the n-th call of that kind on, WHAT happens. WHAT is "short" (a part of the bytes
 // is moved), EINTR (every second time), or another error. "shrink:PATH:FROM" makes a file shorter, once, as soon as n
-// mappings of files have been made; for n of 0, as soon as something is written to standard output. Only calls on files of /tmp, on standard output and on sockets are touched.
+// mappings of files have been made; for n of 0, as soon as something is written to standard output. Only calls on files
+// of /tmp, on standard output and on sockets are touched.
+// The calls stand here under both of their names, for files of less than 2 GiB and of any size.
+#undef _FILE_OFFSET_BITS
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -85,19 +88,33 @@ extern "C" ssize_t write(int file, const void *bytes, size_t count)
     return real<ssize_t(int, const void *, size_t)>("write")(file, bytes, fault == 0 && count > 7 ? count / 2 : count);
 }
 
-extern "C" int open(const char *path, int flags, ...)
+static int open_as(const char *name, const char *path, int flags, unsigned int mode)
 {
     static int calls = 0;
-    va_list more;
-    va_start(more, flags);
-    unsigned int mode = va_arg(more, unsigned int);
-    va_end(more);
     int fault = strncmp(path, "/tmp/", 5) == 0 ? fault_of("open", &calls) : -1;
     if (fault > 0) {
         errno = fault;
         return -1;
     }
-    return real<int(const char *, int, ...)>("open")(path, flags, mode);
+    return real<int(const char *, int, ...)>(name)(path, flags, mode);
+}
+
+extern "C" int open(const char *path, int flags, ...)
+{
+    va_list more;
+    va_start(more, flags);
+    unsigned int mode = va_arg(more, unsigned int);
+    va_end(more);
+    return open_as("open", path, flags, mode);
+}
+
+extern "C" int open64(const char *path, int flags, ...)
+{
+    va_list more;
+    va_start(more, flags);
+    unsigned int mode = va_arg(more, unsigned int);
+    va_end(more);
+    return open_as("open64", path, flags, mode);
 }
 
 extern "C" int fsync(int file)
@@ -129,13 +146,25 @@ extern "C" int rename(const char *from, const char *to)
     return fault > 0 ? -1 : real<int(const char *, const char *)>("rename")(from, to);
 }
 
-extern "C" void *mmap(void *at, size_t size, int rights, int flags, int file, off_t offset)
+static void shrink_behind_mapping(int file)
 {
     static int calls = 0;
-    void *room = real<void *(void *, size_t, int, int, int, off_t)>("mmap")(at, size, rights, flags, file, offset);
     int from = 0;
     const char *shrinks = file >= 0 ? file_to_shrink(&from) : nullptr;
     if (shrinks != nullptr && ++calls == from && truncate(shrinks, 8192) != 0)
         abort();
+}
+
+extern "C" void *mmap(void *at, size_t size, int rights, int flags, int file, off_t offset)
+{
+    void *room = real<void *(void *, size_t, int, int, int, off_t)>("mmap")(at, size, rights, flags, file, offset);
+    shrink_behind_mapping(file);
+    return room;
+}
+
+extern "C" void *mmap64(void *at, size_t size, int rights, int flags, int file, off64_t offset)
+{
+    void *room = real<void *(void *, size_t, int, int, int, off64_t)>("mmap64")(at, size, rights, flags, file, offset);
+    shrink_behind_mapping(file);
     return room;
 }
