@@ -69,7 +69,7 @@ static void expect_sound_run(const std::vector<std::string> &command, const File
     unlink(files.out.c_str());
     Outcome run = run_here(arguments);
     EXPECT_TRUE(run.status == STATUS_DONE || run.status == STATUS_FOUND || run.status == STATUS_UNREADABLE)
-        << run.status;
+        << run.status << run.err;
     EXPECT_TRUE(is_harmless(run.out)) << run.out;
     EXPECT_TRUE(is_harmless(run.err)) << run.err;
     EXPECT_TRUE(run.status != STATUS_UNREADABLE || run.err != "") << "a failure is told";

@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <utility>
 
 #include "host/program/messages.h"
 #include "tree/DICOM_Constants.h"
@@ -16,15 +17,26 @@ static void take_row(void *, const char *line)
 {
     if (strncmp(line, " (", 2) != 0 || strlen(line) < 13 || line[6] != ',' || line[11] != ')')
         return;
-    Dictionary_Row row = {std::string(line + 2, 4), std::string(line + 7, 4), nullptr};
+    Dictionary_Row row = {std::string(line + 2, 4), std::string(line + 7, 4), 0, 0, nullptr};
     std::string group = row.group_text, element = row.element_text;
     for (std::string *half : {&group, &element})
         for (char &c : *half)
             c = c == 'x' ? '0' : c;
-    row.row = NEMA_db_Locate(static_cast<unsigned short>(strtoul(group.c_str(), nullptr, 16)),
-                             static_cast<unsigned short>(strtoul(element.c_str(), nullptr, 16)));
-    if (row.row != nullptr)
-        rows.push_back(row);
+    row.group = static_cast<unsigned short>(strtoul(group.c_str(), nullptr, 16));
+    row.element = static_cast<unsigned short>(strtoul(element.c_str(), nullptr, 16));
+    rows.push_back(row);
+}
+
+// The rows are the library's, which may have let go of them and built them anew since the last time.
+static void look_rows_up()
+{
+    size_t kept = 0;
+    for (Dictionary_Row &row : rows) {
+        row.row = NEMA_db_Locate(row.group, row.element);
+        if (row.row != nullptr)
+            std::swap(rows[kept++], row);
+    }
+    rows.resize(kept);
 }
 
 const std::vector<Dictionary_Row> &dictionary_rows()
@@ -35,6 +47,7 @@ const std::vector<Dictionary_Row> &dictionary_rows()
         NEMA_db_Stool(nullptr, LEVEL_LINES);
         take_lines(nullptr, nullptr);
     }
+    look_rows_up();
     return rows;
 }
 

@@ -9,10 +9,12 @@
 
 struct Dictionary_Row {
     std::string group_text, element_text;   // in lower case, "x" for a digit that does not count
-    const TAG_db_Elems *row;
+    unsigned short group, element;          // 0 for such a digit
+    const TAG_db_Elems *row;                // the library's, until its dictionary is released
 };
 
-// All rows in the order of their tags; they are taken from the library at the first call.
+// All rows in the order of their tags; they are taken from the library at the first call, and looked
+// up again at each.
 const std::vector<Dictionary_Row> &dictionary_rows();
 
 // The row with this name or keyword, whatever the case of its letters; null when there is none.
