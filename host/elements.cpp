@@ -97,6 +97,7 @@ bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
 {
     bool has_mark = false;
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        fetch_ahead(node);
         bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : working_vr(node) != VR_SQ;
         if (node->item != nullptr)
             is_hosts |= mark_items(building, node, mode);

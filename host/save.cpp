@@ -144,6 +144,7 @@ static void tidy_chain(DICOM_List **list, bool is_item, Tidying *tidying)
     const DICOM_List *before = nullptr;
     for (DICOM_List **link = list; *link != nullptr;) {
         DICOM_List *node = *link;
+        fetch_ahead(node);
         if (is_unwanted(*tidying, node)) {
             *link = node->next;
             DICOM_Attribute_Free(nullptr, node);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "host/fetch_ahead.h"
 #include "host/host_internal.h"
 #include "host/velmora_save.h"
 

@@ -205,6 +205,7 @@ static Pixels pixels_of(DICOM_List *list, const Pixels &around)
 {
     Pixels pixels = around;
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        fetch_ahead(node);
         if (node->group == 0x0028 && node->element == 0x0100)
             pixels.bits_allocated = short_of(node, around.bits_allocated);
         if (node->group == 0x0028 && node->element == 0x0103)
@@ -314,6 +315,7 @@ static void make_chain_editable(Data_Set *set, DICOM_List *list, const Pixels &a
 {
     Pixels pixels = pixels_of(list, around);
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        fetch_ahead(node);
         if (is_item_group(node))
             continue;
         restore_vr(*set, node);
