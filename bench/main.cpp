@@ -1,11 +1,11 @@
-// Runs the cases as the program runs: with a heap that grows in huge pages.
+// Runs the cases as the program runs: with the heap tuned for large trees.
 #include <benchmark/benchmark.h>
 
 #include "host/velmora_host.h"
 
 int main(int argc, char **argv)
 {
-    velmora_host::use_huge_pages();
+    velmora_host::tune_heap();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

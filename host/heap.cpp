@@ -4,24 +4,29 @@
 #include "host/host_internal.h"
 
 #include <limits.h>
-#include <malloc.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <algorithm>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace velmora_host
 {
 
-static const size_t WORTH_IT = 8 << 20, MOST = 1 << 30;   // bytes
-static bool heap_is_ours = false;
+#ifdef __GLIBC__
 
-void use_huge_pages()
+static const size_t WORTH_IT = 8 << 20, MOST = 1 << 30;   // bytes
+static bool heap_is_ours = false;                         // tune_heap was called
+
+void tune_heap()
 {
     heap_is_ours = true;
+    // Freed nodes join their neighbours at once, which are still in the processor's cache. Joined later, all together,
+    // the nodes of a large tree took longer than the writing of it.
+    mallopt(M_MXFAST, 0);
 }
-
-#ifdef __GLIBC__
 
 // Makes the heap grow once, and returns where it ended before: blocks too small for mappings of their own use up what
 // is left of it.
@@ -53,6 +58,10 @@ void expect_tree(size_t bytes)
 }
 
 #else
+
+void tune_heap()
+{
+}
 
 void expect_tree(size_t)
 {

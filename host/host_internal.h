@@ -135,7 +135,7 @@ struct Node_Arena {
     }
 };
 
-// Prepares the heap for a tree of about so many bytes, if use_huge_pages was called.
+// Prepares the heap for a tree of about so many bytes, if tune_heap was called.
 void expect_tree(size_t bytes);
 
 // What a node has to be when the tree is made, where it had to look different for the nesting to come out right.

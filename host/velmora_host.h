@@ -127,10 +127,10 @@ enum Load_Result {
     UNREADABLE,       // the bytes cannot be had, or memory ran out
 };
 
-// For a program whose heap nobody else tunes: from now on the loading of a large data set lets the heap grow at once by
-// what the tree will take, in huge pages where the system has them. It sets malloc's M_TOP_PAD and M_TRIM_THRESHOLD, so
-// that memory which was released stays with the program.
-void use_huge_pages();
+// For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, and the
+// loading of a large data set lets the heap grow at once by what the tree will take, in huge pages where the system has
+// them. That sets malloc's M_MXFAST, M_TOP_PAD and M_TRIM_THRESHOLD; what a large tree took stays with the program.
+void tune_heap();
 
 // Load a stream, find out how it is encoded, and make the formatted tree.
 //   error  gets one line that says what is wrong when the result is not LOADED, without the path

@@ -1,5 +1,4 @@
 // velmora: the program. Finds the command and runs it; all else is the command's.
-#include <malloc.h>
 #include <signal.h>
 #include <string.h>
 #include <new>
@@ -39,13 +38,8 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    // Freed nodes join their neighbours at once, which are still in the processor's cache. Joined later, all together, the
-    // nodes of a large tree took longer than the writing of it.
-#ifdef M_MXFAST
-    mallopt(M_MXFAST, 0);
-#endif
     signal(SIGPIPE, SIG_IGN);   // a closed pipe shows as a failed write, which ends the run quietly
-    velmora_host::use_huge_pages();
+    velmora_host::tune_heap();
     start_messages();
     find_definitions();
     int status;
