@@ -79,6 +79,11 @@ TEST(HostEdit, RefusesWhatIsNoValue)
     EXPECT_EQ(edit({"--set", "0002,0010=1.2"}, FIRST).status, 2);
     EXPECT_EQ(edit({"--set", "0010,0010:XX=x"}, FIRST).status, 2);
     EXPECT_EQ(edit({}, FIRST).status, 2);
+    std::string deep = "0008,0104";
+    for (int i = 0; i < 10; i++)
+        deep = "0040,a730[1]/" + deep;
+    EXPECT_EQ(edit({"--delete", deep}, FIRST).status, 2);
+    EXPECT_EQ(edit({"--delete", deep.substr(strlen("0040,a730[1]/"))}, FIRST).status, 0);
 }
 
 TEST(HostEdit, WritesTextsInTheCharacterSet)

@@ -97,6 +97,9 @@ static int take_deletion(const char *text, Edit *edit)
         return wrong_use(command_edit, "%s", error.c_str());
     if (path.steps.back().item != 0)
         return wrong_use(command_edit, "%s is an item, which cannot be deleted", quoted(text).c_str());
+    if (path.steps.size() > MAX_SEQUENCE_DEPTH + 1)
+        return wrong_use(command_edit, "%s lies below the ninth level of sequences, where only --all reaches",
+                         quoted(text).c_str());
     edit->deletions.push_back(path);
     return STATUS_DONE;
 }
