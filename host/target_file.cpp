@@ -114,12 +114,21 @@ static bool is_allowed(const std::string &path, const Save_Options &options, std
 
 // ---- opening --------------------------------------------------------------------------
 
+static const char TEMPORARY_START[] = ".velmora-", TEMPORARY_END[] = ".tmp";
+
+bool is_temporary_name(const char *name)
+{
+    size_t length = strlen(name), end = strlen(TEMPORARY_END);
+    return strncmp(name, TEMPORARY_START, strlen(TEMPORARY_START)) == 0 && length > end &&
+           strcmp(name + length - end, TEMPORARY_END) == 0;
+}
+
 // A name of its own, whatever else is written into the folder meanwhile.
 static int make_temporary(const std::string &folder, std::string *path)
 {
     for (int n = 0;; n++) {
         errno = ENAMETOOLONG;
-        *path = folder + "/.velmora-" + std::to_string(getpid()) + "-" + std::to_string(n) + ".tmp";
+        *path = folder + "/" + TEMPORARY_START + std::to_string(getpid()) + "-" + std::to_string(n) + TEMPORARY_END;
         if (path->size() >= sizeof temporary_path)
             return -1;
         int file = open(path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);

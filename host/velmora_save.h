@@ -110,6 +110,9 @@ bool save_to_memory(Data_Set *set, const Save_Options &options, std::string *byt
 // Whether it is the same file under both paths.
 bool is_same_file(const std::string &a, const std::string &b);
 
+// Whether a file has a name that only a file on its way to its own name has: left where a run was killed.
+bool is_temporary_name(const char *name);
+
 }   // namespace velmora_host
 
 #endif

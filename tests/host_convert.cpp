@@ -191,9 +191,9 @@ TEST(HostConvert, TellsApartFilesOfOneName)
     folder.write("b/x", file_of("from b"));
     Outcome run = convert({"--print-stats", "a/x", "b/x", "out"}, "", folder.path);
     EXPECT_EQ(run.status, 3);
-    EXPECT_NE(run.err.find("velmora: b/x: is not written: another file of this run went to out/x\n"),
+    EXPECT_NE(run.err.find("velmora: b/x: is not written: another file of this run went to out/x; --base keeps the folders apart\n"),
               std::string::npos);
-    EXPECT_NE(run.err.find("velmora: 1 files, 5 elements; "), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("velmora: 2 files, 5 elements; "), std::string::npos) << run.err;
     EXPECT_EQ(written(folder.path + "/out/x"), body("from a"));
 }
 

@@ -52,6 +52,8 @@ struct Result {
     Tally total;
 };
 
+static const Command ANY_COMMAND = {"any", "any", "", "", nullptr, "", "", nullptr};
+
 static Result work_on(const std::vector<std::string> &paths, int jobs, File_Fct work, void *user = nullptr)
 {
     Written written;
@@ -59,7 +61,7 @@ static Result work_on(const std::vector<std::string> &paths, int jobs, File_Fct 
     choice.inputs.paths = paths;
     choice.jobs = jobs;
     Result result = {};
-    result.status = work_on_files(choice, work, user, &result.total);
+    result.status = work_on_files(ANY_COMMAND, choice, work, user, &result.total);
     flush_out();
     result.text = written.text;
     return result;

@@ -33,6 +33,7 @@ struct Check_Work {
 
 // Places in Tally::own.
 enum { FILES_WITH_FINDINGS, WARNINGS, REMARKS };
+static const char *const COUNTS[] = {"found", "warnings", "remarks", nullptr};
 
 static int check_input(const Input &input, Tally *tally, void *user)
 {
@@ -104,7 +105,7 @@ static const Option_Row ROWS[] = {
 };
 // clang-format on
 static const Option_Table OWN = {"Options", ROWS, true};
-static const Option_Table *const TABLES[] = {&OWN, &many_options, nullptr};
+static const Option_Table *const TABLES[] = {&OWN, &many_options, &journal_options, nullptr};
 
 static int take_module(const std::string &name, Check_Choice *choice)
 {
@@ -156,13 +157,14 @@ static int run_check(int argc, char **argv)
     if (status != STATUS_DONE)
         return status;
 
+    work.many.journal.counts = COUNTS;
     show_remarks();
     if (work.shows_all)
         fold_nothing();
     Tally total;
-    status = work_on_files(work.many, check_input, &work, &total);
+    status = work_on_files(command_check, work.many, check_input, &work, &total);
     finish_folding();
-    if (work.form == FINDINGS_AS_LINES)
+    if (work.form == FINDINGS_AS_LINES && status != STATUS_WRONG_USE)
         write_summary(total);
     return status;
 }

@@ -39,6 +39,7 @@ struct Conform_Work {
 
 // Places in Tally::own.
 enum { ADDED, ALTERED, REMOVED, FILES_LACKING };
+static const char *const COUNTS[] = {"added", "changed", "removed", "lacking", nullptr};
 
 // ---- lines ----------------------------------------------------------------------------
 
@@ -209,7 +210,7 @@ static const Option_Row ROWS[] = {
 };
 // clang-format on
 static const Option_Table OWN = {"Options", ROWS, true};
-static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, &journal_options, nullptr};
 
 static int take_override(const char *path)
 {
@@ -282,6 +283,7 @@ static int run_conform(int argc, char **argv)
     work.writing.command = &command_conform;
     work.writing.change = conform_set;
     work.writing.user = &work;
+    work.writing.counts = COUNTS;
     work.options.report_lacks = false;
     work.options.give = give;
     work.options.user = &work;

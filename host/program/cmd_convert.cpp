@@ -15,7 +15,7 @@ static const char TEXT[] = "IN is a file, a folder with all that is in it, or - 
                            "native. Compressed pixel data "
                            "stays compressed, and needs explicit.\n";
 
-static const Option_Table *const TABLES[] = {&writing_options, &many_options, nullptr};
+static const Option_Table *const TABLES[] = {&writing_options, &many_options, &journal_options, nullptr};
 
 static int take_option(const Option &option, void *user)
 {

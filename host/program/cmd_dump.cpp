@@ -186,10 +186,10 @@ static int run_dump(int argc, char **argv)
     work.has_space = work.many.jobs > 1;   // no worker knows which file came first
     Tally total;
     if (work.form != FORM_HTML)
-        return work_on_files(work.many, dump_input, &work, &total);
+        return work_on_files(command_dump, work.many, dump_input, &work, &total);
     show_remarks();
     start_page(work.has_names ? "velmora dump" : work.many.inputs.paths[0]);
-    status = work_on_files(work.many, dump_input, &work, &total);
+    status = work_on_files(command_dump, work.many, dump_input, &work, &total);
     end_page();
     return status;
 }

@@ -114,7 +114,7 @@ static const Option_Row ROWS[] = {
 };
 // clang-format on
 static const Option_Table OWN = {"Options", ROWS, true};
-static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, &journal_options, nullptr};
 
 static int take_option(const Option &option, void *user)
 {

@@ -259,7 +259,7 @@ static int run_get(int argc, char **argv)
     work.has_paths = !options.wants_bare &&
                      (options.wants_path || work.everywhere || work.tags.size() > 1 || !is_single(work.tags[0]));
     Tally total;
-    return work_on_files(options.choice, get_input, &work, &total);
+    return work_on_files(command_get, options.choice, get_input, &work, &total);
 }
 
 extern const Command command_get = {

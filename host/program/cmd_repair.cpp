@@ -26,6 +26,7 @@ static const char TEXT[] =
 
 // Places in Tally::own.
 enum { FILES_REPAIRED, VALUES_CHANGED, ATTRIBUTES_REMOVED };
+static const char *const COUNTS[] = {"repaired", "changed", "removed", nullptr};
 
 struct Repair_Work {
     Writing writing;
@@ -89,7 +90,7 @@ static const Option_Row ROWS[] = {
     {0,   nullptr, nullptr, nullptr, nullptr                       },
 };
 static const Option_Table OWN = {"Options", ROWS, false};
-static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, nullptr};
+static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, &journal_options, nullptr};
 
 static int take_option(const Option &option, void *user)
 {
@@ -106,6 +107,7 @@ static int run_repair(int argc, char **argv)
     work.writing.command = &command_repair;
     work.writing.change = repair_set;
     work.writing.user = &work;
+    work.writing.counts = COUNTS;
     work.writing.keeps_old = work.writing.takes_damaged = work.writing.save.even_lengths = true;
     int status = STATUS_DONE;
     if (!take_options(command_repair, argc, argv, take_option, &work, &status))

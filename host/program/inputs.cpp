@@ -1,4 +1,4 @@
-// Paths one by one, so that a list of any length and a folder of any size need no memory to speak of.
+// Paths one by one, so that a list of any length needs no memory, and a folder only that of its own names.
 #include "host/program/inputs.h"
 
 #include <dirent.h>
@@ -6,10 +6,14 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
+#include <string_view>
 
 #include "host/program/command.h"
 #include "host/program/messages.h"
+#include "host/program/output.h"
+#include "host/velmora_save.h"
 
 struct Walk {
     Input_Fct work;
@@ -26,16 +30,53 @@ bool has_several(const Input_Choice &choice)
     return stat(choice.paths[0].c_str(), &state) == 0 && S_ISDIR(state.st_mode);
 }
 
+// ---- one file -------------------------------------------------------------------------
+
+static std::string without_dots(const std::string &path)
+{
+    size_t at = 0;
+    while (path.compare(at, 2, "./") == 0)
+        at = std::min(path.find_first_not_of('/', at + 1), path.size());
+    return path.substr(at);
+}
+
+static bool climbs(const std::string &path)
+{
+    return ("/" + path + "/").find("/../") != std::string::npos;
+}
+
+// The place of a file below the base. Empty: it does not stand there.
+static std::string place_below(const std::string &base, const std::string &path)
+{
+    std::string folder = without_dots(base + "/"), file = without_dots(path);
+    folder.erase(folder.find_last_not_of('/') + 1);
+    if (folder.empty() && base[0] != '/')
+        return file[0] == '/' || climbs(file) ? "" : file;
+    if (file.compare(0, folder.size(), folder) != 0 || file[folder.size()] != '/')
+        return "";
+    std::string inside = file.substr(std::min(file.find_first_not_of('/', folder.size()), file.size()));
+    return climbs(inside) ? "" : inside;
+}
+
 //   top_length  bytes of the path that name the folder walked; 0: none
 static void take_file(Walk *walk, const std::string &path, size_t top_length)
 {
-    size_t at = top_length > 0 ? path.find_first_not_of('/', top_length) : path.find_last_of('/') + 1;
-    Input input = {path, path.substr(at), top_length > 0, ""};
-    int status = STATUS_DONE;
-    if (walk->choice->plan != nullptr)
-        status = walk->choice->plan(&input, walk->choice->planner);
-    walk->status = worse(walk->status, status == STATUS_DONE ? walk->work(input, walk->user) : status);
+    const Input_Choice &choice = *walk->choice;
+    Input input;
+    input.path = path;
+    input.from_folder = top_length > 0;
+    input.inside = path.substr(top_length > 0 ? path.find_first_not_of('/', top_length) : path.find_last_of('/') + 1);
+    if (!choice.base.empty() && path != "-") {
+        input.inside = place_below(choice.base, path);
+        if (input.inside.empty())
+            input.refusal = "does not stand below " + visible(choice.base) + ", which --base names";
+    }
+    if (choice.plan != nullptr && input.refusal.empty())
+        choice.plan(&input, choice.planner);
+    walk->status = worse(walk->status, walk->work(&input, walk->user));
 }
+
+// ---- folders --------------------------------------------------------------------------
 
 static bool is_same(const struct stat &state, const std::string &folder)
 {
@@ -44,61 +85,80 @@ static bool is_same(const struct stat &state, const std::string &folder)
            other.st_ino == state.st_ino;
 }
 
-// Something in a folder. Where the file system says at once that it is a file, nobody has to ask again.
-struct Found {
-    std::string path;
-    bool is_file;   // known to be one; else it is to be found out
+// A folder on the way, with the names in it that are still to come.
+struct Level {
+    std::string path;                       // with a slash at its end
+    std::string bytes;                      // of all names, each with a mark in front and a zero byte behind
+    std::vector<unsigned int> names = {};   // where each begins; the next one last
 };
 
-// Appends what a folder holds, the last name first.
-static bool read_folder(const std::string &path, std::vector<Found> *found)
+// Where the file system says at once that it is a file, nobody has to ask again.
+enum : char { IS_FILE = 'f', IS_NOT_KNOWN = '?' };
+
+static bool read_folder(Level *level)
 {
-    DIR *folder = opendir(path.c_str());
+    DIR *folder = opendir(level->path.c_str());
     if (folder == nullptr) {
-        complain_about(path, std::string("cannot be opened: ") + strerror(errno));
+        std::string name = level->path.substr(0, level->path.find_last_not_of('/') + 1);
+        complain_about(name.empty() ? "/" : name, std::string("cannot be opened: ") + strerror(errno));
         return false;
     }
-    size_t waiting = found->size();
-    std::string before = path + (path.back() == '/' ? "" : "/");
-    while (const dirent *entry = readdir(folder))
-        if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0)
-            found->push_back({before + entry->d_name, entry->d_type == DT_REG});
+    while (const dirent *entry = readdir(folder)) {
+        bool is_left_out = strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0 ||
+                           velmora_host::is_temporary_name(entry->d_name);
+        if (is_left_out || level->bytes.size() > UINT32_MAX - 1 - sizeof entry->d_name)
+            continue;
+        level->names.push_back(static_cast<unsigned int>(level->bytes.size()));
+        level->bytes += entry->d_type == DT_REG ? IS_FILE : IS_NOT_KNOWN;
+        level->bytes.append(entry->d_name, strlen(entry->d_name) + 1);
+    }
     closedir(folder);
-    std::sort(found->begin() + static_cast<long>(waiting), found->end(), [](const Found &a, const Found &b) { return a.path > b.path; });
+    const char *bytes = level->bytes.data();
+    std::sort(level->names.begin(), level->names.end(),
+              [bytes](unsigned int a, unsigned int b) { return strcmp(bytes + a + 1, bytes + b + 1) > 0; });
     return true;
 }
 
-// Without recursion: what is still to be looked at waits in a stack, the next path on top.
+// Whether it is the old form of a file that stands beside it.
+static bool is_backup(const std::string &path)
+{
+    static const char SUFFIX[] = ".bak";
+    size_t fixed = strlen(SUFFIX);
+    return path.size() > fixed && path.compare(path.size() - fixed, fixed, SUFFIX) == 0 &&
+           access(path.substr(0, path.size() - fixed).c_str(), F_OK) == 0;
+}
+
+// Without recursion: what is still to be looked at waits in the levels.
 static void walk_folder(Walk *walk, const std::string &top)
 {
-    std::vector<Found> waiting = {{top, false}};
+    std::vector<Level> levels;
     bool is_empty = true;
-    while (!waiting.empty()) {
-        std::string path = std::move(waiting.back().path);
-        bool is_file = waiting.back().is_file;
-        waiting.pop_back();
-        if (is_file) {
-            is_empty = false;
-            take_file(walk, path, top.size());
-            continue;
-        }
-        struct stat state;
-        if (path != top && lstat(path.c_str(), &state) != 0)
-            continue;
-        bool is_folder = path == top || S_ISDIR(state.st_mode);
-        bool is_link = path != top && S_ISLNK(state.st_mode) && stat(path.c_str(), &state) == 0;
-        if (!is_folder) {
-            if (S_ISREG(state.st_mode) || (is_link && S_ISREG(state.st_mode))) {
-                is_empty = false;
-                take_file(walk, path, top.size());
-            }
-            continue;
-        }
-        if (path != top && is_same(state, walk->choice->skipped))
-            continue;
-        if (!read_folder(path, &waiting)) {
+    auto enter = [&](const std::string &path) {
+        levels.push_back({path + (path.back() == '/' ? "" : "/"), ""});
+        if (!read_folder(&levels.back())) {
             walk->status = STATUS_UNREADABLE;
             is_empty = false;
+        }
+    };
+    for (enter(top); !levels.empty();) {
+        Level &level = levels.back();
+        if (level.names.empty()) {
+            levels.pop_back();
+            continue;
+        }
+        const char *name = level.bytes.data() + level.names.back();
+        bool is_file = name[0] == IS_FILE;
+        std::string path = level.path + (name + 1);
+        level.names.pop_back();
+        struct stat state = {};
+        if ((!is_file && lstat(path.c_str(), &state) != 0) || (walk->choice->leaves_backups && is_backup(path)))
+            continue;
+        bool is_link = S_ISLNK(state.st_mode) && stat(path.c_str(), &state) == 0;
+        if (is_file || S_ISREG(state.st_mode)) {
+            is_empty = false;
+            take_file(walk, path, top.size());
+        } else if (!is_link && S_ISDIR(state.st_mode) && !is_same(state, walk->choice->skipped)) {
+            enter(path);
         }
     }
     if (is_empty) {
@@ -106,6 +166,8 @@ static void walk_folder(Walk *walk, const std::string &top)
         walk->status = STATUS_UNREADABLE;
     }
 }
+
+// ---- paths and lists ------------------------------------------------------------------
 
 static void take_path(Walk *walk, const std::string &path)
 {

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <new>
 
+#include "host/program/journal.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
 #include "host/program/progress.h"
@@ -19,6 +20,13 @@
 using namespace velmora_host;
 
 static const int MOST_JOBS = 256;
+
+static double seconds_now()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
 
 // ---- one file -------------------------------------------------------------------------
 
@@ -53,14 +61,25 @@ int finish_input(const Input &input, const Data_Set &set, int status)
     return STATUS_UNREADABLE;
 }
 
-int work_on_file(const Input &input, File_Fct work, void *user, Tally *tally)
+void work_on_file(const Input &input, File_Fct work, void *user, File_Result *result)
 {
+    double start = seconds_now();
+    take_complaint();
     try {
-        return work(input, tally, user);
+        if (input.refusal.empty())
+            result->status = work(input, &result->tally, user);
     } catch (const std::bad_alloc &) {
         complain_about(name_of(input), "not enough memory");
-        return STATUS_UNREADABLE;
+        result->status = STATUS_UNREADABLE;
     }
+    if (!input.refusal.empty()) {
+        complain_about(name_of(input), input.refusal);
+        result->status = STATUS_UNREADABLE;
+    }
+    result->seconds = seconds_now() - start;
+    std::string message = take_complaint();
+    if (result->status == STATUS_UNREADABLE)
+        result->message = message;
 }
 
 // ---- all files ------------------------------------------------------------------------
@@ -68,38 +87,62 @@ int work_on_file(const Input &input, File_Fct work, void *user, Tally *tally)
 struct Run {
     File_Fct work;
     void *user;
+    Journal *journal;   // null: there is none
     Tally *total;
+    int64_t known;   // files that the journal says are done
     int status;
 };
 
-static void take_result(int status, const Tally &tally, void *user)
+static void take_result(const File_Result &result, void *user)
 {
     Run *run = static_cast<Run *>(user);
     Tally *total = run->total;
     total->files++;
-    total->failed += status == STATUS_UNREADABLE;
-    total->skipped += status == STATUS_SKIPPED;
-    total->elements += tally.elements;
+    total->failed += result.status == STATUS_UNREADABLE;
+    total->skipped += result.status == STATUS_SKIPPED;
+    total->elements += result.tally.elements;
     for (size_t i = 0; i < std::size(total->own); i++)
-        total->own[i] += tally.own[i];
-    run->status = worse(run->status, status);
+        total->own[i] += result.tally.own[i];
+    run->status = worse(run->status, result.status);
+    flush_when_due();
     show_progress(total->files, total->failed);
 }
 
-static int work_here(const Input &input, void *user)
+static bool is_known(Input *input, void *user)
 {
     Run *run = static_cast<Run *>(user);
-    Tally tally;
-    int status = work_on_file(input, run->work, run->user, &tally);
-    take_result(status, tally, run);
-    return STATUS_DONE;
+    File_Result result;
+    if (run->journal == nullptr || !input->refusal.empty() || !is_in_journal(run->journal, input, &result))
+        return false;
+    run->known++;
+    take_result(result, run);
+    return true;
 }
 
-static double seconds_now()
+static void note_result(const Input &input, const File_Result &result, void *user)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    Run *run = static_cast<Run *>(user);
+    if (run->journal != nullptr)
+        write_to_journal(run->journal, input, result);
+}
+
+static void begin_worker(void *user)
+{
+    Run *run = static_cast<Run *>(user);
+    if (run->journal != nullptr)
+        leave_journal(run->journal);
+}
+
+static int work_here(Input *input, void *user)
+{
+    Run *run = static_cast<Run *>(user);
+    if (is_known(input, run))
+        return STATUS_DONE;
+    File_Result result;
+    work_on_file(*input, run->work, run->user, &result);
+    note_result(*input, result, run);
+    take_result(result, run);
+    return STATUS_DONE;
 }
 
 static double seconds_of(const timeval &time)
@@ -122,8 +165,11 @@ static void print_stats(const Tally &total, double seconds)
              static_cast<double>(memory) / 1024);
 }
 
-static void say_the_end(const Tally &total)
+static void say_the_end(const Tally &total, int64_t known)
 {
+    if (known > 0)
+        complain("%lld of %lld files were done before", static_cast<long long>(known),
+                 static_cast<long long>(total.files));
     if (total.skipped > 0)
         complain("%lld files of folders are no data sets", static_cast<long long>(total.skipped));
     if (total.failed > 0 && total.files > 1)
@@ -131,16 +177,31 @@ static void say_the_end(const Tally &total)
                  static_cast<long long>(total.files - total.skipped));
 }
 
-int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *total)
+static Journal *open_journal_of(const Command &command, const Journal_Choice &choice)
 {
+    static const char *const NO_COUNTS[] = {nullptr};
+    Journal_Head head = {command.name, choice.output, choice.counts != nullptr ? choice.counts : NO_COUNTS,
+                         choice.writes_files};
+    return open_journal(choice.path, choice.is_resumed, head);
+}
+
+int work_on_files(const Command &command, const Many_Choice &choice, File_Fct work, void *user, Tally *total)
+{
+    static const Pool_Calls CALLS = {begin_worker, is_known, note_result, take_result};
     double start = seconds_now();
-    Run run = {work, user, total, STATUS_DONE};
-    int status = choice.jobs > 1 ? for_each_input_in_workers(choice, work, user, take_result, &run)
+    Run run = {work, user, nullptr, total, 0, STATUS_DONE};
+    if (choice.journal.is_resumed && choice.journal.path.empty())
+        return wrong_use(command, "--resume needs the journal to go on with; --journal FILE names it");
+    if (!choice.journal.path.empty() && (run.journal = open_journal_of(command, choice.journal)) == nullptr)
+        return STATUS_WRONG_USE;
+    int status = choice.jobs > 1 ? for_each_input_in_workers(choice, work, user, CALLS, &run)
                                  : for_each_input(choice.inputs, work_here, &run);
     clear_progress();
-    say_the_end(*total);
+    say_the_end(*total, run.known);
     if (choice.print_stats)
         print_stats(*total, seconds_now() - start);
+    if (run.journal != nullptr)
+        status = worse(status, close_journal(run.journal));
     if (total->skipped > 0 && total->skipped == total->files)
         status = STATUS_UNREADABLE;
     return worse(status, run.status);
@@ -148,7 +209,7 @@ int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *t
 
 // ---- options --------------------------------------------------------------------------
 
-enum { OPTION_FILES_FROM = 0x4000, OPTION_STATS };
+enum { OPTION_FILES_FROM = 0x4000, OPTION_STATS, OPTION_JOURNAL, OPTION_RESUME };
 
 static const Option_Row MANY_ROWS[] = {
     {OPTION_FILES_FROM, "files-from",  "LIST",  nullptr, "read paths from this file, a line each; - is standard input"       },
@@ -159,6 +220,17 @@ static const Option_Row MANY_ROWS[] = {
 };
 
 extern const Option_Table many_options = {"Options for many files", MANY_ROWS, false};
+
+// clang-format off
+static const Option_Row JOURNAL_ROWS[] = {
+    {OPTION_JOURNAL, "journal", "FILE", nullptr, "write a line of JSON for each file that is done to this file"},
+    {OPTION_RESUME, "resume", nullptr, nullptr,
+     "go on with the journal where there is one: what it says is done, and has not changed, is not done again"},
+    {0, nullptr, nullptr, nullptr, nullptr},
+};
+// clang-format on
+
+extern const Option_Table journal_options = {"Options for large archives", JOURNAL_ROWS, false};
 
 static bool parse_jobs(const char *text, int *jobs)
 {
@@ -189,6 +261,12 @@ int take_many_option(const Command &command, const Option &option, Many_Choice *
                          quoted(option.value).c_str());
     case OPTION_STATS:
         choice->print_stats = true;
+        return STATUS_DONE;
+    case OPTION_JOURNAL:
+        choice->journal.path = option.value;
+        return STATUS_DONE;
+    case OPTION_RESUME:
+        choice->journal.is_resumed = true;
         return STATUS_DONE;
     default:
         return OPTION_OTHER;

@@ -6,33 +6,36 @@
 #ifndef VELMORA_PROGRAM_MANY_H
 #define VELMORA_PROGRAM_MANY_H
 
-#include <stdint.h>
+#include <string>
 
 #include "host/program/command.h"
 #include "host/program/inputs.h"
+#include "host/program/tally.h"
 #include "host/velmora_host.h"
+
+// What a command asks the journal to keep of its own.
+struct Journal_Choice {
+    std::string path;                      // empty: there is none
+    bool is_resumed = false;               // it may be there already
+    std::string output;                    // where all results go; empty: nowhere, or in place
+    const char *const *counts = nullptr;   // names for Tally::own; ended by a null
+    bool writes_files = false;             // what has gone since is made again
+};
 
 struct Many_Choice {
     Input_Choice inputs;
-    int jobs = 1;               // processes that work
+    int jobs = 1;   // processes that work
+    Journal_Choice journal;
     bool print_stats = false;   // tell time, elements and memory at the end
-};
-
-// What a file, or all of them, came to.
-struct Tally {
-    int64_t files = 0;      // worked on, the next two among them
-    int64_t failed = 0;     // the status was STATUS_UNREADABLE
-    int64_t skipped = 0;    // files of folders that are no data sets
-    int64_t elements = 0;   // as load_input counts them
-    int64_t own[4] = {};    // the command's
 };
 
 // Gives an exit status, STATUS_SKIPPED among them.
 typedef int (*File_Fct)(const Input &input, Tally *tally, void *user);
 
-// Calls work for each file and sums up the tallies. At the end it says how many files failed or are no data sets.
+// Calls work for each file and sums up the tallies, and those of files that the journal says are done. At the end it
+// says how many files failed or are no data sets.
 // Returns the highest exit status.
-int work_on_files(const Many_Choice &choice, File_Fct work, void *user, Tally *total);
+int work_on_files(const Command &command, const Many_Choice &choice, File_Fct work, void *user, Tally *total);
 
 // "standard input" for "-".
 std::string name_of(const Input &input);
@@ -48,8 +51,9 @@ int finish_input(const Input &input, const velmora_host::Data_Set &set, int stat
 // ---- options --------------------------------------------------------------------------
 
 extern const Option_Table many_options;
+extern const Option_Table journal_options;   // besides, of commands that keep a journal
 
-// Takes an option of that table. Returns OPTION_OTHER when it is none of these.
+// Takes an option of these tables. Returns OPTION_OTHER when it is none of these.
 int take_many_option(const Command &command, const Option &option, Many_Choice *choice);
 
 // Takes the arguments behind the options as paths. Returns STATUS_WRONG_USE, which was said, when there are none.

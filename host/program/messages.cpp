@@ -29,8 +29,9 @@ struct Kind {
 };
 
 static std::string current_file;
-static std::vector<Kind> kinds;   // of the current file, in the order of their first message
-static int other_messages = 0;    // of it, of further kinds
+static std::vector<Kind> kinds;      // of the current file, in the order of their first message
+static int other_messages = 0;       // of it, of further kinds
+static std::string last_complaint;   // about any file
 static Line_Taker line_taker = nullptr;
 static void *line_user = nullptr;
 static Report_Taker report_taker = nullptr;
@@ -58,7 +59,15 @@ void complain(const char *format, ...)
 
 void complain_about(const std::string &file, const std::string &text)
 {
+    last_complaint = text;
     print_line(file + ": " + text);
+}
+
+std::string take_complaint()
+{
+    std::string text;
+    text.swap(last_complaint);
+    return text;
 }
 
 // ---- taking ---------------------------------------------------------------------------

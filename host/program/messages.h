@@ -26,6 +26,9 @@ void complain(const char *format, ...) __attribute__((format(printf, 1, 2)));
 // The same about a file: complain_about("a.dcm", "is empty").
 void complain_about(const std::string &file, const std::string &text);
 
+// The text of the last complaint about a file, once.
+std::string take_complaint();
+
 // The text of a report without its control bytes, its blanks in front and the word WARNING.
 std::string text_of_report(const char *report);
 

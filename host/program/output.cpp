@@ -5,6 +5,7 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <time.h>
 #include <unistd.h>
 #include <bit>
 
@@ -15,7 +16,8 @@
 static const size_t BUFFER = 256 * 1024;
 static char buffer[BUFFER];   // static: what is in it has to get out at the end, wherever that is
 static size_t held = 0;
-static int failure = 0;   // errno of the first failed write
+static int failure = 0;        // errno of the first failed write
+static bool goes_on = false;   // without a reader
 static const Diversion *diverted = nullptr;
 
 // Bytes of a mapped file that became shorter are no address to write from. To read one puts zero bytes there, and it is
@@ -39,13 +41,15 @@ static void write_all(const char *bytes, size_t count)
         clear_progress();
     for (bool is_touched = false; count > 0 && failure == 0;) {
         ssize_t done = write(STDOUT_FILENO, bytes, count);
-        if (done < 0 && errno == EPIPE)
+        if (done < 0 && errno == EPIPE && !goes_on)
             _exit(STATUS_DONE);
         if (done < 0 && errno == EFAULT && !is_touched) {
             is_touched = true;
             touch_pages(bytes, count);
             continue;
         }
+        if (done < 0 && errno == EPIPE)
+            return;
         if (done < 0 && errno != EINTR)
             failure = errno;
         if (done > 0) {
@@ -55,14 +59,46 @@ static void write_all(const char *bytes, size_t count)
     }
 }
 
+void go_on_without_output()
+{
+    goes_on = true;
+}
+
 void flush_out()
 {
     write_all(buffer, held);
     held = 0;
 }
 
+// Writes out the whole lines, so that what others write to the same place does not come in between.
+static void flush_lines()
+{
+    const void *end = memrchr(buffer, '\n', held);
+    size_t lines = end != nullptr ? static_cast<size_t>(static_cast<const char *>(end) - buffer) + 1 : held;
+    write_all(buffer, lines);
+    memmove(buffer, buffer + lines, held - lines);
+    held -= lines;
+}
+
+void flush_when_due()
+{
+    static const double A_WHILE = 0.2;   // seconds
+    static const bool is_terminal = isatty(STDOUT_FILENO);
+    static timespec last = {};
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    double passed =
+        static_cast<double>(now.tv_sec - last.tv_sec) + static_cast<double>(now.tv_nsec - last.tv_nsec) * 1e-9;
+    if (held == 0 || (!is_terminal && passed < A_WHILE))
+        return;
+    flush_lines();
+    last = now;
+}
+
 void write_out(const char *bytes, size_t count)
 {
+    if (count > BUFFER - held)
+        flush_lines();
     if (count > BUFFER - held)
         flush_out();
     if (count > BUFFER)
@@ -93,6 +129,8 @@ const Diversion *diversion()
 
 char *room_out()
 {
+    if (BUFFER - held < OUTPUT_ROOM)
+        flush_lines();
     if (BUFFER - held < OUTPUT_ROOM)
         flush_out();
     return buffer + held;

@@ -27,6 +27,12 @@ void took_out(size_t count);
 // Writes out what there is so far, so that a message that follows comes behind it.
 void flush_out();
 
+// The same, if somebody may be waiting: on a terminal always, else when the last time was a while ago.
+void flush_when_due();
+
+// From now on a closed pipe does not end the run, since its work is not what it prints.
+void go_on_without_output();
+
 // A text for standard error, as it is; what waits for standard output goes out first.
 void write_err(const std::string &text);
 

@@ -9,6 +9,9 @@
 #include <poll.h>
 #include <signal.h>
 #include <string.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,9 +39,11 @@ struct Record {
     std::string bytes;
 };
 
+// A File_Result; its message follows.
 struct Final {
     int status;
     Tally tally;
+    double seconds;
 };
 
 // ---- bytes on a socket ----------------------------------------------------------------
@@ -133,6 +138,19 @@ static Folded_Lines unpack(const std::string &bytes)
     return lines;
 }
 
+static std::string pack(const File_Result &result)
+{
+    Final fixed = {result.status, result.tally, result.seconds};
+    return std::string(reinterpret_cast<const char *>(&fixed), sizeof fixed) + result.message;
+}
+
+static File_Result unpack_result(const std::string &bytes)
+{
+    Final fixed;
+    memcpy(&fixed, bytes.data(), sizeof fixed);
+    return {fixed.status, fixed.tally, fixed.seconds, bytes.substr(sizeof fixed)};
+}
+
 // ---- in a worker ----------------------------------------------------------------------
 
 static void send_record(int socket, Record_Kind kind, const void *bytes, size_t count)
@@ -155,6 +173,17 @@ static void send_folded(void *user, const Folded_Lines &lines)
     send_record(*static_cast<int *>(user), RECORD_FOLDED, bytes.data(), bytes.size());
 }
 
+// A worker does not outlive the program, whose end may leave it no time to close the socket: what is half written is
+// taken away then.
+static void die_with_parent(pid_t parent)
+{
+#ifdef __linux__
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent)
+        _exit(STATUS_UNREADABLE);
+#endif
+}
+
 [[noreturn]] static void be_a_worker(int socket, File_Fct work, void *user)
 {
     const Diversion diversion = {send_text, send_folded, &socket};
@@ -168,11 +197,13 @@ static void send_folded(void *user, const Folded_Lines &lines)
         input.path = get_text(&at);
         input.inside = get_text(&at);
         input.output = get_text(&at);
+        input.refusal = get_text(&at);
         input.from_folder = get_number(&at) != 0;
-        Final result = {};
-        result.status = work_on_file(input, work, user, &result.tally);
+        File_Result result;
+        work_on_file(input, work, user, &result);
         flush_out();
-        send_record(socket, RECORD_DONE, &result, sizeof result);
+        std::string packed = pack(result);
+        send_record(socket, RECORD_DONE, packed.data(), packed.size());
     }
     _exit(STATUS_DONE);
 }
@@ -196,8 +227,8 @@ struct Worker {
 struct Pool {
     File_Fct work;
     void *user;
-    Done_Fct done;
-    void *done_user;
+    const Pool_Calls *calls;
+    void *calls_user;
     std::vector<Worker> workers;
     std::deque<std::unique_ptr<Job>> line;
     size_t waiting_bytes = 0;
@@ -219,7 +250,6 @@ static Job *add_job(Pool *pool)
 
 static void write_record(Pool *pool, const Record &record)
 {
-    Final result;
     switch (record.kind) {
     case RECORD_OUT:
         return write_out(record.bytes);
@@ -228,8 +258,7 @@ static void write_record(Pool *pool, const Record &record)
     case RECORD_FOLDED:
         return tell_folded(unpack(record.bytes));
     case RECORD_DONE:
-        memcpy(&result, record.bytes.data(), sizeof result);
-        return pool->done(result.status, result.tally, pool->done_user);
+        return pool->calls->take(unpack_result(record.bytes), pool->calls_user);
     }
 }
 
@@ -276,12 +305,14 @@ static bool start_worker(Pool *pool, Worker *worker)
     flush_out();   // nothing may wait in the buffer: the worker would have it too
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return false;
-    pid_t pid = fork();
+    pid_t parent = getpid(), pid = fork();
     if (pid == 0) {
         close(ends[0]);
         for (const Worker &other : pool->workers)
             if (other.socket >= 0)
                 close(other.socket);
+        die_with_parent(parent);
+        pool->calls->begin_worker(pool->calls_user);
         be_a_worker(ends[1], pool->work, pool->user);
     }
     close(ends[1]);
@@ -306,13 +337,21 @@ static int stop_worker(Worker *worker)
     return state;
 }
 
+// The last record of a file.
+static void finish_job(Pool *pool, Job *job, const std::string &packed)
+{
+    pool->calls->note(job->input, unpack_result(packed), pool->calls_user);
+    add_record(pool, job, RECORD_DONE, packed);
+    job->is_done = true;
+}
+
 static void fail(Pool *pool, Job *job, const std::string &text)
 {
-    Final result = {};
+    File_Result result;
     result.status = STATUS_UNREADABLE;
+    result.message = text;
     add_record(pool, job, RECORD_ERR, "velmora: " + visible(name_of(job->input)) + ": " + text + "\n");
-    add_record(pool, job, RECORD_DONE, std::string(reinterpret_cast<const char *>(&result), sizeof result));
-    job->is_done = true;
+    finish_job(pool, job, pack(result));
 }
 
 static void bury(Pool *pool, Worker *worker)
@@ -338,11 +377,13 @@ static void take_records(Pool *pool, Worker *worker)
         if (bytes.size() - at - head < count)
             break;
         Record_Kind kind = static_cast<Record_Kind>(bytes[at]);
-        add_record(pool, worker->job, kind, bytes.substr(at + head, count));
+        std::string record = bytes.substr(at + head, count);
         at += head + count;
         if (kind == RECORD_DONE) {
-            worker->job->is_done = true;
+            finish_job(pool, worker->job, record);
             worker->job = nullptr;
+        } else {
+            add_record(pool, worker->job, kind, std::move(record));
         }
     }
     worker->received.erase(0, at);
@@ -404,6 +445,7 @@ static void give(Pool *pool, Worker *worker, Job *job)
     put_text(&bytes, job->input.path);
     put_text(&bytes, job->input.inside);
     put_text(&bytes, job->input.output);
+    put_text(&bytes, job->input.refusal);
     put_number(&bytes, job->input.from_folder);
     std::string request;
     put_text(&request, bytes);
@@ -412,16 +454,18 @@ static void give(Pool *pool, Worker *worker, Job *job)
         bury(pool, worker);
 }
 
-static int take_input(const Input &input, void *user)
+static int take_input(Input *input, void *user)
 {
     Pool *pool = static_cast<Pool *>(user);
+    if (pool->calls->is_known(input, pool->calls_user))
+        return STATUS_DONE;
     while (pool->line.size() >= FILES_IN_LINE * pool->workers.size() && has_working(*pool))
         pump(pool);
     Worker *worker;
     while ((worker = find_free_worker(pool)) == nullptr && has_working(*pool))
         pump(pool);
     Job *job = add_job(pool);
-    job->input = input;
+    job->input = *input;
     if (worker != nullptr)
         give(pool, worker, job);
     else
@@ -430,13 +474,14 @@ static int take_input(const Input &input, void *user)
     return STATUS_DONE;
 }
 
-int for_each_input_in_workers(const Many_Choice &choice, File_Fct work, void *user, Done_Fct done, void *done_user)
+int for_each_input_in_workers(const Many_Choice &choice, File_Fct work, void *user, const Pool_Calls &calls,
+                              void *calls_user)
 {
     Pool pool = {};
     pool.work = work;
     pool.user = user;
-    pool.done = done;
-    pool.done_user = done_user;
+    pool.calls = &calls;
+    pool.calls_user = calls_user;
     pool.workers.resize(static_cast<size_t>(choice.jobs));
     pool.around = diversion();
     pool.diversion = {queue_text, queue_folded, &pool};

@@ -5,14 +5,20 @@
 
 #include "host/program/many.h"
 
-// Called in the program itself for each file that is done, in the order of the files.
-typedef void (*Done_Fct)(int status, const Tally &tally, void *user);
+// What the program does around the work of the others. All but the first are called in the program itself.
+struct Pool_Calls {
+    void (*begin_worker)(void *user);                                          // in each worker, at its start
+    bool (*is_known)(Input *input, void *user);                                // it need not be worked on
+    void (*note)(const Input &input, const File_Result &result, void *user);   // as soon as a file is done
+    void (*take)(const File_Result &result, void *user);                       // in the order of the files
+};
 
 // Like for_each_input, the work being done by other processes. What they write comes out in the order of the files.
 // A file whose process dies has failed; it is named, and the others go on.
-int for_each_input_in_workers(const Many_Choice &choice, File_Fct work, void *user, Done_Fct done, void *done_user);
+int for_each_input_in_workers(const Many_Choice &choice, File_Fct work, void *user, const Pool_Calls &calls,
+                              void *calls_user);
 
 // Work on one file, its exceptions included.
-int work_on_file(const Input &input, File_Fct work, void *user, Tally *tally);
+void work_on_file(const Input &input, File_Fct work, void *user, File_Result *result);
 
 #endif

@@ -23,6 +23,7 @@ enum {
     OPTION_IN_PLACE,
     OPTION_DRY_RUN,
     OPTION_AS_UN,
+    OPTION_BASE,
 };
 
 // clang-format off
@@ -37,6 +38,8 @@ static const Option_Row WRITING_ROWS[] = {
      "only the groups that the standard lists; those left out are named"},
     {OPTION_AS_UN, "as-un", nullptr, nullptr,
      "write VRs that old readers do not know (OD OF OL OV SV UC UR UV) as UN"},
+    {OPTION_BASE, "base", "FOLDER", nullptr,
+     "files from lists keep their place below this folder, as those of a folder that is walked do"},
     {OPTION_IN_PLACE, "in-place", nullptr, nullptr, "replace the file itself"},
     {OPTION_DRY_RUN, "dry-run", nullptr, nullptr, "do all but write"},
     {'v', "verbose", nullptr, nullptr, "remarks as well as warnings"},
@@ -65,6 +68,11 @@ int take_writing_option(const Option &option, Writing *writing)
         break;
     case OPTION_STANDARD_GROUPS:
         save->standard_groups_only = true;
+        break;
+    case OPTION_BASE:
+        if (option.value[0] == '\0')
+            return wrong_use(*writing->command, "--base names no folder");
+        writing->many.inputs.base = option.value;
         break;
     case OPTION_IN_PLACE:
         save->in_place = true;
@@ -149,45 +157,34 @@ static bool is_read_by_run(const Writing &writing, const Input &input)
     return false;
 }
 
-static bool ends_with(const std::string &text, const std::string &with)
+// Whether a result of this run goes to this path already. Where one folder is walked, none does.
+static bool is_taken(Writing *writing, const std::string &output)
 {
-    return text.size() > with.size() && text.compare(text.size() - with.size(), with.size(), with) == 0;
+    return writing->has_many_sources && !add_name(&writing->outputs, output);
 }
 
-static const char BACKUP[] = ".bak";
-
-// What a walk finds of our own making: files that were being written when a run was killed, and the old files of an
-// earlier one.
-static bool is_our_own(const Writing &writing, const Input &input)
-{
-    std::string name = input.path.substr(input.path.rfind('/') + 1);
-    if (!input.from_folder || (begins_with(name, ".velmora-") && ends_with(name, ".tmp")))
-        return input.from_folder;
-    return writing.save.in_place && writing.keeps_old && ends_with(name, BACKUP) &&
-           access(input.path.substr(0, input.path.size() - strlen(BACKUP)).c_str(), F_OK) == 0;
-}
-
-static int plan_output(Input *input, void *user)
+static void plan_output(Input *input, void *user)
 {
     Writing *writing = static_cast<Writing *>(user);
-    if (is_our_own(*writing, *input))
-        return STATUS_SKIPPED;
     if (writing->save.in_place) {
         input->output = input->path;
-        bool is_pipe = input->path == "-" && !writing->is_target_open;
-        return is_pipe ? refuse("standard input", "cannot be replaced") : static_cast<int>(STATUS_DONE);
+        if (input->path == "-" && !writing->is_target_open)
+            input->refusal = "cannot be replaced";
+        return;
     }
     input->output = writing->out;
     if (!writing->into_folder)
-        return STATUS_DONE;
-    if (input->path == "-")
-        return refuse("standard input", "has no name for a file in " + visible(writing->out));
+        return;
+    if (input->path == "-") {
+        input->refusal = "has no name for a file in " + visible(writing->out);
+        return;
+    }
     input->output += (writing->out.back() == '/' ? "" : "/") + input->inside;
-    if (!writing->outputs.insert(input->output).second)
-        return refuse(input->path, "is not written: another file of this run went to " + visible(input->output));
-    if (is_read_by_run(*writing, *input))
-        return refuse(input->path, "is not written: " + visible(input->output) + " is to be read by this run as well");
-    return STATUS_DONE;
+    if (is_taken(writing, input->output))
+        input->refusal = "is not written: another file of this run went to " + visible(input->output) +
+                         "; --base keeps the folders apart";
+    else if (is_read_by_run(*writing, *input))
+        input->refusal = "is not written: " + visible(input->output) + " is to be read by this run as well";
 }
 
 // ---- one file -------------------------------------------------------------------------
@@ -198,7 +195,7 @@ static Save_Options options_for(const Writing &writing, const Input &input)
     options.source = input.path == "-" ? "" : input.path;
     options.dry_run = writing.dry_run;
     if (options.in_place && writing.keeps_old && !writing.is_target_open)
-        options.backup = input.output + BACKUP;
+        options.backup = input.output + ".bak";
     return options;
 }
 
@@ -267,7 +264,17 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
         inputs->skipped = writing->out;
         note_inputs(writing);
     }
+    inputs->leaves_backups = writing->save.in_place && writing->keeps_old;
     inputs->plan = plan_output;
     inputs->planner = writing;
-    return work_on_files(writing->many, write_one, writing, total);
+    writing->has_many_sources = several && (inputs->paths.size() != 1 || !inputs->lists.empty());
+    Journal_Choice *journal = &writing->many.journal;
+    if (!journal->path.empty() && writing->out == "-")
+        return wrong_use(command, "a journal is kept of files, not of standard output");
+    journal->output = writing->out;
+    journal->counts = writing->counts;
+    journal->writes_files = !writing->dry_run;
+    if (!writing->dry_run && writing->out != "-")
+        go_on_without_output();   // a reader that goes does not leave half of the files undone
+    return work_on_files(command, writing->many, write_one, writing, total);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/program/many.h"
+#include "host/program/name_set.h"
 #include "host/velmora_save.h"
 
 // What a change of a data set came to.
@@ -38,19 +39,21 @@ struct Writing {
     bool takes_damaged = false;    // in place, of a file that could not be read in full as well
     Change_Fct change = nullptr;   // null: the data set is only written anew
     void *user = nullptr;
+    const char *const *counts = nullptr;   // names for Tally::own in the journal, ended by a null
 
     // Filled in by run_writing.
     std::string out;
     bool into_folder = false;
-    bool is_target_open = false;     // a dry run that was not told where to
-    std::set<std::string> outputs;   // of this run
+    bool is_target_open = false;                    // a dry run that was not told where to
+    bool has_many_sources = false;                  // else no two results can have one name
+    Name_Set outputs;                               // of this run
     std::set<std::pair<dev_t, ino_t>> files_read;   // of the command line
     std::vector<std::string> folders_read;          // that results could fall into; each ends with a slash
 };
 
 extern const Option_Table writing_options;
 
-// Takes an option of that table, or of many_options. Returns OPTION_OTHER when it is none of these.
+// Takes an option of that table, of many_options or of journal_options. Returns OPTION_OTHER when it is none of these.
 int take_writing_option(const Option &option, Writing *writing);
 
 // Takes the arguments behind the options, and does the work. Returns the exit status.
