@@ -27,8 +27,8 @@ DATA = {"dictionary/dictionary_table.cpp", "dump/uid_names.cpp", "host/program/h
 REPORTERS = {"report_fault": (1, "warning"), "report_remark": (1, "warning"), "report_about": (1, "warning"),
              "skip_damage": (2, "warning"), "warn": (0, "warning"), "Error_Fct": (2, "warning"),
              "finding_of": (1, "finding"), "wrong_use": (1, "usage"), "complain": (0, "error"),
-             "complain_about": (1, "error"), "fail": (0, "error"), "refuse": (0, "error")}
-TARGETS = {"error": "error", "fault": "warning", "NO_MEMORY": "error", "TOO_LARGE": "error"}
+             "complain_about": (1, "error"), "fail": (0, "error"), "say_failure": (1, "error"), "refuse": (0, "error")}
+TARGETS = {"error": "error", "refusal": "error", "fault": "warning", "NO_MEMORY": "error", "TOO_LARGE": "error"}
 LEVELS = {"LEVEL_MEMORY": "memory", "LEVEL_FILE": "file", "Flag_Error_Warning": "warning",
           "Flag_Error_Report": "remark", "LEVEL_LOCATION": "trace 11", "LEVEL_READ_FAILURE": "trace 12",
           "LEVEL_OPERATION": "trace 13", "LEVEL_ATTRIBUTE": "trace 14", "LEVEL_FUNCTION": "trace 15"}
