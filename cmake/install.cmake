@@ -52,7 +52,7 @@ endforeach()
 if(TARGET velmora)
     install(TARGETS velmora RUNTIME COMPONENT program)
     install(DIRECTORY definitions/ DESTINATION ${CMAKE_INSTALL_DATADIR}/velmora/definitions COMPONENT program
-            FILES_MATCHING PATTERN "*.txt")
+            FILES_MATCHING PATTERN "*.txt" PATTERN tools EXCLUDE)
     file(GLOB manuals CONFIGURE_DEPENDS docs/man/*.1)
     if(VELMORA_DEBIAN_FILES)
         compress_files(manuals ${PROJECT_BINARY_DIR}/debian)
