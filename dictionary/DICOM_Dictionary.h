@@ -46,6 +46,8 @@ DICOM_EXPORT void NEMA_db_Cleanup();
 
 /* ---- cleanup and check --------------------------------------------------------------- */
 
+// All of these work in static buffers: one thread at a time may call one of them, whatever trees there are.
+
 // Repairs the values of a chain, and of all items below it, by the rules of their VR (DICOM PS3.5 6.2): padding, stray
 // characters, values that are too long, dates and times of ACR-NEMA, decimal points in integers. What it changes, and
 // what it cannot mend, is reported: at Flag_Error_Report what was repaired without doubt, at Flag_Error_Warning the

@@ -134,7 +134,7 @@ static void complement_item_tag(HWND window, DICOM_List *tag)
 // A scan of the chain for each private attribute would take square time on a long chain. So the chain's creators are
 // sorted once, at the first question; the walk does not change the chain. The answers are those of DICOM_Attribute_Get,
 // which is asked itself where more than a scan of the chain is wanted of it.
-struct Creator {
+struct Private_Creator {
     unsigned int tag;     // group in the high half, element in the low one
     unsigned int place;   // in the chain: of several with one tag the first counts
     DICOM_List *node;
@@ -144,10 +144,10 @@ enum { FEW_CREATORS = 16 };
 
 struct Creators {
     DICOM_List *list;   // head of the chain
-    Creator *sorted;    // few, or a heap block
+    Private_Creator *sorted;    // few, or a heap block
     int count;          // -1: not collected yet
     bool is_plain;      // there is no collection: DICOM_Attribute_Get answers
-    Creator few[FEW_CREATORS];
+    Private_Creator few[FEW_CREATORS];
 };
 
 static void open_creators(Creators *creators, DICOM_List *list)
@@ -184,7 +184,7 @@ static bool has_wildcard_group(const DICOM_List *list)
 
 // Writes down the creators of the chain, as many as there is room for; returns how many there are. The group FFFF is a
 // wildcard for lookups: with it in the chain, each node with a creator's element is entered as one of FFFF too.
-static int list_creators(DICOM_List *list, bool with_wildcard, Creator *out, int room)
+static int list_creators(DICOM_List *list, bool with_wildcard, Private_Creator *out, int room)
 {
     int count = 0;
     unsigned int place = 0;
@@ -199,7 +199,7 @@ static int list_creators(DICOM_List *list, bool with_wildcard, Creator *out, int
     return count;
 }
 
-static bool stands_before(const Creator &a, const Creator &b)
+static bool stands_before(const Private_Creator &a, const Private_Creator &b)
 {
     return a.tag != b.tag ? a.tag < b.tag : a.place < b.place;
 }
@@ -209,7 +209,8 @@ static void collect_creators(HWND window, Creators *creators)
     bool with_wildcard = has_wildcard_group(creators->list);
     int count = list_creators(creators->list, with_wildcard, creators->few, FEW_CREATORS);
     if (count > FEW_CREATORS) {
-        Creator *many = static_cast<Creator *>(ALLOC_MALLOC(window, "creators", count, sizeof(Creator)));
+        Private_Creator *many =
+            static_cast<Private_Creator *>(ALLOC_MALLOC(window, "creators", count, sizeof(Private_Creator)));
         creators->is_plain = many == nullptr;
         if (creators->is_plain)
             return;
@@ -231,9 +232,9 @@ static DICOM_List *find_creator(HWND window, DICOM_Root *root, Creators *creator
     if (creators->is_plain || wants_walk || wants_traces)
         return DICOM_Attribute_Get(window, root, creators->list, group, element, 0);
 
-    const Creator wanted = {packed_tag(group, element), 0, nullptr};
-    const Creator *end = creators->sorted + creators->count;
-    const Creator *found = std::lower_bound(static_cast<const Creator *>(creators->sorted), end, wanted, stands_before);
+    const Private_Creator wanted = {packed_tag(group, element), 0, nullptr};
+    const Private_Creator *end = creators->sorted + creators->count;
+    const Private_Creator *start = creators->sorted, *found = std::lower_bound(start, end, wanted, stands_before);
     return found != end && found->tag == wanted.tag ? found->node : nullptr;
 }
 

@@ -97,6 +97,7 @@ static char *put_description(char *at, const char *text)
         unseen += c <= 9 || c >= 0xF0;
         at[length] = text[length];
     }
+    // NOLINTNEXTLINE(bugprone-misplaced-widening-cast): a few hundred at most
     memset(at + length, ' ', static_cast<size_t>(DESCRIPTION_WIDTH - length + unseen));
     return at + DESCRIPTION_WIDTH + unseen;
 }

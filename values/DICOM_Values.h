@@ -178,7 +178,7 @@ DICOM_EXPORT char *Velm_Time_Postproc(Velmora_Time *time);
 
 // The forms of DICOM (PS3.5, 6.2): DA of a date, TM of a time, DT of both. Texts that wait are parsed first; numbers
 // print unchecked. Either argument may be null; an empty record prints as nothing.
-// Returns a static text that the next call overwrites.
+// Returns a static text that the next call overwrites, from whatever thread.
 DICOM_EXPORT char *Time_2_DICOM(Velmora_Date *date, Velmora_Time *time);
 
 // The same for readers: "01 Feb 2004  09:05:07.250". Null if both arguments are null.
