@@ -1,6 +1,7 @@
 # compress_files(LIST FOLDER): compresses the files that the list names into the folder, and makes it name the results.
 function(compress_files list folder)
     set(results "")
+    file(MAKE_DIRECTORY ${folder})
     foreach(file IN LISTS ${list})
         cmake_path(GET file FILENAME name)
         file(ARCHIVE_CREATE OUTPUT ${folder}/${name}.gz PATHS ${file} FORMAT raw COMPRESSION GZip COMPRESSION_LEVEL 9)
