@@ -15,11 +15,19 @@ static void see(const char *text)
 
 // ---- names ----------------------------------------------------------------------------
 
-static const size_t LONGEST_NAME = 325;   // with its end, as Name_2_DICOM says
+// As Name_2_DICOM says: 325 bytes for a name of Make_Velm_Name; one of a free text may have fields as long as that.
+static size_t room_for(const Velmora_Name &name)
+{
+    static const size_t FIXED = 325, CARETS = 4;
+    size_t room = CARETS + 1;
+    for (const char *field : {name.family, name.given, name.middle, name.prefix, name.suffix})
+        room += field != nullptr ? strlen(field) : 0;
+    return room > FIXED ? room : FIXED;
+}
 
 static void show_name(Velmora_Name *name)
 {
-    std::string room(LONGEST_NAME, 'x');
+    std::string room(room_for(*name), 'x');
     Block exact(room);   // found out if it is passed
     see(Name_2_DICOM(name, exact.data));
     see(Name_2_Str(name));
