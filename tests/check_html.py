@@ -95,7 +95,7 @@ class Markup(html.parser.HTMLParser):
     """Every element is closed where it was opened, and only elements and attributes of ours are there."""
     NAMES = set("html head meta title style body div label input select option button output details summary ol li a p "
                 "h1 code b em i span small mark u s script strong".split())
-    ATTRIBUTES = set("lang charset http-equiv content name id class open hidden type spellcheck autocomplete placeholder "
+    ATTRIBUTES = set("lang charset http-equiv content name id class open hidden type spellcheck autocomplete title "
                      "value href".split())
 
     def __init__(self, what):

@@ -298,7 +298,7 @@ const char STYLE_HASH[] = "vlz52spBYdYm3OEEWzUG3w+Xll8ABg8G0EsazvmKVKU=";
 const char SCRIPT_HASH[] = "nle0iOw8gAA7uWRZIAnJC7vljWwJO3511GwfU7MdHzw=";
 
 const char PAGE_TOOLS[] = R"HTML(<div id="bar" hidden="">
-<label>Find <input id="find" type="search" spellcheck="false" autocomplete="off" placeholder="tag, name, value (/)"/></label>
+<label>Find <input id="find" type="search" spellcheck="false" autocomplete="off" title="tag, name or value; the key / leads here"/></label>
 <label>in <select id="scope"><option value="all">everything</option><option value="tag">tags</option>
 <option value="name">names</option><option value="value">values</option></select></label>
 <label><input id="marked" type="checkbox"/> findings only</label>
