@@ -9,6 +9,9 @@
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#ifdef __linux__
+#include <sys/xattr.h>
+#endif
 
 namespace velmora_host
 {
@@ -137,6 +140,26 @@ static int make_temporary(const std::string &folder, std::string *path)
     }
 }
 
+// What stands beside a file: the list of those who may use it, and what users attach. Labels of the system are given by
+// the system. A file system that has none of it, or a list that does not fit the room, leaves the new file as it is.
+static void take_over_attributes(int file, const std::string &old)
+{
+#ifdef __linux__
+    char names[4096], value[4096];
+    ssize_t size = listxattr(old.c_str(), names, sizeof names);
+    for (ssize_t at = 0; at < size; at += static_cast<ssize_t>(strlen(names + at)) + 1) {
+        const char *name = names + at;
+        if (strncmp(name, "user.", 5) != 0 && strcmp(name, "system.posix_acl_access") != 0)
+            continue;
+        ssize_t length = getxattr(old.c_str(), name, value, sizeof value);
+        if (length >= 0 && fsetxattr(file, name, value, static_cast<size_t>(length), 0) != 0)
+            return;
+    }
+#else
+    static_cast<void>(file), static_cast<void>(old);
+#endif
+}
+
 // The new file grants what the old one did, and nothing to others: who cannot give it the old owner or group takes away
 // what those alone had.
 static void take_over_rights(int file, const std::string &old)
@@ -150,7 +173,9 @@ static void take_over_rights(int file, const std::string &old)
         if (fchown(file, static_cast<uid_t>(-1), state.st_gid) != 0)
             mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & S_IRWXO) << 3;
     }
-    fchmod(file, mode);
+    bool is_whole = fchmod(file, mode) == 0 && mode == (state.st_mode & 07777);
+    if (is_whole)
+        take_over_attributes(file, old);
 }
 
 bool open_target(const char *path, const Save_Options &options, Target *target, std::string *error)

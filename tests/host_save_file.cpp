@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <algorithm>
 #include <filesystem>
@@ -67,6 +68,7 @@ TEST(HostSaveFile, MakesAndReplacesFiles)
     std::string in = folder.write("in", image(400000)), out = folder.write("out", OLD), link = folder.path + "/link";
     ASSERT_EQ(chmod(out.c_str(), 0640), 0);
     ASSERT_EQ(symlink("out", link.c_str()), 0);
+    bool has_attributes = setxattr(out.c_str(), "user.origin", "ward 3", 6, 0) == 0;
 
     EXPECT_EQ(save_file(in, folder.path + "/new"), "");
     EXPECT_EQ(save_file(in, link), "");
@@ -76,6 +78,9 @@ TEST(HostSaveFile, MakesAndReplacesFiles)
     struct stat state;
     ASSERT_EQ(stat(out.c_str(), &state), 0);
     EXPECT_EQ(state.st_mode & 07777, 0640u);
+    char attribute[8] = "";
+    if (has_attributes)
+        EXPECT_EQ(getxattr(out.c_str(), "user.origin", attribute, sizeof attribute), 6);
     EXPECT_EQ(names_in(folder), (std::vector<std::string>{"in", "link", "new", "out"}));
 }
 
