@@ -489,7 +489,7 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
         Target target;
         target.memory = bytes;
         if (bytes != nullptr)   // about as many as were read: a large value need not move while its stream grows
-            bytes->reserve(static_cast<size_t>(set->source.size) + set->source.size / 8u);
+            bytes->reserve(static_cast<size_t>(set->source.size) + static_cast<size_t>(set->source.size) / 8);
         if (bytes == nullptr && !open_target(path, options, &target, error))
             return false;
         saving.target = &target;

@@ -116,8 +116,9 @@ TEST(Sweep, EveryCommandOnEachDamagedDefinitionFile)
     std::map<std::string, Bytes> whole = definition_files();
     for (const auto &[name, bytes] : whole)
         folder.write(name, bytes);
-    for (const auto &[name, bytes] : whole) {
-        for_each_damage(bytes, 0, [&](const Bytes &damaged, const char *label) {
+    for (const auto &file : whole) {
+        const std::string &name = file.first;
+        for_each_damage(file.second, 0, [&](const Bytes &damaged, const char *label) {
             folder.write(name, damaged);
             for (const std::vector<std::string> &command : COMMANDS_OF_DEFINITIONS) {
                 SCOPED_TRACE(name + ", " + label + ": " + command[0] + " " + command[1]);
@@ -128,7 +129,7 @@ TEST(Sweep, EveryCommandOnEachDamagedDefinitionFile)
                 expect_sound_run(command, files);
             }
         });
-        folder.write(name, bytes);
+        folder.write(name, file.second);
     }
 }
 
