@@ -62,9 +62,13 @@ if(TARGET velmora)
     endforeach()
     # bash, zsh and fish each look into a folder of their own.
     file(GLOB completions CONFIGURE_DEPENDS completion/*)
+    set(ZSH_FOLDER zsh/site-functions)
+    if(VELMORA_DEBIAN_FILES)
+        set(ZSH_FOLDER zsh/vendor-completions)   # where Debian's zsh looks below /usr
+    endif()
     foreach(completion IN LISTS completions)
         if(completion MATCHES "/_velmora$")
-            install(FILES ${completion} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT program)
+            install(FILES ${completion} DESTINATION ${CMAKE_INSTALL_DATADIR}/${ZSH_FOLDER} COMPONENT program)
         elseif(completion MATCHES "\\.fish$")
             install(FILES ${completion} DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
                     COMPONENT program)
