@@ -41,7 +41,7 @@ _velmora_value()
     "get --definitions") echo "folder" ;;
     "check -f" | "check --format") echo "words lines jsonl" ;;
     "check -m" | "check --module") echo "template" ;;
-    "check --ignore") echo "none" ;;
+    "check --ignore") echo "words stream structure order repaired odd-length vr retired padding characters length backslash old-form values range size required" ;;
     "check --files-from") echo "file" ;;
     "check -j" | "check --jobs") echo "none" ;;
     "check --journal") echo "file" ;;

@@ -29,6 +29,7 @@ ROWS = [
     ("velmora dump -f j", ["json"], ["tree"]),
     ("velmora convert -s ", ["implicit", "explicit", "big"], []),
     ("velmora check --format ", ["lines", "jsonl"], ["tsv"]),
+    ("velmora check --ignore r", ["repaired", "retired", "range", "required"], ["vr"]),
     ("velmora dump im", ["image.dcm"], ["other"]),
     ("velmora repair --journal im", ["image.dcm"], []),
     ("velmora check --definitions st", ["study"], ["stray.dcm"]),

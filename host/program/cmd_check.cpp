@@ -26,7 +26,7 @@ static const char TEXT[] =
 
 struct Check_Work {
     Finding_Form form = FINDINGS_AS_LINES;
-    bool shows_all = false;
+    bool shows_all = false, is_quiet = false;
     Check_Choice choice;
     Many_Choice many;
 };
@@ -100,7 +100,7 @@ static const Option_Row ROWS[] = {
     {'m', "module", "NAME", nullptr,
      "what a template asks for and is not there: NAME as of velmora template; auto, by the SOP class of each file, if it "
      "has one; none (this is the default)"},
-    {OPTION_IGNORE, "ignore", "KIND", nullptr, "findings of this kind do not count; may be given several times"},
+    {OPTION_IGNORE, "ignore", "KIND", finding_kinds, "findings of this kind do not count; may be given several times"},
     {0, nullptr, nullptr, nullptr, nullptr},
 };
 // clang-format on
@@ -131,14 +131,11 @@ static int take_option(const Option &option, void *user)
         work->shows_all = true;
         break;
     case 'q':
-        work->form = FINDINGS_COUNTED;
+        work->is_quiet = true;
         break;
     case 'm':
         return take_module(option.value, &work->choice);
     case OPTION_IGNORE:
-        if (!is_finding_kind(option.value))
-            return wrong_use(command_check, "%s is no kind of finding; there are %s", quoted(option.value).c_str(),
-                             finding_kinds().c_str());
         work->choice.ignored.push_back(option.value);
         break;
     default:
@@ -157,6 +154,8 @@ static int run_check(int argc, char **argv)
     if (status != STATUS_DONE)
         return status;
 
+    if (work.is_quiet)
+        work.form = FINDINGS_COUNTED;
     work.many.journal.counts = COUNTS;
     show_remarks();
     if (work.shows_all)
@@ -164,7 +163,7 @@ static int run_check(int argc, char **argv)
     Tally total;
     status = work_on_files(command_check, work.many, check_input, &work, &total);
     finish_folding();
-    if (work.form == FINDINGS_AS_LINES && status != STATUS_WRONG_USE)
+    if (work.form == FINDINGS_AS_LINES && (total.files > 0 || status == STATUS_DONE))
         write_summary(total);
     return status;
 }

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <iterator>
+#include <string_view>
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -25,7 +26,7 @@ struct Kind_Row {
 };
 
 // The first row that fits counts.
-static const Kind_Row kind_rows[] = {
+static constexpr Kind_Row kind_rows[] = {
     {"Retired from DICOM",         "retired"   },
     {"does not match definition",  "vr"        },
     {"Explicit VR=OX is invalid",  "vr"        },
@@ -51,7 +52,7 @@ static const Kind_Row kind_rows[] = {
     {"required value for type",    "required"  },
     {" bug: ",                     "repaired"  },
 };
-static const char OTHER_KIND[] = "stream";
+static constexpr char OTHER_KIND[] = "stream";
 
 static const char *kind_of(const char *report)
 {
@@ -61,24 +62,25 @@ static const char *kind_of(const char *report)
     return OTHER_KIND;
 }
 
-std::string finding_kinds()
+extern constexpr char finding_kinds[] = "stream structure order repaired odd-length vr retired padding characters length "
+                                        "backslash old-form values range size required";
+
+static constexpr bool has_kind(std::string_view kind)
 {
-    std::string words = OTHER_KIND;
-    const char *last = "";
-    for (const Kind_Row &row : kind_rows) {
-        if (strcmp(row.kind, last) != 0 &&
-            (" " + words + " ").find(std::string(" ") + row.kind + " ") == std::string::npos)
-            words += std::string(" ") + row.kind;
-        last = row.kind;
-    }
-    return words;
+    std::string_view words = finding_kinds;
+    while (words.substr(0, words.find(' ')) != kind && words.find(' ') != words.npos)
+        words.remove_prefix(words.find(' ') + 1);
+    return words.substr(0, words.find(' ')) == kind;
 }
 
-bool is_finding_kind(const std::string &word)
+static constexpr bool has_each_kind()
 {
-    return !word.empty() && word.find(' ') == std::string::npos &&
-           (" " + finding_kinds() + " ").find(" " + word + " ") != std::string::npos;
+    for (const Kind_Row &row : kind_rows)
+        if (!has_kind(row.kind))
+            return false;
+    return has_kind(OTHER_KIND);
 }
+static_assert(has_each_kind(), "a kind of findings is not among the words for them");
 
 // ---- reports --------------------------------------------------------------------------
 

@@ -27,8 +27,7 @@ Finding finding_of(int level, const char *report);
 std::string name_of_tag(unsigned short group, unsigned short element);
 
 // The words for kinds of findings, one blank between two.
-std::string finding_kinds();
-bool is_finding_kind(const std::string &word);
+extern const char finding_kinds[];
 
 // ---- telling --------------------------------------------------------------------------
 
