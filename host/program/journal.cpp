@@ -99,18 +99,23 @@ static void put_path(Line_Writer *writer, const std::string &path)
         put(writer, "path_bytes", hexadecimal(path));
 }
 
-static std::string text_at(const rapidjson::Value &line, const char *key)
+// Null: there is no such member.
+static const rapidjson::Value *member_of(const rapidjson::Value &line, const char *key)
 {
     auto at = line.FindMember(key);
-    return at != line.MemberEnd() && at->value.IsString()
-               ? std::string(at->value.GetString(), at->value.GetStringLength())
-               : "";
+    return at != line.MemberEnd() ? &at->value : nullptr;
+}
+
+static std::string text_at(const rapidjson::Value &line, const char *key)
+{
+    const rapidjson::Value *text = member_of(line, key);
+    return text != nullptr && text->IsString() ? std::string(text->GetString(), text->GetStringLength()) : "";
 }
 
 static int64_t number_at(const rapidjson::Value &line, const char *key)
 {
-    auto at = line.FindMember(key);
-    return at != line.MemberEnd() && at->value.IsInt64() ? at->value.GetInt64() : 0;
+    const rapidjson::Value *number = member_of(line, key);
+    return number != nullptr && number->IsInt64() ? number->GetInt64() : 0;
 }
 
 static bool has_path(const rapidjson::Value &line, const std::string &path)
@@ -169,9 +174,9 @@ static std::string head_line(const Journal_Head &head)
 static std::string options_at(const rapidjson::Value &line)
 {
     std::string text;
-    auto at = line.FindMember("options");
-    if (at != line.MemberEnd() && at->value.IsArray())
-        for (const rapidjson::Value &option : at->value.GetArray())
+    const rapidjson::Value *options = member_of(line, "options");
+    if (options != nullptr && options->IsArray())
+        for (const rapidjson::Value &option : options->GetArray())
             if (option.IsString())
                 text += (text.empty() ? "" : " ") + std::string(option.GetString(), option.GetStringLength());
     return text;
@@ -254,7 +259,7 @@ static bool compare_head(const Journal &journal, const char *text, size_t length
 }
 
 // Reads all whole lines. What stands behind the last one was torn when a run was stopped, and is cut off.
-static bool read_lines(Journal *journal, FILE *file)
+static int read_lines(Journal *journal, FILE *file)
 {
     char *text = nullptr;
     size_t room = 0;
@@ -272,12 +277,12 @@ static bool read_lines(Journal *journal, FILE *file)
     if (is_torn && ftruncate(journal->file, offset) != 0)
         say_failure(*journal, std::string("cannot be written: ") + strerror(errno));
     std::sort(journal->lines.begin(), journal->lines.end());
-    if (!is_right || offset > 0)
-        return is_right;
-    is_right = write_line(journal, head_line(journal->head));
     if (!is_right)
-        say_failure(*journal, std::string("cannot be written: ") + strerror(errno));
-    return is_right;
+        return STATUS_WRONG_USE;
+    if (offset > 0 || write_line(journal, head_line(journal->head)))
+        return STATUS_DONE;
+    say_failure(*journal, std::string("cannot be written: ") + strerror(errno));
+    return STATUS_UNREADABLE;
 }
 
 // Whether this is a journal, by its first bytes; an empty file may become one.
@@ -288,13 +293,13 @@ static bool is_journal(int file)
     return got >= 0 && memcmp(start, BEGINNING, static_cast<size_t>(got)) == 0;
 }
 
-static bool begin_journal(Journal *journal, bool resumed)
+static int begin_journal(Journal *journal, bool resumed)
 {
     struct stat state;
     journal->file = open(journal->path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (journal->file < 0 || fstat(journal->file, &state) != 0) {
         say_failure(*journal, std::string("cannot be opened: ") + strerror(errno));
-        return false;
+        return STATUS_UNREADABLE;
     }
     const char *refusal = nullptr;
     if (!S_ISREG(state.st_mode))
@@ -307,25 +312,26 @@ static bool begin_journal(Journal *journal, bool resumed)
         refusal = "is there already; --resume goes on with it";
     if (refusal != nullptr) {
         say_failure(*journal, refusal);
-        return false;
+        return STATUS_WRONG_USE;
     }
     int copy = dup(journal->file);
     FILE *file = copy >= 0 ? fdopen(copy, "r") : nullptr;
     if (file == nullptr) {
         say_failure(*journal, std::string("cannot be read: ") + strerror(errno));
-        return false;
+        return STATUS_UNREADABLE;
     }
-    bool is_right = read_lines(journal, file);
+    int status = read_lines(journal, file);
     fclose(file);
-    return is_right;
+    return status;
 }
 
-Journal *open_journal(const std::string &path, bool resumed, const Journal_Head &head)
+Journal *open_journal(const std::string &path, bool resumed, const Journal_Head &head, int *status)
 {
     Journal *journal = new Journal;
     journal->path = path;
     journal->head = head;
-    if (begin_journal(journal, resumed))
+    *status = begin_journal(journal, resumed);
+    if (*status == STATUS_DONE)
         return journal;
     close_journal(journal);
     return nullptr;
@@ -393,10 +399,9 @@ bool is_in_journal(Journal *journal, Input *input, File_Result *result)
         return false;
     result->status = status_of(line);
     result->tally.elements = number_at(line, "elements");
-    auto counts = line.FindMember("counts");
-    for (size_t i = 0; journal->head.counts[i] != nullptr && counts != line.MemberEnd() && counts->value.IsObject();
-         i++)
-        result->tally.own[i] = number_at(counts->value, journal->head.counts[i]);
+    const rapidjson::Value *counts = member_of(line, "counts");
+    for (size_t i = 0; journal->head.counts[i] != nullptr && counts != nullptr && counts->IsObject(); i++)
+        result->tally.own[i] = number_at(*counts, journal->head.counts[i]);
     return true;
 }
 

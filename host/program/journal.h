@@ -28,7 +28,8 @@ struct Journal_Head {
 
 // Opens a journal. Null: that cannot be, which was said.
 //   resumed  it may be there already, and was begun by the same command with the same options
-Journal *open_journal(const std::string &path, bool resumed, const Journal_Head &head);
+//   status   gets the exit status: wrong use where the journal is another one, unreadable where the system refuses it
+Journal *open_journal(const std::string &path, bool resumed, const Journal_Head &head, int *status);
 
 // Whether the journal says that a file is done and has not changed since; result gets what it came to. The state of the
 // input is noted in it for the line that comes later.

@@ -170,19 +170,21 @@ static void say_the_end(const Tally &total, int64_t known)
     if (known > 0)
         complain("%lld of %lld files were done before", static_cast<long long>(known),
                  static_cast<long long>(total.files));
-    if (total.skipped > 0)
-        complain("%lld files of folders are no data sets", static_cast<long long>(total.skipped));
+    if (total.skipped == 1)
+        complain("1 file of the folders is no data set");
+    else if (total.skipped > 0)
+        complain("%lld files of the folders are no data sets", static_cast<long long>(total.skipped));
     if (total.failed > 0 && total.files > 1)
         complain("%lld of %lld files failed", static_cast<long long>(total.failed),
                  static_cast<long long>(total.files - total.skipped));
 }
 
-static Journal *open_journal_of(const Command &command, const Journal_Choice &choice)
+static Journal *open_journal_of(const Command &command, const Journal_Choice &choice, int *status)
 {
     static const char *const NO_COUNTS[] = {nullptr};
     Journal_Head head = {command.name, choice.output, choice.counts != nullptr ? choice.counts : NO_COUNTS,
                          choice.writes_files};
-    return open_journal(choice.path, choice.is_resumed, head);
+    return open_journal(choice.path, choice.is_resumed, head, status);
 }
 
 int work_on_files(const Command &command, const Many_Choice &choice, File_Fct work, void *user, Tally *total)
@@ -192,10 +194,11 @@ int work_on_files(const Command &command, const Many_Choice &choice, File_Fct wo
     Run run = {work, user, nullptr, total, 0, STATUS_DONE};
     if (choice.journal.is_resumed && choice.journal.path.empty())
         return wrong_use(command, "--resume needs the journal to go on with; --journal FILE names it");
-    if (!choice.journal.path.empty() && (run.journal = open_journal_of(command, choice.journal)) == nullptr)
-        return STATUS_WRONG_USE;
-    int status = choice.jobs > 1 ? for_each_input_in_workers(choice, work, user, CALLS, &run)
-                                 : for_each_input(choice.inputs, work_here, &run);
+    int status = STATUS_DONE;
+    if (!choice.journal.path.empty() && (run.journal = open_journal_of(command, choice.journal, &status)) == nullptr)
+        return status;
+    status = choice.jobs > 1 ? for_each_input_in_workers(choice, work, user, CALLS, &run)
+                             : for_each_input(choice.inputs, work_here, &run);
     clear_progress();
     say_the_end(*total, run.known);
     if (choice.print_stats)
@@ -278,5 +281,7 @@ int take_paths(const Command &command, int argc, char **argv, Many_Choice *choic
     choice->inputs.paths.assign(argv + optind, argv + argc);
     if (choice->inputs.paths.empty() && choice->inputs.lists.empty())
         return wrong_use(command, "no file is given");
+    if (choice->inputs.zero_between && choice->inputs.lists.empty())
+        return wrong_use(command, "-0 is about lists; --files-from LIST names one");
     return STATUS_DONE;
 }
