@@ -146,7 +146,7 @@ TEST(ConformRun, RefusesWrongUse)
         {{"--uid-root", "1..2", "a", "b"}, "'1..2' is no UID that leaves room for another part"},
         {{"--override", "absent", "a", "b"}, "--override names 'absent', which cannot be read"},
         {{"--set", "PatientID", "a", "b"}, "--set takes TAG=VALUE, not 'PatientID'"},
-        {{"--set", "60xx,3000=1", "a", "b"}, "'60xx,3000' cannot be set"},
+        {{"--set", "60xx,3000=1", "a", "b"}, "'60xx,3000' cannot be set: it may name several attributes"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.error);

@@ -171,7 +171,7 @@ TEST(HostConvert, WorksOnManyFilesOneAfterTheOtherOrAtOnce)
         said.insert(run.err);
         EXPECT_EQ(run.err, "velmora: in/out/jpeg: its pixel data is compressed (1.2.840.10008.1.2.4.50), which is only "
                            "written as explicit VR little endian\n"
-                           "velmora: 1 files of folders are no data sets\n"
+                           "velmora: 1 file of the folders is no data set\n"
                            "velmora: 1 of 60 files failed\n");
         EXPECT_EQ(written(folder.path + "/in/out/file00"), body("ID1000", 0));
         EXPECT_EQ(written(folder.path + "/in/out/a/file31"), body("ID1031", 0));

@@ -75,6 +75,7 @@ TEST(HostEdit, RefusesWhatIsNoValue)
         EXPECT_EQ(edited.status, 3) << set;
         EXPECT_EQ(edited.body, "") << set;
         EXPECT_NE(edited.err.find("is not changed: "), std::string::npos) << edited.err;
+        EXPECT_EQ(edited.err.find("offset"), std::string::npos) << "a new value has no place in the file: " << edited.err;
     }
     EXPECT_EQ(edit({"--set", "0002,0010=1.2"}, FIRST).status, 2);
     EXPECT_EQ(edit({"--set", "0010,0010:XX=x"}, FIRST).status, 2);

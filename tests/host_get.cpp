@@ -101,6 +101,10 @@ TEST(Get, SaysWhatIsWrong)
         {{"--raw", "--json", "PatientName", "a.dcm"},
          2,
          "velmora: get: --raw and --json are two forms; choose one; see velmora get --help\n"},
+        {{"-H", "--no-filename", "PatientName", "a.dcm"},
+         2,
+         "velmora: get: --no-filename leaves out what --with-filename and --path ask for; choose one; see velmora get "
+         "--help\n"},
         {{"--limit", "-1", "PatientName", "a.dcm"},
          2,
          "velmora: get: --limit takes a number of bytes, not '-1'; see velmora get --help\n"},

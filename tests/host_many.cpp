@@ -112,7 +112,7 @@ TEST(Many, GivesTheSameWhoeverDoesTheWork)
                                "7 bad begins\n7 bad ends\n"
                                "8 memory begins\n! velmora: 8 memory: not enough memory\n"
                                "9 begins\n9 ends\n"
-                               "! velmora: 1 files of folders are no data sets\n"
+                               "! velmora: 1 file of the folders is no data set\n"
                                "! velmora: 2 of 8 files failed\n");
         EXPECT_EQ(result.status, STATUS_UNREADABLE);
         EXPECT_EQ(result.total.files, 9);
@@ -229,7 +229,7 @@ TEST(Many, LoadsAndCountsAndTellsWhatCannotBeLoaded)
                 "! velmora: " +
                 at +
                 "/none: no such file or folder\n"
-                "! velmora: 1 files of folders are no data sets\n"
+                "! velmora: 1 file of the folders is no data set\n"
                 "! velmora: 2 of 4 files failed\n");
         EXPECT_EQ(result.status, STATUS_UNREADABLE);
         EXPECT_EQ(result.total.elements, 5);

@@ -180,7 +180,7 @@ TEST(Program, TakesFilesFromAnywhere)
     } rows[] = {
         {{"-"},                       one,                  lines,                               "",                                               0                                      },
         {{"a", "b c"},                "",                   "# a\n" + lines + "# b c\n" + lines, "",                                               0                                      },
-        {{"sub"},                     "",                   "# sub/deep/d\n" + lines,            "velmora: 1 files of folders are no data sets\n", 0                                      },
+        {{"sub"},                     "",                   "# sub/deep/d\n" + lines,            "velmora: 1 file of the folders is no data set\n", 0                                      },
         {{"empty", "a"},              "",                   "# a\n" + lines,                     "velmora: empty: holds no file\n",                3                                      },
         {{"none", "a"},
          "",                                                "# a\n" + lines,
@@ -190,6 +190,7 @@ TEST(Program, TakesFilesFromAnywhere)
          "velmora: sub/note.txt: is not a DICOM or ACR-NEMA data set, but a text\nvelmora: 1 of 2 files failed\n",                                 3                                      },
         {{"--files-from", "-"},       "a\nb c\n",           "# a\n" + lines + "# b c\n" + lines, "",                                               0                                      },
         {{"--files-from", "-", "-0"}, std::string("a\0b c", 5),                                  "# a\n" + lines + "# b c\n" + lines,              "",                                      0},
+        {{"--files-from", "sub"}, "", "", "velmora: sub: cannot be read: Is a directory\n", 3},
         {{"--files-from", "none"},                           "",                        "",                               "velmora: none: cannot be opened: No such file or directory\n",                                                      3},
     };
     for (const auto &row : rows) {
@@ -229,8 +230,14 @@ TEST(Program, SaysWhatIsWrongWithALineInOneLine)
          "velmora: dump: 'Nmae' is no tag (as 0010,0010), and no name of the dictionary; see "
          "velmora dump --help\n"                                                                                                                 },
         {{"dump", "--only", "0010,0010[0]", "x"},
-         "velmora: dump: '0010,0010[0]' is no tag (as 0010,0010), and no name of the "
-         "dictionary; see velmora dump --help\n"                                                                                                 },
+         "velmora: dump: '0010,0010[0]' is no item; they count from 1; see velmora dump --help\n"},
+        {{"dump", "--only", "PatientNme", "x"},
+         "velmora: dump: 'PatientNme' is no tag (as 0010,0010), and no name of the dictionary; perhaps PatientName is "
+         "meant; see velmora dump --help\n"},
+        {{"dump", "-0", "x"},
+         "velmora: dump: -0 is about lists; --files-from LIST names one; see velmora dump --help\n"},
+        {{"repair", "x", "y", "/dev/null"},
+         "velmora: repair: '/dev/null' is no folder, and that is where several results go; see velmora repair --help\n"},
         {{"dict"},                                "velmora: dict: no tag and no text is given; see velmora dict --help\n"                        },
         {{"uid"},                                 "velmora: uid: no UID and no text is given; see velmora uid --help\n"                          },
         {{"fly"},                                 "velmora: there is no command 'fly'; velmora help names the commands\n"                        },
@@ -386,7 +393,7 @@ TEST(Program, LooksUpTheDictionary)
 {
     const struct {
         std::vector<std::string> arguments;
-        const char *out;
+        const char *text;   // the result, or the message
         int status;
     } rows[] = {
         {{"dict", "0010,0010"},              "0010,0010\tPN 1\tPatient's Name\tPatientName\n",            0},
@@ -405,8 +412,10 @@ TEST(Program, LooksUpTheDictionary)
         {{"dict", "frame of reference rel"},
          "3006,00c0\tSQ 1\tFrame of Reference Relationship Sequence\t"
          "FrameOfReferenceRelationshipSequence\n",                                                        0},
-        {{"dict", "0009,1001"},              "",                                                          1},
-        {{"dict", "no such thing"},          "",                                                          1},
+        {{"dict", "0009,1001"},              "the dictionary has nothing for '0009,1001'",                1},
+        {{"dict", "no such thing"},          "the dictionary has nothing for 'no such thing'",            1},
+        {{"dict", "Patient Nmae"},
+         "the dictionary has nothing for 'Patient Nmae'; perhaps PatientName is meant",                   1},
         {{"uid", "1.2.840.10008.1.2"},       "1.2.840.10008.1.2\tUID Implicit VR, Little Endian\n",       0},
         {{"uid", "1.2.840.10008.1.2.4.9"},
          "1.2.840.10008.1.2.4.90\tUID Exlicit VR, Little Endian, Compression: JPEG-2000 (reversible)\n"
@@ -416,14 +425,14 @@ TEST(Program, LooksUpTheDictionary)
          "1.2.840.10008.1.2.4.94\tUID Exlicit VR, Little Endian, Compression: JPIP Referenced\n"
          "1.2.840.10008.1.2.4.95\tUID Exlicit VR, Little Endian, Compression: JPIP Referenced Deflate\n", 0},
         {{"uid", "ct_image"},                "1.2.840.10008.5.1.4.1.1.2\tSOP CT_IMAGE\n",                 0},
-        {{"uid", "1.2.3.4"},                 "",                                                          1},
-        {{"uid", "no such thing"},           "",                                                          1},
+        {{"uid", "1.2.3.4"},                 "no name is known for '1.2.3.4'",                            1},
+        {{"uid", "no such thing"},           "no name is known for 'no such thing'",                      1},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.arguments[1]);
         Outcome run = velmora(row.arguments);
-        EXPECT_EQ(run.out, row.out);
-        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.out, row.status == 0 ? row.text : "");
+        EXPECT_EQ(run.err, row.status == 0 ? "" : std::string("velmora: ") + row.text + "\n");
         EXPECT_EQ(run.status, row.status);
     }
 }

@@ -242,6 +242,12 @@ static bool may_have_items(const DICOM_List *node)
     return node->item != nullptr ? !is_encapsulated(node) : working_vr(node) == VR_SQ;
 }
 
+static bool refuse_value(Setting *setting, unsigned short vr)
+{
+    const char letters[] = {static_cast<char>(vr >> 8), static_cast<char>(vr & 0xFF), '\0'};
+    return fail(setting, "is of VR " + std::string(letters) + " and cannot have the value " + quoted(setting->what->value));
+}
+
 static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
 {
     DICOM_List *node = chain;
@@ -251,12 +257,12 @@ static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
     std::string bytes;
     if (vr == VR_NONE || vr == VR_RT)
         return fail(setting, "has no VR that is known; TAG:VR=VALUE says it");
-    if (!make_value(vr, setting->what->value, &bytes))
-        return fail(setting, "cannot have the value " + quoted(setting->what->value));
-    if (value_rule(vr).is_free && !encode_text(setting, &bytes))
-        return false;
     if (node != nullptr && (node->item != nullptr || working_vr(node) == VR_SQ))
         return fail(setting, is_encapsulated(node) ? "is compressed pixel data" : "is a sequence");
+    if (!make_value(vr, setting->what->value, &bytes))
+        return refuse_value(setting, vr);
+    if (value_rule(vr).is_free && !encode_text(setting, &bytes))
+        return false;
     if (node == nullptr)
         node = find_or_add(setting, step, vr);
     if (node == nullptr)
@@ -269,7 +275,7 @@ static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
     bool is_allowed = review_cleaning(node, bytes, charset_of(*setting->set)) == LEFT_AS_ALLOWED;
     bool is_marked = (node->flag & (FLAG_INVALID | FLAG_SYNTAX_ERROR)) != 0;
     if (!is_allowed && (is_marked || (!bytes.empty() && node->size == 0)))
-        return fail(setting, "cannot have the value " + quoted(setting->what->value));
+        return refuse_value(setting, vr);
     node->flag = ORIGIN_VELM;
     if (node->size % 2 != 0)
         give_bytes(node, std::string(node->data, static_cast<size_t>(node->size)) + padding_of(node));
@@ -296,7 +302,7 @@ static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
     bool is_deep = setting->root.Sequence_Depth >= MAX_SEQUENCE_DEPTH;
     if (node == nullptr || is_deep || last > count + 1)
         return fail(setting, is_deep ? "lies below the ninth level of sequences"
-                                     : "cannot be set: the sequence has " + std::to_string(count) + " items");
+                                     : "cannot be set: the next item of the sequence is " + std::to_string(count + 1));
     DICOM_Attribute_Sequence_Start(nullptr, &setting->root, step.group, step.element, node->flag, 15);
     bool done = true;
     for (int i = 1; i <= last && done; i++) {
@@ -330,13 +336,16 @@ bool parse_assignment(const std::string &text, Assignment *what, std::string *er
     }
     if (!parse_tag_path(tag, &what->path, error))
         return false;
-    const Tag_Step &last = what->path.steps.back();
-    bool is_valid = last.item == 0;
-    for (const Tag_Step &step : what->path.steps)
-        is_valid &= step.is_exact && step.group != GROUP_FILE_META;
-    if (!is_valid)
-        *error = quoted(tag) + " cannot be set";
-    return is_valid;
+    error->clear();
+    if (what->path.steps.back().item != 0)
+        *error = quoted(tag) + " cannot be set: it names an item, not an attribute";
+    for (const Tag_Step &step : what->path.steps) {
+        if (!step.is_exact)
+            *error = quoted(tag) + " cannot be set: it may name several attributes";
+        else if (step.group == GROUP_FILE_META)
+            *error = quoted(tag) + " cannot be set: group 0002 is made anew when a file is written";
+    }
+    return error->empty();
 }
 
 bool assign(Data_Set *set, const Assignment &what, std::string *error)

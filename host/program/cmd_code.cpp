@@ -48,6 +48,18 @@ static int look_up(const std::string &table, std::string text)
     return STATUS_DONE;
 }
 
+static int list_tables()
+{
+    std::vector<std::string> names = definition_names(PREFIX);
+    for (const std::string &name : names)
+        write_out(visible(name) + "\n");
+    if (!names.empty())
+        return STATUS_DONE;
+    complain("there are no code tables in %s; --definitions or VELMORA_DEFINITIONS names their folder",
+             quoted(definitions_place()).c_str());
+    return STATUS_UNREADABLE;
+}
+
 static int list_rows(const std::string &table)
 {
     FILE *file = fopen((definitions_place() + table).c_str(), "re");
@@ -86,11 +98,8 @@ static int run_code(int argc, char **argv)
     int status = STATUS_DONE;
     if (!take_options(command_code, argc, argv, take_option, &is_list, &status))
         return status;
-    if (is_list && optind == argc) {
-        for (const std::string &name : definition_names(PREFIX))
-            write_out(visible(name) + "\n");
-        return STATUS_DONE;
-    }
+    if (is_list && optind == argc)
+        return list_tables();
     if (argc - optind < (is_list ? 1 : 2))
         return wrong_use(command_code, optind == argc ? "no table is given" : "no text is given");
     std::string table = find_table(argv[optind]), text;

@@ -3,6 +3,7 @@
 
 #include "host/program/command.h"
 #include "host/program/dictionary_rows.h"
+#include "host/program/messages.h"
 #include "host/program/output.h"
 #include "host/program/tag_path.h"
 
@@ -59,7 +60,14 @@ static int look_up(const std::string &text)
         found = write_rows_by_tag(path.steps[0]);
     else
         found = write_rows_by_text(text);
-    return found > 0 ? STATUS_DONE : STATUS_FOUND;
+    if (found > 0)
+        return STATUS_DONE;
+    std::string near = error.empty() ? "" : nearest_keyword(text);
+    if (near.empty())
+        complain("the dictionary has nothing for %s", quoted(text).c_str());
+    else
+        complain("the dictionary has nothing for %s; perhaps %s is meant", quoted(text).c_str(), near.c_str());
+    return STATUS_FOUND;
 }
 
 static const Option_Table *const TABLES[] = {nullptr};

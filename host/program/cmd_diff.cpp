@@ -304,7 +304,7 @@ static int run_diff(int argc, char **argv)
     if (!take_options(command_diff, argc, argv, take_option, &diff, &status))
         return status;
     if (argc - optind != 2)
-        return wrong_use(command_diff, "two files are compared, and %d are given", argc - optind);
+        return wrong_use(command_diff, "two files are compared, not %d", argc - optind);
     return compare_files(&diff, argv[optind], argv[optind + 1]);
 }
 

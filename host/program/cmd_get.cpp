@@ -252,6 +252,8 @@ static int run_get(int argc, char **argv)
     status = take_paths(command_get, argc, argv, &options.choice);
     if (status != STATUS_DONE)
         return status;
+    if (options.wants_bare && (options.wants_name || options.wants_path))
+        return wrong_use(command_get, "--no-filename leaves out what --with-filename and --path ask for; choose one");
     if (work.raw && work.json)
         return wrong_use(command_get, "--raw and --json are two forms; choose one");
 

@@ -49,7 +49,7 @@ int refuse_command(const char *name)
         for (const Command *const *command = group->commands; *command != nullptr; command++)
             names.push_back((*command)->name);
     std::string text = std::string("there is no ") + (name[0] == '-' ? "option " : "command ") + quoted(name);
-    std::string near = nearest_word(name, names);
+    std::string near = nearest_word(name, names, strlen(name) / 3 + 1);
     struct stat state;
     if (!near.empty())
         text += "; perhaps " + near + " is meant";

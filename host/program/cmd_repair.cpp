@@ -116,7 +116,7 @@ static int run_repair(int argc, char **argv)
     work.is_quiet |= to_stdout;
     Tally total;
     status = run_writing(&work.writing, argc, argv, &total);
-    if (status != STATUS_WRONG_USE && !to_stdout)
+    if (!to_stdout && (total.files > 0 || status == STATUS_DONE))
         write_summary(total);
     return status;
 }

@@ -4,6 +4,7 @@
 
 #include "host/program/command.h"
 #include "host/program/dictionary_rows.h"
+#include "host/program/messages.h"
 #include "host/program/output.h"
 #include "tree/DICOM_Constants.h"
 #include "tree/Velmora_DICOM.h"
@@ -44,7 +45,10 @@ static int look_up(const char *text)
             found++;
         }
     }
-    return found > 0 ? STATUS_DONE : STATUS_FOUND;
+    if (found > 0)
+        return STATUS_DONE;
+    complain("no name is known for %s", quoted(text).c_str());
+    return STATUS_FOUND;
 }
 
 static const Option_Table *const TABLES[] = {nullptr};

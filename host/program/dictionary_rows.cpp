@@ -7,6 +7,7 @@
 #include <string.h>
 #include <utility>
 
+#include "host/program/help.h"
 #include "host/program/messages.h"
 #include "tree/DICOM_Constants.h"
 
@@ -111,6 +112,14 @@ const Dictionary_Row *find_row_by_name(const std::string &name)
         if (folded_name(row.row->description) == wanted)
             return &row;
     return nullptr;
+}
+
+std::string nearest_keyword(const std::string &name)
+{
+    std::vector<std::string> keywords;
+    for (const Dictionary_Row &row : dictionary_rows())
+        keywords.push_back(keyword_of(row.row->description));
+    return nearest_word(keyword_of(name), keywords, name.size() / 5);
 }
 
 std::string vr_text(const TAG_db_Elems &row)

@@ -20,6 +20,9 @@ const std::vector<Dictionary_Row> &dictionary_rows();
 // The row with this name or keyword, whatever the case of its letters; null when there is none.
 const Dictionary_Row *find_row_by_name(const std::string &name);
 
+// The keyword that may have been meant by a name that is none; empty: none comes near.
+std::string nearest_keyword(const std::string &name);
+
 // "Patient's Name" gives PatientName, "Exposure in uAs" ExposureInuAs.
 std::string keyword_of(const std::string &name);
 

@@ -56,10 +56,10 @@ static size_t distance(const std::string &a, const std::string &b)
     return row[b.size()];
 }
 
-std::string nearest_word(const std::string &word, const std::vector<std::string> &words)
+std::string nearest_word(const std::string &word, const std::vector<std::string> &words, size_t distance_allowed)
 {
-    static const size_t LONGEST = 64;     // what is longer was no slip of the fingers
-    size_t least = word.size() / 3 + 1;   // the distance up to which a word is near
+    static const size_t LONGEST = 64;   // what is longer was no slip of the fingers
+    size_t least = distance_allowed;
     std::string nearest;
     if (word.empty() || word.size() > LONGEST)
         return nearest;

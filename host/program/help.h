@@ -24,7 +24,8 @@ std::string help_text(const Command &command);
 void write_help_as_json(const Command_Group *groups);
 
 // The word of a list that was most likely meant; empty: none is near.
-std::string nearest_word(const std::string &word, const std::vector<std::string> &words);
+//   distance_allowed  letters that may differ; the longer the list, the fewer they should be
+std::string nearest_word(const std::string &word, const std::vector<std::string> &words, size_t distance_allowed);
 
 // The words of a list that has a blank between two.
 std::vector<std::string> split_words(const char *words);

@@ -197,6 +197,10 @@ static void take_list(Walk *walk, const std::string &name, bool zero_between)
         if (!path.empty())
             take_path(walk, path);
     }
+    if (ferror(list)) {
+        complain_about(name == "-" ? "standard input" : name, std::string("cannot be read: ") + strerror(errno));
+        walk->status = STATUS_UNREADABLE;
+    }
     free(line);
     if (list != stdin)
         fclose(list);

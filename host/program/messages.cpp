@@ -171,7 +171,7 @@ static void find_place(const Data_Set &set, Message *message)
     if (place->has_path || (place->offset < 0 && !parse_tag(message->text, &search.group, &search.element)))
         return;
     search_tree(set.tree, &search);
-    if (search.found != 1)
+    if (search.found != 1 || search.place.offset == 0)   // 0: it does not come from the source
         return;
     *place = search.place;
     if (place->offset >= set.stream_base)

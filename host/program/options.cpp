@@ -93,7 +93,7 @@ static int refuse_option(const Command &command, const Rows &rows, const std::st
     }
     if (begun.size() > 1)
         return wrong_use(command, "%s may be %s", quoted(name).c_str(), words_in_a_line(begun, " or ").c_str());
-    std::string near = begun.empty() ? nearest_word(name, names) : begun[0];
+    std::string near = begun.empty() ? nearest_word(name, names, name.size() / 3 + 1) : begun[0];
     if (!near.empty())
         return wrong_use(command, "there is no option %s; perhaps %s is meant", quoted(name).c_str(), near.c_str());
     return wrong_use(command, "there is no option %s, but %s", quoted(name).c_str(),

@@ -92,6 +92,17 @@ static bool parse_step(const std::string &text, Tag_Step *step)
     return take_item(&tag, &step->item) && (parse_numbers(tag, step) || parse_name(tag, step));
 }
 
+static void refuse_step(const std::string &text, std::string *error)
+{
+    std::string near = nearest_keyword(text);
+    if (text.size() > 2 && text.compare(text.size() - 3, 3, "[0]") == 0)
+        *error = quoted(text) + " is no item; they count from 1";
+    else if (near.empty())
+        *error = quoted(text) + " is no tag (as 0010,0010), and no name of the dictionary";
+    else
+        *error = quoted(text) + " is no tag (as 0010,0010), and no name of the dictionary; perhaps " + near + " is meant";
+}
+
 bool parse_tag_path(const std::string &text, Tag_Path *path, std::string *error)
 {
     path->steps.clear();
@@ -106,7 +117,7 @@ bool parse_tag_path(const std::string &text, Tag_Path *path, std::string *error)
         end = end == std::string::npos ? text.size() : end;
         std::string part = text.substr(at, end - at);
         if (!parse_step(part, &step)) {
-            *error = quoted(part) + " is no tag (as 0010,0010), and no name of the dictionary";
+            refuse_step(part, error);
             return false;
         }
         path->steps.push_back(step);

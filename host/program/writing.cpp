@@ -260,6 +260,8 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
     writing->into_folder = !writing->out.empty() && (several || is_folder(writing->out) || writing->out.back() == '/');
     if (writing->into_folder && writing->out == "-")
         return wrong_use(command, "several results cannot all go to standard output");
+    if (writing->into_folder && access(writing->out.c_str(), F_OK) == 0 && !is_folder(writing->out))
+        return wrong_use(command, "%s is no folder, and that is where several results go", quoted(writing->out).c_str());
     if (writing->into_folder) {
         inputs->skipped = writing->out;
         note_inputs(writing);
