@@ -5,7 +5,11 @@ set(SONAME_PACKAGE libvelmora-dicom${PROJECT_VERSION_MAJOR})   # a library's pac
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME velmora-dicom)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "The Velmora_DICOM developers <velmora-dicom@localhost>")
+# Who makes the packages says so in the variables of Debian's own tools.
+set(CPACK_PACKAGE_CONTACT "The Velmora_DICOM developers <velmora-dicom@packages.invalid>")
+if(DEFINED ENV{DEBFULLNAME} AND DEFINED ENV{DEBEMAIL})
+    set(CPACK_PACKAGE_CONTACT "$ENV{DEBFULLNAME} <$ENV{DEBEMAIL}>")
+endif()
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
