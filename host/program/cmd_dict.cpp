@@ -54,15 +54,11 @@ static int write_rows_by_text(const std::string &text)
 static int look_up(const std::string &text)
 {
     Tag_Path path;
-    std::string error;
-    int found = 0;
-    if (parse_tag_path(text, &path, &error) && path.steps.size() == 1)
-        found = write_rows_by_tag(path.steps[0]);
-    else
-        found = write_rows_by_text(text);
+    bool is_tag = parse_tag_path(text, &path, nullptr) && path.steps.size() == 1;
+    int found = is_tag ? write_rows_by_tag(path.steps[0]) : write_rows_by_text(text);
     if (found > 0)
         return STATUS_DONE;
-    std::string near = error.empty() ? "" : nearest_keyword(text);
+    std::string near = is_tag ? "" : nearest_keyword(text);
     if (near.empty())
         complain("the dictionary has nothing for %s", quoted(text).c_str());
     else

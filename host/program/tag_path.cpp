@@ -117,7 +117,8 @@ bool parse_tag_path(const std::string &text, Tag_Path *path, std::string *error)
         end = end == std::string::npos ? text.size() : end;
         std::string part = text.substr(at, end - at);
         if (!parse_step(part, &step)) {
-            refuse_step(part, error);
+            if (error != nullptr)
+                refuse_step(part, error);
             return false;
         }
         path->steps.push_back(step);

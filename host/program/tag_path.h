@@ -19,7 +19,7 @@ struct Tag_Path {
     std::vector<Tag_Step> steps;
 };
 
-// Returns false with one line in error that says what is wrong.
+// Returns false with one line in error, which may be null, that says what is wrong.
 bool parse_tag_path(const std::string &text, Tag_Path *path, std::string *error);
 
 bool matches(const Tag_Step &step, unsigned short group, unsigned short element);
