@@ -45,7 +45,7 @@ struct Stream {
     }
     long position() const
     {
-        return kind == IN_FILE ? lseek(descriptor, 0, SEEK_CUR) : cursor;
+        return kind == IN_FILE ? static_cast<long>(lseek(descriptor, 0, SEEK_CUR)) : cursor;
     }
     int size() const
     {
