@@ -8,6 +8,10 @@ cd "$(dirname "$0")/.."
 arch=$1
 root=$PWD/build/sysroot-$arch
 [ ! -e "$root/complete" ] || exit 0
+if [ "$arch" = i386 ] && [ "$(uname -m)" != x86_64 ]; then
+    echo "programs of $arch do not run on $(uname -m)" >&2
+    exit 77
+fi
 
 packages="libc6 libgcc-s1 libstdc++6 zlib1g zlib1g-dev libgtest-dev rapidjson-dev"
 rm -rf "$root"
