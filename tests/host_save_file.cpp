@@ -79,8 +79,9 @@ TEST(HostSaveFile, MakesAndReplacesFiles)
     ASSERT_EQ(stat(out.c_str(), &state), 0);
     EXPECT_EQ(state.st_mode & 07777, 0640u);
     char attribute[8] = "";
-    if (has_attributes)
+    if (has_attributes) {
         EXPECT_EQ(getxattr(out.c_str(), "user.origin", attribute, sizeof attribute), 6);
+    }
     EXPECT_EQ(names_in(folder), (std::vector<std::string>{"in", "link", "new", "out"}));
 }
 
