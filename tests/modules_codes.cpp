@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/modules_folder.h"
+#include "tests/support/dimension.h"
 
 // Looks a text up in a table: "scheme value meaning", or "none".
 static std::string look_up(const std::string &text, const char *table)
@@ -145,9 +146,9 @@ TEST(Code, LeavesTheRecordWhenMemoryRunsOut)
         });
     const std::string here = "line N of .\\NEMA_Work_Macro \nmemory error in ";
     std::string expected;
-    for (const char *dimension : {"1", "2"}) {
+    for (int rows : {1, 2}) {
         for (const char *column : {"coding_scheme", "code_value", "code_meaning"})
-            expected += here + "realloc (var=" + column + ", dim=" + dimension + "x8)\n";
+            expected += here + "realloc (var=" + column + ", " + dimension(rows, sizeof(char *)) + "\n";
         for (const char *field : {"coding_scheme", "code_value", "code_meaning"})
             expected += here + "strdup (var=" + field + "[nb_lines])\n";
     }

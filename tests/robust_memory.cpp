@@ -243,6 +243,15 @@ static std::string shortened(const std::string &report)
     return text.substr(head.size(), at - head.size()) + " " + text.substr(at + middle.size());
 }
 
+// The table has the sizes of records and pointers of 64 bits; elsewhere none are compared.
+static std::vector<std::string> comparable(std::vector<std::string> failures)
+{
+    for (std::string &text : failures)
+        for (size_t at = 0; sizeof(void *) != 8 && (at = text.find(", dim=", at)) != std::string::npos;)
+            text.erase(at, text.find(')', at) - at);
+    return failures;
+}
+
 static std::string undisturbed(const Row &row)
 {
     World world;
@@ -292,7 +301,7 @@ TEST(Memory, RefusedToEachOperationIsToldAndSurvived)
                 EXPECT_EQ(outline_of(world), expected) << "again, after allocation " << n;
             }
         }
-        EXPECT_EQ(failures, row.failures);
+        EXPECT_EQ(comparable(failures), comparable(row.failures));
     }
     DICOM_Write_Image_Fct(nullptr);
     DICOM_Module_Setup(nullptr, "");

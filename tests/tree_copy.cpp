@@ -1,6 +1,7 @@
 // Copies as merges: which side wins, how values are appended, where items go.
 #include <gtest/gtest.h>
 
+#include "tests/support/dimension.h"
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
@@ -206,11 +207,11 @@ TEST(Copy, ReportsEachRefusedAllocationAndKeepsAValidTree)
             failures.push_back(said.failures().substr(strlen("line N of .\\NEMA_Tag_")) + said.warnings());
     });
     static const std::string failed = "\n\xF1\x05Warning:\x02 Failed in DICOM_Attribute_Copy";
-    static const std::string node = "Attribute \nmemory error in calloc (var=insert, dim=1x96)" + failed;
+    static const std::string node = "Attribute \nmemory error in calloc (var=insert, " + dimension(1, sizeof(DICOM_List)) + failed;
     static const std::string copied = "Copy \nmemory error in ";
     EXPECT_EQ(failures, (std::vector<std::string>{
         copied + "realloc (var=target->data, dim=6x1)" + failed + "(0010,0010)\n",
         copied + "strdup (var=target->description)" + failed + "(0010,0010)\n", node + "(0040,0275)\n",
-        copied + "realloc (var=target->item, dim=1x8)" + failed + "(0040,0275)\n", node + "(0040,0009)\n",
+        copied + "realloc (var=target->item, " + dimension(1, sizeof(DICOM_List *)) + failed + "(0040,0275)\n", node + "(0040,0009)\n",
         copied + "malloc (var=target->data, dim=2x1)" + failed + "(0040,0009)\n"}));
 }

@@ -1,6 +1,7 @@
 // Finding, getting, matching and inserting attributes, and the walk from a cursor to its place in the tree.
 #include <gtest/gtest.h>
 
+#include "tests/support/dimension.h"
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
@@ -235,8 +236,9 @@ TEST(Lookup, ReportsEachRefusedAllocationAndKeepsAValidTree)
         if (failed)
             failures.push_back(said.failures());
     });
-    const std::string node = at + "calloc (var=insert, dim=1x96)\n", slot = at + "calloc (var=insert->item, dim=1x8)\n";
+    const std::string node = at + "calloc (var=insert, " + dimension(1, sizeof(DICOM_List)) + "\n";
+    const std::string slot = at + "calloc (var=insert->item, " + dimension(1, sizeof(DICOM_List *)) + "\n";
     EXPECT_EQ(failures, (std::vector<std::string>{
-        at + "realloc (var=pt->item, dim=2x8)\n", node, node, slot, node, node, slot, node, slot, node,
+        at + "realloc (var=pt->item, " + dimension(2, sizeof(DICOM_List *)) + "\n", node, node, slot, node, node, slot, node, slot, node,
         "line N of .\\NEMA_Tag_Copy \nmemory error in malloc (var=target->data, dim=4x1)\n"}));
 }
