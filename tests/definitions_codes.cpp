@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tests/definitions_directory.h"
+#include "tests/support/checkout.h"
 #include "tests/support/reports.h"
 
 // What a lookup finds, as "SRT T-D1100", or nothing.
@@ -27,7 +28,7 @@ TEST(CodeTables, HaveWholeRowsOnly)
     std::vector<std::string> tables = definition_names("DICOM_Codes_");
     EXPECT_EQ(tables.size(), 19u);
     for (const std::string &table : tables) {
-        std::ifstream stream(VELMORA_SOURCE_DIR "/definitions/DICOM_Codes_" + table + ".txt");
+        std::ifstream stream(source_path("definitions/DICOM_Codes_" + table + ".txt"));
         int rows = 0;
         for (std::string line; std::getline(stream, line);) {
             SCOPED_TRACE(table + ": " + line);

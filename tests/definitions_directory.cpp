@@ -4,7 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-static const std::filesystem::path DIRECTORY = VELMORA_SOURCE_DIR "/definitions";
+#include "tests/support/checkout.h"
+
 static const std::string SUFFIX = ".txt";
 
 Definition_Directory::Definition_Directory(const std::string &directory)
@@ -22,7 +23,7 @@ Definition_Directory::~Definition_Directory()
 std::vector<std::string> definition_names(const std::string &prefix)
 {
     std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(DIRECTORY)) {
+    for (const auto &entry : std::filesystem::directory_iterator(source_path("definitions"))) {
         std::string name = entry.path().filename().string();
         if (name.starts_with(prefix) && name.ends_with(SUFFIX))
             names.push_back(name.substr(prefix.size(), name.size() - prefix.size() - SUFFIX.size()));
@@ -33,7 +34,7 @@ std::vector<std::string> definition_names(const std::string &prefix)
 
 std::vector<std::string> definition_lines(const std::string &file)
 {
-    std::ifstream stream(DIRECTORY / file);
+    std::ifstream stream(source_path("definitions/" + file));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) {
         line = line.substr(0, line.find(';'));

@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "modules/DICOM_Modules.h"
+#include "tests/support/checkout.h"
 
 // Sets the directory while it lives, and forgets what was read from it at the end.
 struct Definition_Directory {
-    explicit Definition_Directory(const std::string &directory = VELMORA_SOURCE_DIR "/definitions/");
+    explicit Definition_Directory(const std::string &directory = source_path("definitions/"));
     ~Definition_Directory();
     Definition_Directory(const Definition_Directory &) = delete;
 };

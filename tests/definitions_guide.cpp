@@ -14,7 +14,7 @@
 static std::map<std::string, std::string> read_blocks()
 {
     std::map<std::string, std::string> blocks;
-    std::ifstream stream(VELMORA_SOURCE_DIR "/docs/definitions.md");
+    std::ifstream stream(source_path("docs/definitions.md"));
     const std::string fence = "```", head = fence + "text ";
     std::string title;
     for (std::string line; std::getline(stream, line);) {

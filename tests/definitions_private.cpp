@@ -11,7 +11,7 @@
 struct Private_File {
     explicit Private_File(const std::string &name) : list(nullptr), result(0)
     {
-        std::string path = VELMORA_SOURCE_DIR "/definitions/" + name;
+        std::string path = source_path("definitions/" + name);
         FILE *stream = fopen(path.c_str(), "r");
         if (stream != nullptr) {
             result = DICOM_Module_Read_File(nullptr, stream, name.c_str(), &list);

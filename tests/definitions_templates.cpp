@@ -128,7 +128,7 @@ TEST(Templates, ExistForEveryNameOfAModule)
 // The lines of a module file as its readers see them: the stem and what the comment says of the usage.
 static std::map<std::string, char> usages_of(const std::string &module)
 {
-    std::ifstream stream(VELMORA_SOURCE_DIR "/definitions/DICOM_Module_" + module + ".txt");
+    std::ifstream stream(source_path("definitions/DICOM_Module_" + module + ".txt"));
     std::map<std::string, char> usages;
     for (std::string line; std::getline(stream, line);) {
         size_t semicolon = line.find("; ");

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "dictionary/dictionary_internal.h"
+#include "tests/support/checkout.h"
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
 
@@ -26,7 +27,7 @@ static std::vector<std::string> split(const std::string &text, char separator)
 
 static std::vector<Table_Row> read_table()
 {
-    std::ifstream file(VELMORA_SOURCE_DIR "/dictionary/tools/data_elements.tsv");
+    std::ifstream file(source_path("dictionary/tools/data_elements.tsv"));
     std::vector<Table_Row> rows;
     for (std::string line; std::getline(file, line);) {
         std::vector<std::string> columns = split(line, '\t');

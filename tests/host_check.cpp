@@ -5,11 +5,10 @@
 #include "tests/host_runs.h"
 #include "tests/support/bytes.h"
 
-static Outcome check(const std::vector<std::string> &arguments, const std::string &folder)
+static Outcome check(std::vector<std::string> arguments, const std::string &folder)
 {
-    std::vector<std::string> all = {"check"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return run_program(VELMORA_PROGRAM, all, "", folder);
+    arguments.insert(arguments.begin(), "check");
+    return velmora(arguments, "", folder);
 }
 
 static const Bytes CLEAN = element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "Doe^Jane");

@@ -20,7 +20,7 @@ struct Conform_Run {
     Outcome operator()(std::vector<std::string> arguments, const std::string &input = "")
     {
         arguments.insert(arguments.begin(), {"conform", "--definitions", "defs"});
-        return run_program(VELMORA_PROGRAM, arguments, input, folder.path);
+        return velmora(arguments, input, folder.path);
     }
     bool exists(const std::string &name) const
     {
@@ -29,7 +29,7 @@ struct Conform_Run {
     }
     std::string get(const std::string &tag, const std::string &name)
     {
-        return run_program(VELMORA_PROGRAM, {"get", tag, name}, "", folder.path).out;
+        return velmora({"get", tag, name}, "", folder.path).out;
     }
 
     Folder folder;

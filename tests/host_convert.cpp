@@ -8,12 +8,11 @@
 
 using namespace velmora_host;
 
-static Outcome convert(const std::vector<std::string> &arguments, const std::string &input = "",
+static Outcome convert(std::vector<std::string> arguments, const std::string &input = "",
                        const std::string &folder = "")
 {
-    std::vector<std::string> all = {"convert"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return run_program(VELMORA_PROGRAM, all, input, folder);
+    arguments.insert(arguments.begin(), "convert");
+    return velmora(arguments, input, folder);
 }
 
 static Bytes body(const std::string &id, int syntax = SYNTAX_EXPLICIT)
@@ -28,13 +27,7 @@ static Bytes file_of(const std::string &id)
 
 static Bytes written(const std::string &path)
 {
-    Bytes bytes;
-    FILE *file = fopen(path.c_str(), "rb");
-    for (int c; file != nullptr && (c = getc(file)) != EOF;)
-        bytes += static_cast<char>(c);
-    if (file != nullptr)
-        fclose(file);
-    return behind_head(bytes);
+    return behind_head(bytes_of(path));
 }
 
 TEST(HostConvert, WritesFilesPipesAndFolders)

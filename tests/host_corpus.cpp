@@ -1,46 +1,26 @@
-// Real files, where there are any: the folder that VELMORA_CORPUS names, or ../shared/corpus beside the repository. Cut
-// copies of them are loaded from memory of exactly their size, so that the address sanitizer sees a read behind it. A
-// sample of files and cuts by default; all of them when VELMORA_LONG is set.
+// Real files, where there are any: a sample by default, all of them when VELMORA_LONG is set. Cut copies are loaded
+// from memory of exactly their size, so that the address sanitizer sees a read behind it.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <random>
 
 #include "host/velmora_host.h"
 #include "tests/host_runs.h"
+#include "tests/support/outline.h"
+#include "tests/support/reports.h"
 
 using namespace velmora_host;
 
-static std::vector<std::string> corpus_files()
-{
-    const char *named = getenv("VELMORA_CORPUS");
-    std::filesystem::path folder = named != nullptr ? named : VELMORA_SOURCE_DIR "/../shared/corpus";
-    std::vector<std::string> files;
-    std::error_code ignored;
-    for (const auto &entry : std::filesystem::directory_iterator(folder, ignored))
-        if (entry.is_regular_file() && entry.path().extension() != ".tsv")
-            files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
-    return files;
-}
+static const bool IS_LONG_RUN = getenv("VELMORA_LONG") != nullptr;
 
-static bool is_long_run()
+// So many files of the corpus, or all of them, evenly from its whole length.
+static std::vector<std::string> sample(size_t wanted)
 {
-    return getenv("VELMORA_LONG") != nullptr;
-}
-
-static void ignore_report(void *, HWND, int, const char *report)
-{
-    Place place;
-    place_of_report(report, &place);
-}
-
-static std::string bytes_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    std::vector<std::string> all = corpus_files(), some;
+    for (size_t i = 0; i < all.size(); i += IS_LONG_RUN ? 1 : all.size() / wanted + 1)
+        some.push_back(all[i]);
+    return some;
 }
 
 static void load_cut(const std::string &bytes, size_t size)
@@ -58,52 +38,66 @@ static void load_cut(const std::string &bytes, size_t size)
     free(block);
 }
 
-TEST(Corpus, IsReadWithinTheBytesWhereverTheyEnd)
+class Corpus : public testing::Test
 {
-    std::vector<std::string> files = corpus_files();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus";
-    Error_Set_Sink(ignore_report, nullptr);
+  protected:
+    void SetUp() override
+    {
+        if (corpus_files().empty())
+            GTEST_SKIP() << "no corpus";
+    }
+};
+
+TEST_F(Corpus, IsReadWithinTheBytesWhereverTheyEnd)
+{
+    Reports said;
     std::mt19937 random(20);
-    size_t file_step = is_long_run() ? 1 : files.size() / 20 + 1;
-    for (size_t i = 0; i < files.size(); i += file_step) {
-        SCOPED_TRACE(files[i]);
-        std::string bytes = bytes_of(files[i]);
-        size_t cut_step = is_long_run() ? 1 : 1 + random() % 40, places = is_long_run() ? 200 : 10;
+    for (const std::string &file : sample(20)) {
+        SCOPED_TRACE(file);
+        std::string bytes = bytes_of(file);
+        size_t cut_step = IS_LONG_RUN ? 1 : 1 + random() % 40, places = IS_LONG_RUN ? 200 : 10;
         for (size_t size = 0; size <= std::min<size_t>(4096, bytes.size()); size += cut_step)
             load_cut(bytes, size);
         for (size_t place = 0; place < places; place++)
             load_cut(bytes, random() % (bytes.size() + 1));
     }
-    Error_Set_Sink(nullptr, nullptr);
 }
 
-TEST(Corpus, IsShownWithoutACrashAndInTime)
+TEST_F(Corpus, IsNotChangedByTheCheck)
 {
-    std::vector<std::string> files = corpus_files();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus";
-    size_t step = is_long_run() ? 1 : files.size() / 40 + 1;
-    for (size_t i = 0; i < files.size(); i += step)
+    for (const std::string &file : sample(100)) {
+        Reports said;
+        Data_Set set;
+        std::string error;
+        if (load_from_path(file.c_str(), Load_Options(), &set, &error) == LOADED && set.mode != MODE_EXPLICIT_BIG) {
+            std::string before = full_outline(set.tree);
+            DICOM_Root root = {};
+            DICOM_Attribute_Syntax(nullptr, &root, set.tree);
+            EXPECT_EQ(full_outline(set.tree), before) << file;
+        }
+        release_data_set(&set);
+    }
+}
+
+TEST_F(Corpus, IsShownWithoutACrashAndInTime)
+{
+    for (const std::string &file : sample(40))
         for (const char *form : {"tree", "tsv"}) {
-            Outcome run = run_program(VELMORA_PROGRAM, {"dump", "--format", form, files[i]});
-            EXPECT_TRUE(run.status == 0 || run.status == 3) << files[i] << ": " << run.status << "\n" << run.err;
-            EXPECT_EQ(run.status == 3, run.out.empty()) << files[i];
+            Outcome run = velmora({"dump", "--format", form, file});
+            EXPECT_TRUE(run.status == 0 || run.status == 3) << file << ": " << run.status << "\n" << run.err;
+            EXPECT_EQ(run.status == 3, run.out.empty()) << file;
         }
 }
 
 // Needs python3-pydicom and dcmtk.
-TEST(Corpus, IsListedAsOtherToolkitsListIt)
+TEST_F(Corpus, IsListedAsOtherToolkitsListIt)
 {
-    std::vector<std::string> files = corpus_files(), arguments = {VELMORA_SOURCE_DIR "/tests/interop/compare_listing.py",
-                                                                  VELMORA_PROGRAM};
     static const char PYTHON[] = "/usr/bin/python3";
-    if (files.empty() || run_program("/bin/sh", {"-c", "command -v dcmdump"}).status != 0 ||
+    if (run_program("/bin/sh", {"-c", "command -v dcmdump"}).status != 0 ||
         run_program(PYTHON, {"-c", "import pydicom"}).status != 0)
-        GTEST_SKIP() << "no corpus, or not both toolkits";
-    size_t step = is_long_run() ? 1 : files.size() / 40 + 1;
-    for (size_t i = 0; i < files.size(); i += step)
-        arguments.push_back(files[i]);
+        GTEST_SKIP() << "not both toolkits";
+    std::vector<std::string> arguments = sample(40);
+    arguments.insert(arguments.begin(), {source_path("tests/interop/compare_listing.py"), VELMORA_PROGRAM});
     Outcome run = run_program(PYTHON, arguments);
     EXPECT_EQ(run.status, 0) << run.out << run.err;
     EXPECT_NE(run.out.find(" files that both peers read"), std::string::npos) << run.err;

@@ -23,7 +23,7 @@ static Outcome diff(const Bytes &a, const Bytes &b, std::vector<std::string> opt
     folder.write("b", b);
     options.insert(options.begin(), "diff");
     options.insert(options.end(), {"a", "b"});
-    return run_program(VELMORA_PROGRAM, options, "", folder.path);
+    return velmora(options, "", folder.path);
 }
 
 TEST(HostDiff, FindsNoDifferenceInWhatWasConverted)

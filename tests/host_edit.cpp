@@ -18,7 +18,7 @@ static Edited edit(const std::vector<std::string> &options, const Bytes &body)
     std::vector<std::string> arguments = {"edit"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     arguments.insert(arguments.end(), {"-", "-"});
-    Outcome run = run_program(VELMORA_PROGRAM, arguments, part10_head("1.2.840.10008.1.2.1") + body);
+    Outcome run = velmora(arguments, part10_head("1.2.840.10008.1.2.1") + body);
     return {run.status, behind_head(run.out), run.err};
 }
 

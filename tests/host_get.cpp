@@ -24,7 +24,7 @@ static Outcome get(const std::vector<std::string> &arguments, const Bytes &bytes
     folder.write("a.dcm", bytes);
     std::vector<std::string> all = arguments;
     all.insert(all.begin(), "get");
-    return run_program(VELMORA_PROGRAM, all, "", folder.path);
+    return velmora(all, "", folder.path);
 }
 
 struct Get_Row {
@@ -177,7 +177,7 @@ static std::string value_shown(const Bytes &bytes, std::vector<std::string> argu
     arguments.push_back("a.dcm");
     if (locale != nullptr)
         setenv("LC_ALL", locale, 1);
-    Outcome run = run_program(VELMORA_PROGRAM, arguments, "", folder.path);
+    Outcome run = velmora(arguments, "", folder.path);
     unsetenv("LC_ALL");
     size_t at = run.out.find("\n(0010,0010)");
     at = at == std::string::npos ? at : run.out.find(" ) ", at);

@@ -1,17 +1,7 @@
 // The host guide: its code is that of the examples it walks through.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-#include <vector>
-
-static std::string read_text(const std::string &path)
-{
-    std::ifstream stream(path);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
+#include "tests/support/checkout.h"
 
 static std::vector<std::string> code_blocks(const std::string &guide)
 {
@@ -26,7 +16,7 @@ static std::vector<std::string> code_blocks(const std::string &guide)
 
 TEST(HostGuide, ShowsTheCodeOfTheExamples)
 {
-    std::string guide = read_text(VELMORA_SOURCE_DIR "/docs/host-guide.md");
+    std::string guide = bytes_of(source_path("docs/host-guide.md"));
     size_t second = guide.find("\n# Second host");
     ASSERT_NE(second, std::string::npos);
     const struct {
@@ -38,7 +28,7 @@ TEST(HostGuide, ShowsTheCodeOfTheExamples)
         {"conform.cpp",   guide.substr(second),    11},
     };
     for (const auto &row : rows) {
-        std::string example = read_text(std::string(VELMORA_SOURCE_DIR "/examples/") + row.example);
+        std::string example = bytes_of(source_path(std::string("examples/") + row.example));
         std::vector<std::string> blocks = code_blocks(row.part);
         EXPECT_EQ(blocks.size(), row.blocks) << row.example;
         for (const std::string &block : blocks)

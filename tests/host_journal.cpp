@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -62,12 +61,11 @@ struct Archive {
         std::vector<std::string> arguments;
         for (std::string word; words >> word;)
             arguments.push_back(word);
-        return run_program(VELMORA_PROGRAM, arguments, input, folder.path);
+        return velmora(arguments, input, folder.path);
     }
     std::string read(const std::string &name) const
     {
-        std::ifstream file(folder.path + "/" + name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        return folder.read(name);
     }
     // The lines of a journal behind its first, times and sizes left out.
     std::string lines(const std::string &name = "j") const

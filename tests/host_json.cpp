@@ -12,7 +12,7 @@ static Outcome dump(const Bytes &bytes, std::vector<std::string> arguments = {})
     folder.write("a.dcm", bytes);
     arguments.insert(arguments.begin(), {"dump", "--format", "json"});
     arguments.push_back("a.dcm");
-    Outcome run = run_program(VELMORA_PROGRAM, arguments, "", folder.path);
+    Outcome run = velmora(arguments, "", folder.path);
     for (size_t at; (at = run.out.find(folder.path)) != std::string::npos;)
         run.out.replace(at, folder.path.size(), "/FOLDER");
     return run;
@@ -207,7 +207,7 @@ TEST(Json, MakesALineOfEachFile)
     folder.write("a", EXPLICIT + element({0x0008, 0x0060}, "CS", "CT"));
     folder.write("b", "no data set");
     folder.write("c", EXPLICIT + element({0x0008, 0x0060}, "CS", "MR"));
-    Outcome run = run_program(VELMORA_PROGRAM, {"dump", "-f", "json", "a", "b", "c"}, "", folder.path);
+    Outcome run = velmora({"dump", "-f", "json", "a", "b", "c"}, "", folder.path);
     EXPECT_EQ(run.out, R"({"00080060":{"vr":"CS","Value":["CT"]}})"
                        "\n"
                        R"({"00080060":{"vr":"CS","Value":["MR"]}})"

@@ -9,12 +9,6 @@
 #include "tests/host_runs.h"
 #include "tests/support/bytes.h"
 
-static Outcome velmora(const std::vector<std::string> &arguments, const std::string &input = "",
-                       const std::string &folder = "")
-{
-    return run_program(VELMORA_PROGRAM, arguments, input, folder);
-}
-
 static const Bytes SMALL =
     part10_head("1.2.840.10008.1.2.1") + element({0x0008, 0x0060}, "CS", "CT") +
     element({0x0010, 0x0010}, "PN", "Doe^Jane") +

@@ -15,17 +15,6 @@ static Bytes file_of(const Bytes &body)
     return part10_head("1.2.840.10008.1.2.1") + body;
 }
 
-static Bytes bytes_of(const std::string &path)
-{
-    Bytes bytes;
-    FILE *file = fopen(path.c_str(), "rb");
-    for (int c; file != nullptr && (c = getc(file)) != EOF;)
-        bytes += static_cast<char>(c);
-    if (file != nullptr)
-        fclose(file);
-    return bytes;
-}
-
 struct Repaired {
     int status;
     Bytes body;
@@ -37,7 +26,7 @@ static Repaired repair(const Bytes &file)
 {
     Folder folder;
     folder.write("in", file);
-    Outcome run = run_program(VELMORA_PROGRAM, {"repair", "in", "out"}, "", folder.path);
+    Outcome run = velmora({"repair", "in", "out"}, "", folder.path);
     std::string said = run.out;
     for (size_t at; (at = said.find("in: ")) != std::string::npos;)
         said.erase(at, 4);
@@ -168,13 +157,13 @@ TEST(HostRepair, WorksInPlaceOnWhatNeedsIt)
     Folder folder;
     Bytes bad = file_of(element({0x0010, 0x0030}, "DA", "1993.11.24")), good = file_of(FIRST);
     std::string bad_path = folder.write("bad", bad), good_path = folder.write("good", good);
-    Outcome run = run_program(VELMORA_PROGRAM, {"repair", "--dry-run", "--in-place", "bad"}, "", folder.path);
+    Outcome run = velmora({"repair", "--dry-run", "--in-place", "bad"}, "", folder.path);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("bad: 0010,0030 DA Patient's Birth Date: '1993.11.24' became '19931124'"),
               std::string::npos);
     EXPECT_TRUE(bytes_of(bad_path) == bad);
 
-    run = run_program(VELMORA_PROGRAM, {"repair", "-q", "--in-place", "bad", "good"}, "", folder.path);
+    run = velmora({"repair", "-q", "--in-place", "bad", "good"}, "", folder.path);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "2 files: 1 repaired (1 value mended, 0 attributes removed), 1 in order\n");
     EXPECT_TRUE(bytes_of(good_path) == good);
@@ -183,7 +172,7 @@ TEST(HostRepair, WorksInPlaceOnWhatNeedsIt)
     EXPECT_EQ(behind_head(bytes_of(bad_path)), element({0x0010, 0x0030}, "DA", "19931124"));
 
     // The next run over the folder leaves the old file alone.
-    run = run_program(VELMORA_PROGRAM, {"repair", "-q", "--in-place", "."}, "", folder.path);
+    run = velmora({"repair", "-q", "--in-place", "."}, "", folder.path);
     EXPECT_EQ(run.out, "2 files: 0 repaired (0 values mended, 0 attributes removed), 2 in order\n") << run.err;
     EXPECT_TRUE(bytes_of(bad_path + ".bak") == bad);
 }

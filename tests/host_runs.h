@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/checkout.h"
+
 // A folder of its own for one test, removed with all that is in it at the end of its life.
 struct Folder {
     Folder();
@@ -13,8 +15,8 @@ struct Folder {
 
     std::string path;
 
-    // Writes a file in it and gives its path.
-    std::string write(const std::string &name, const std::string &bytes) const;
+    std::string write(const std::string &name, const std::string &bytes) const;   // a file in it; gives its path
+    std::string read(const std::string &name) const { return bytes_of(path + "/" + name); }
 };
 
 struct Outcome {
@@ -25,5 +27,12 @@ struct Outcome {
 // Runs a program with arguments, in a folder if one is named, with input on its standard input.
 Outcome run_program(const std::string &program, const std::vector<std::string> &arguments,
                     const std::string &input = "", const std::string &folder = "");
+
+// A run of the program itself.
+inline Outcome velmora(const std::vector<std::string> &arguments, const std::string &input = "",
+                       const std::string &folder = "")
+{
+    return run_program(VELMORA_PROGRAM, arguments, input, folder);
+}
 
 #endif

@@ -19,19 +19,6 @@ using namespace velmora_host;
 
 static const Bytes OLD = "what was there before";
 
-static Bytes bytes_of(const std::string &path)
-{
-    Bytes bytes;
-    std::error_code ignored;
-    FILE *file = fopen(path.c_str(), "rb");
-    if (file == nullptr)
-        return "not there";
-    bytes.resize(static_cast<size_t>(std::filesystem::file_size(path, ignored)));
-    bytes.resize(fread(bytes.data(), 1, bytes.size(), file));
-    fclose(file);
-    return bytes;
-}
-
 static std::vector<std::string> names_in(const Folder &folder)
 {
     std::vector<std::string> names;

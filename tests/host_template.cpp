@@ -27,7 +27,7 @@ struct Definitions : Folder {
     Outcome run(std::vector<std::string> arguments) const
     {
         arguments.insert(arguments.begin() + 1, {"--definitions", "."});
-        return run_program(VELMORA_PROGRAM, arguments, "", path);
+        return velmora(arguments, "", path);
     }
 };
 
@@ -109,7 +109,7 @@ TEST(Definitions, AreFoundWhereTheyAreNamed)
     other.write("DICOM_Module_Other.txt", "Patient\n");
     auto list = [](std::vector<std::string> options) {
         options.insert(options.begin(), {"template", "--list"});
-        return run_program(VELMORA_PROGRAM, options);
+        return velmora(options);
     };
     // The option goes before the variable, and that before what is installed or in the source tree.
     EXPECT_NE(list({}).out.find("\nCT_Image\n"), std::string::npos);

@@ -20,7 +20,7 @@
 
 using namespace velmora_host;
 
-static const char PROGRAM[] = VELMORA_PROGRAM, SHIM[] = VELMORA_SHIM;
+static const char *const PROGRAM = VELMORA_PROGRAM, *const SHIM = VELMORA_SHIM;
 
 static Bytes large_data_set(size_t values)
 {
@@ -238,7 +238,7 @@ static const Bytes HOSTILE = "a\033[2J\nb\r\x07\x9B" "c\xC2\x9B" "d\xE2\x80\xAE"
 
 TEST(Environment, NamesOfAnyBytesAreTakenAndShown)
 {
-    ASSERT_TRUE(use_definitions(VELMORA_SOURCE_DIR "/definitions"));
+    ASSERT_TRUE(use_definitions(source_path("definitions")));
     Folder folder;
     Bytes good = small_data_sets()[0].bytes;
     std::string names[] = {HOSTILE, "-", "--help", std::string(250, 'n'), std::string(200, '\xE4'), " ", "*"};
