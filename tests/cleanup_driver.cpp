@@ -42,32 +42,6 @@ TEST(CleanupSwab, GoesByTheWorkingVrAndNeedsAValue)
     EXPECT_EQ(unread.size, 2000);
 }
 
-TEST(Cleanup, StartsEachMessageWithTheAttribute)
-{
-    Value value("LO", "abc\\", 0x00AE);
-    Row row(1, 2, 2);
-    value.tag.db = &row;
-    value.tag.element = 0x00FB;
-    Reports said;
-    DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
-    EXPECT_EQ(said.remarks(),
-              "\x02    (\x01" "00ae\x02,\x01" "00fb\x02) VR=\x01LO\x02 Removed last char (=\x01\\\x02) from string!\n");
-    EXPECT_EQ(said.warnings(), "    \xF1\x05WARNING:\x02 (\x01" "00ae\x02,\x01" "00fb\x02) VR=\x01LO\x02 "
-                               "Invalid number of values in data!, Expecting VN=2 but got 1 values\n");
-}
-
-TEST(Cleanup, LeavesValuesWithoutARuleAlone)
-{
-    for (const char *vr : {"", "RT", "OX", "I-", "Ia", "UC", "OD", "lo", "zz"}) {
-        Value value(vr, "odd");
-        Reports said;
-        EXPECT_EQ(DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag), 0) << vr;
-        EXPECT_EQ(value.bytes(), "odd") << vr;
-        EXPECT_EQ(value.tag.flag, ORIGIN_DICOM) << vr;
-        EXPECT_EQ(said_of(said, value.tag), "") << vr;
-    }
-}
-
 TEST(Cleanup, StandsValuesWhoseSizeIsNoLength)
 {
     static const char VRS[] = "AEASATCSDADSDTFDFLISLOLTOBOFOWPNSHSLSQSSSTTMUIULUNUSUT";
@@ -109,28 +83,6 @@ TEST(CleanupCount, IsThatOfTheFirstAlternateOfTheRow)
         EXPECT_EQ(DICOM_Tag_Syntax_VN(nullptr, &value.tag, each.count), each.result);
         EXPECT_EQ(said_of(said, value.tag), std::string(each.said) + each.said);
         EXPECT_EQ(value.tag.flag, ORIGIN_DICOM);
-    }
-}
-
-// The count that a rule hands on, asked for through a row that never fits.
-TEST(CleanupCount, ComesFromTheRule)
-{
-    struct { const char *vr; Bytes value; int count; unsigned short group; } cases[] = {
-        {"LO", "a\\\\b\\c ", 4, 0x0008}, {"LO", "abc\\", 1, 0x0008}, {"LO", "abc\\", 2, 0x0009},
-        {"PN", "  ", 1, 0x0008}, {"LT", "a\\b ", 1, 0x0008}, {"DS", "1.5\\2", 2, 0x0008},
-        {"IS", "12.7\\-3.2", 2, 0x0008},
-        {"AS", "7Y", 1, 0x0008}, {"DA", "991231", 1, 0x0008}, {"TM", "10:11:12\\13", 2, 0x0008},
-        {"AT", "12345678", 1, 0x0008}, {"FD", Bytes(24, 'x'), 3, 0x0008}, {"UL", "12345678", 2, 0x0008},
-        {"US", "12345678", 4, 0x0008}, {"OW", "12345678", 1, 0x0008}, {"OF", "12345678", 1, 0x0008},
-    };
-    for (const auto &each : cases) {
-        Row row(1, 5, 5);
-        Value value(each.vr, each.value, each.group);
-        value.tag.db = &row;
-        Reports said;
-        DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
-        std::string expected = "Expecting VN=5 but got " + std::to_string(each.count) + " values";
-        EXPECT_NE(said.warnings().find(expected), std::string::npos) << each.vr << ": " << said.warnings();
     }
 }
 

@@ -133,52 +133,6 @@ TEST(QuickLook, SettlesSoundValuesWithoutTheHeap)
     EXPECT_EQ(Refuse::asked(), 0) << "a value of numbers is not copied to look at its length";
 }
 
-/* ---- cleanup, twice ------------------------------------------------------------------ */
-
-// The cleaned values that a second cleanup shortens further: stages come once, and what a later one uncovers waits for
-// an earlier one of the next time.
-static bool is_shortened_step_by_step(const Value &cleaned)
-{
-    const Bytes value = cleaned.bytes();
-    const VR_Rule *rule = find_rule(cleaned.tag.vr_explicit);
-    if (rule->quick == quick_time && is_old_time(&cleaned.tag))
-        return true;   // the old form came to light when blanks or letters went
-    size_t length = value.find_last_not_of(rule->pad) + 1;
-    if (rule->stage == SINGLE)
-        return value.size() - length > length % 2;   // blanks in front of a zero byte
-    return !is_private_group(cleaned.tag.group) && length > 0 && value[length - 1] == '\\';
-}
-
-// Without a padding stage the pad byte counts towards the length of the last value, so a list that ends in a value of
-// the greatest length is found too long again each time, and comes out as it was.
-static bool has_pad_beyond_limit(const Value &cleaned)
-{
-    const Bytes value = cleaned.bytes();
-    const VR_Rule *rule = find_rule(cleaned.tag.vr_explicit);
-    return rule->stage == MULTIPLE && rule->trail == SKIP && value.size() - (value.rfind('\\') + 1) > rule->max;
-}
-
-TEST(CleanupTwice, ChangesNothingTheSecondTime)
-{
-    try_random_values([](Value &value) {
-        Reports said;
-        DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
-        EXPECT_TRUE(value.tag.size == 0 || value.fits_its_block());
-        const Bytes once = value.bytes();
-        const bool step_by_step = is_shortened_step_by_step(value), flags_again = has_pad_beyond_limit(value);
-        const unsigned short flag = value.tag.flag;
-        said.all.clear();
-        DICOM_Attribute_Cleanup_Tag(nullptr, &value.tag);
-        if (step_by_step) {
-            EXPECT_LE(value.tag.size, static_cast<int>(once.size()));
-            return;
-        }
-        EXPECT_EQ(readable(value.bytes()), readable(once));
-        EXPECT_EQ(value.tag.flag, flags_again ? flag | FLAG_SYNTAX_ERROR : flag);
-        EXPECT_EQ(said.remarks(), "");
-    });
-}
-
 /* ---- the check ----------------------------------------------------------------------- */
 
 TEST(CheckOfRandomValues, ChangesNothingAndMissesNothing)

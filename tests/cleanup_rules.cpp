@@ -15,10 +15,7 @@ struct Case {
     unsigned short group = 0x0008;
 };
 
-static Bytes of(int length, char c)
-{
-    return Bytes(static_cast<size_t>(length), c);
-}
+static Bytes of(int length, char c) { return Bytes(static_cast<size_t>(length), c); }
 
 static const char CODES[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\", DIGITS_OF_AGES[] = "0123456789DWMY";
 static const char DIGITS_OF_DATES[] = "0123456789.\\", DIGITS_OF_TIMES[] = "0123456789. \\";

@@ -50,23 +50,6 @@ TEST(Check, SaysWhereAValueIsWrongAndLeavesIt)
     }
 }
 
-TEST(Check, CountsTheValueThatALastBackslashPromisesButNoneOfADateThatFailed)
-{
-    Row one(1, 1, 1), two(1, 2, 2);
-    Value text("LO", "abc\\"), date("DA", "991231");
-    text.tag.db = &one;
-    date.tag.db = &two;
-    Reports said;
-    EXPECT_EQ(DICOM_Attribute_Syntax_Tag(nullptr, &text.tag), 0);
-    EXPECT_EQ(said_of(said, text.tag), "R last char is (=\x01\\\x02)!\n"
-                                       "W Invalid number of values in data!, Expecting VN=1 but got 2 values\n");
-    EXPECT_EQ(text.tag.flag, ORIGIN_DICOM);
-    EXPECT_EQ(DICOM_Attribute_Cleanup_Tag(nullptr, &text.tag), 1);
-    said.all.clear();
-    EXPECT_EQ(DICOM_Attribute_Syntax_Tag(nullptr, &date.tag), 0);
-    EXPECT_EQ(said_of(said, date.tag), old_syntax("991231", "19991231"));
-}
-
 TEST(Check, SwapsABigEndianValueAndChangesNothingElse)
 {
     Value value("US", "\x01\x02\x03\x04");

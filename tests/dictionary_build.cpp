@@ -119,23 +119,6 @@ TEST(Dictionary_Build, SortsRowsAndSkipsATagThatStandsTwice)
                                                                 "definition file"}}));
 }
 
-TEST(Dictionary_Build, TakesMoreRowsThanWereReserved)
-{
-    std::vector<std::string> lines;
-    for (int i = 0; i < 200; i++) {
-        char text[64];
-        snprintf(text, sizeof text, "(%04x,%04x) Row %d LO 1", 2 * (i / 2), i, i);
-        lines.push_back(text);
-    }
-    std::vector<const char *> table;
-    for (const std::string &line : lines)
-        table.push_back(line.c_str());
-    Small_Dictionary dictionary(table);
-    EXPECT_EQ(dictionary.filed, 200);
-    std::string all = outline();
-    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 200);
-}
-
 TEST(Dictionary_Build, ComesAgainAfterMemoryRanOut)
 {
     ASSERT_NE(NEMA_db_Locate(0x0010, 0x0010), nullptr);

@@ -1,10 +1,6 @@
 // Complement: rows, VRs and descriptions for each kind of tag; private attributes and their creators.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <fstream>
-
 #include "dictionary/dictionary_internal.h"
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
@@ -76,27 +72,6 @@ TEST(Complement, GivesEachKindOfTagItsDue)
             EXPECT_EQ(strlen(tag.description), 40u);
         }
     }
-}
-
-TEST(Complement, KeepsWhatIsThere)
-{
-    Chain chain;
-    DICOM_List &length = chain.add(0x0008, 0x0000), &part = chain.add(0x0018, 0x0010);
-    DICOM_List &other = chain.add(0x0018, 0x0015);
-    length.description = strdup("of a definition");
-    part.vr = VR_SH;
-    other.db = NEMA_db_Locate(0x0010, 0x0010);
-    DICOM_List &item = chain.add(0xFFFE, 0xE000), &pixels = chain.add(0x7FE0, 0x0010);
-    item.vr = VR_UL;
-    pixels.vr = VR_OW;
-    pixels.description = strdup("of a definition");
-    chain.complement();
-    EXPECT_EQ(told(length), "-- [of a definition]");
-    EXPECT_EQ(told(part), "SH -");
-    EXPECT_NE(part.db, nullptr);
-    EXPECT_EQ(told(other), "PN -") << "a row that is set is not looked up again";
-    EXPECT_EQ(told(item), "UL [\x01Item]");
-    EXPECT_EQ(told(pixels), "OB [Pixel Data]") << "whatever they were before";
 }
 
 TEST(Complement, SetsADescriptionAndAVR)
@@ -193,30 +168,6 @@ TEST(Complement_Private, TakesTimeInProportionToTheChain)
     chain.complement();
     EXPECT_EQ(told(*nodes[0x1001]), "-- [LAST]");
     EXPECT_EQ(told(*nodes[1]), "-- -");
-}
-
-TEST(Complement_Private, AsksTheDefinitionFileOfTheCreator)
-{
-    char folder[] = "/tmp/velmora_complement_XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string directory = std::string(folder) + "/", path = directory + "DICOM_Private_SITE NOTES.txt";
-    std::ofstream(path) << "(0029,1010) VR=LO desc=\"Site remark\"\n(0029,0011) VR=US desc=\"Reading count\"\n";
-    DICOM_Module_Free_Private();
-    DICOM_Module_Setup(nullptr, directory.c_str());
-
-    Chain chain;
-    DICOM_List &creator = chain.add(0x0029, 0x0010, "Site Notes "), &exact = chain.add(0x0029, 0x1010);
-    DICOM_List &by_low_byte = chain.add(0x0029, 0x1011), &unknown = chain.add(0x0029, 0x1012);
-    chain.complement();
-    EXPECT_EQ(told(creator), "LO [Private Creator Data Element]");
-    EXPECT_EQ(told(exact), "LO [Site remark]");
-    EXPECT_EQ(told(by_low_byte), "US [Reading count]");
-    EXPECT_EQ(told(unknown), "-- [Site Notes]");
-
-    DICOM_Module_Free_Private();
-    DICOM_Module_Cleanup();
-    unlink(path.c_str());
-    rmdir(folder);
 }
 
 TEST(Complement, GoesOnWithoutMemory)

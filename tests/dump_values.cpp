@@ -1,7 +1,6 @@
 // The text of a value: each VR's form, where values are cut, what is said of values that are not there, names of UIDs.
 #include <gtest/gtest.h>
 
-#include <locale.h>
 #include <map>
 
 #include "dump/dump_internal.h"
@@ -98,17 +97,6 @@ TEST(Dump_Value, LeavesOutNumbersThatDoNotFit)
     ASSERT_EQ(one.size(), 313u);
     EXPECT_EQ(shown("FD", repeated(huge, 16)), listed(one, " / ", 3) + " ...");
     EXPECT_EQ(shown("FD", repeated(huge, 3)), listed(one, " / ", 3));
-}
-
-TEST(Dump_Value, DoesNotLookAtTheLocale)
-{
-    std::string old = setlocale(LC_ALL, nullptr);
-    for (const char *name : {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "tr_TR.UTF-8"})
-        if (setlocale(LC_ALL, name) != nullptr)
-            break;
-    EXPECT_EQ(shown("FL", Bytes("\x00\x00\x20\x40", 4)), "2.500");
-    EXPECT_EQ(shown("UN", "\xE4\xF6"), "(VR=UN Unknown) e4 f6");
-    setlocale(LC_ALL, old.c_str());
 }
 
 TEST(Dump_Value, ShowsTextsAndCutsLongOnes)

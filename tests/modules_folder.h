@@ -124,20 +124,11 @@ struct Parsed {
 };
 
 // Warnings as they are reported, and a part of one in blue.
-inline std::string blue(const std::string &text)
-{
-    return "\x01" + text;
-}
+inline std::string blue(const std::string &text) { return "\x01" + text; }
 
-inline std::string warning(const std::string &text)
-{
-    return "    \xF1\x05WARNING:\x02 " + text + "\n";
-}
+inline std::string warning(const std::string &text) { return "    \xF1\x05WARNING:\x02 " + text + "\n"; }
 
-inline std::string detail(const std::string &text)
-{
-    return "    \xF1\t\t\x02 " + text + "\n";
-}
+inline std::string detail(const std::string &text) { return "    \xF1\t\t\x02 " + text + "\n"; }
 
 // A warning pair about a line, of an attribute file unless it says otherwise.
 inline std::string about_line(const std::string &file, int line, const std::string &text,

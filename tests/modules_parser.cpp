@@ -33,22 +33,6 @@ TEST(AttributeLine, BecomesANode)
     }
 }
 
-TEST(AttributeLine, FillsTheOtherFields)
-{
-    Parsed parsed("; one\r\n\n(0010,0010)\n>(0029,1010) VR=LO\n");
-    const DICOM_List *tag = parsed.list, *item = tag->next, *unknown = item->next;
-    EXPECT_EQ(tag->stream_word, 8);
-    EXPECT_EQ(unknown->stream_word, 20);
-    EXPECT_EQ(tag->syntax, 8);
-    EXPECT_EQ(tag->vr_explicit, 0);
-    EXPECT_EQ(tag->db, NEMA_db_Locate(0x0010, 0x0010));
-    EXPECT_EQ(unknown->db, nullptr);
-    EXPECT_EQ(line_of(item), "fffe,e000 I- -- 0004 -1");
-    EXPECT_EQ(item->syntax, 8);
-    EXPECT_EQ(item->db, NEMA_db_Locate(0xFFFE, 0xE000));
-    EXPECT_EQ(line_of(unknown->next), "fffe,e00d I- -- 0004 -1");
-}
-
 TEST(AttributeLine, IsReportedWhenItIsFaulty)
 {
     struct { const char *line; std::string detail, node; } cases[] = {
@@ -130,33 +114,6 @@ TEST(Nesting, PutsItemAndDelimiterNodesWhereTheDepthChanges)
         Parsed parsed(each.text);
         EXPECT_EQ(tags_of(parsed.list), each.tags) << each.what;
     }
-}
-
-TEST(Nesting, GivesSequencesAndItemsNoLengthAndNoValue)
-{
-    Reports said;
-    Parsed parsed("(0008,1140) \"x\"\n>(FFFE,E000) VR=LO \"a value\"\n>(0029,1010) VR=SQ\n");
-    EXPECT_EQ(line_of(parsed.list), "0008,1140 SQ 3  0004 -1");
-    EXPECT_EQ(line_of(parsed.list->next), "fffe,e000 LO 3  0004 -1");
-    EXPECT_EQ(tags_of(parsed.list), "0008,1140 item 0029,1010 /item /sequence /sequence");
-    EXPECT_EQ(said.warnings(), about_line("a.txt", 1, "Problem with value (=\x01" "x\x02)"));
-}
-
-TEST(Nesting, HasNoDeepestLevel)
-{
-    std::string text, deep;
-    for (int i = 0; i < 1500; i++) {
-        deep += ">";
-        text += deep + "(0029,1010) VR=SQ\n";
-    }
-    Parsed parsed(text);
-    int items = 0, ends = 0;
-    for (const DICOM_List *tag = parsed.list; tag != nullptr; tag = tag->next) {
-        items += is_tag(tag, GROUP_ITEM, ELEMENT_ITEM);
-        ends += is_tag(tag, GROUP_ITEM, ELEMENT_SEQUENCE_END);
-    }
-    EXPECT_EQ(items, 1500);
-    EXPECT_EQ(ends, 1500);
 }
 
 TEST(File, IsAppendedToAListAndStopsAtAFormFeed)
@@ -265,64 +222,3 @@ TEST(Macro, CannotFillTheMemory)
     EXPECT_EQ(said.warnings(), about_line("DICOM_Include_3.txt", 4, "Too many attributes (max=\x01" "50000\x02)"));
 }
 
-TEST(Macro, HasATableOfSoManySlots)
-{
-    Folder folder;
-    folder.write("DICOM_Include_.txt", "(0010,0010)\n");   // a nameless one takes a slot each time
-    char name[] = "";
-    for (int i = 0; i < 10239; i++)
-        ASSERT_NE(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr) << i;
-    for (int i = 0; i < 3; i++) {
-        Reports said;
-        EXPECT_EQ(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr);
-        EXPECT_EQ(said.warnings(), warning("To many include in DICOM tables! (max=\x01" "10240\x02)"));
-    }
-    folder.forget();
-    EXPECT_NE(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr);
-}
-
-static const char SAMPLE[] = "(0008,1140) type=3 desc=\"Refs\"\n>Include \"M\" ; twice\n>(FFFE,E00D)\n"
-                             ">(FFFE,E000)\n!>(0028,0009) VR=AT \"40\\99\"\n=(0010,0010) type=1C \"A\"\n";
-
-TEST(File, SurvivesEachByteOverwritten)
-{
-    Folder folder;
-    folder.write("DICOM_Include_M.txt", SAMPLE);   // includes itself
-    for (size_t at = 0; at + 1 < sizeof SAMPLE; at++)
-        for (char byte : {'\0', '\f', '"', '(', '>', ';', '\n', '\xFF'}) {
-            std::string text = SAMPLE;
-            text[at] = byte;
-            folder.forget();
-            Reports said;
-            Parsed parsed(text);
-            int open = 0;
-            for (const DICOM_List *tag = parsed.list; tag != nullptr; tag = tag->next) {
-                open += is_tag(tag, GROUP_ITEM, ELEMENT_ITEM) - is_tag(tag, GROUP_ITEM, ELEMENT_ITEM_END);
-                EXPECT_TRUE(tag->size > 0 || tag->data == nullptr);
-            }
-            EXPECT_LE(open, 0) << "an item stays open, at " << at;
-        }
-}
-
-TEST(File, EndsWhenMemoryRunsOut)
-{
-    Folder folder;
-    folder.write("DICOM_Include_M.txt", "(0008,1150)\n");
-    refuse_each_allocation([&](int n) {
-        Reports said;
-        {
-            Parsed parsed(SAMPLE);
-            if (Refuse::happened())
-                EXPECT_NE(said.failures(), "") << n;
-            else
-                EXPECT_EQ(parsed.result, 1);
-        }
-        folder.forget();
-    });
-    Reports said;
-    Refuse refuse(1);
-    Parsed parsed("(0010,0010) desc=x\n(0010,0020)\n");
-    EXPECT_EQ(parsed.result, 0);
-    EXPECT_EQ(parsed.list, nullptr);
-    EXPECT_EQ(said.failures(), "line N of .\\NEMA_Read_IOD \nmemory error in strdup (var=tag.description)\n");
-}

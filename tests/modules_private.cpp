@@ -74,32 +74,3 @@ TEST(Private, CreatorIsEnteredOnce)
     Prog_Name = nullptr;
 }
 
-TEST(Private, CreatorCanBeAnything)
-{
-    Folder folder;
-    folder.write("DICOM_Private_A.txt", "(0029,0010) VR=LO\n");
-    EXPECT_EQ(complemented(nullptr, 0x0029, 0x1010), "0 UN old");
-    EXPECT_EQ(complemented("", 0x0029, 0x1010), "0 UN old");
-    EXPECT_EQ(complemented(("a" + std::string(5000, 'b')).c_str(), 0x0029, 0x1010), "1 LO old");
-    EXPECT_EQ(DICOM_Module_Read_Private(nullptr, "A", nullptr), 0);
-    for (int i = 0; i < 3000; i++)
-        ASSERT_EQ(complemented(("A " + std::to_string(i)).c_str(), 0x0029, 0x1010), "1 LO old");
-    EXPECT_EQ(complemented("A 7", 0x0029, 0x1010), "1 LO old");
-
-    DICOM_Module_Setup(nullptr, "");
-    std::string here = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path);
-    EXPECT_EQ(complemented("A", 0x0029, 0x1010), "0 UN old") << "no directory";
-    std::filesystem::current_path(here);
-}
-
-TEST(Private, MacrosAreReleasedWithTheRest)
-{
-    Folder folder;
-    folder.write("DICOM_Private_A.txt", "Include M\n");
-    folder.write("DICOM_Include_M.txt", "(0029,0010) VR=LO desc=m\n");
-    EXPECT_EQ(complemented("A", 0x0029, 0x1010), "1 LO m");
-    EXPECT_EQ(Include_Nb, 1) << "they stay for other files";
-    DICOM_Lib_Cleanup();
-    EXPECT_EQ(Include_Nb, 0);
-}

@@ -49,22 +49,6 @@ TEST(Template, IsATreeSortedAtEveryDepth)
     EXPECT_EQ(Include_Nb, 0) << "the macros are dropped";
 }
 
-TEST(Template, IsReadOnce)
-{
-    Folder folder;
-    write_sample(folder);
-    folder.write("DICOM_Attributes_Missing.txt", "");
-    Reports said;
-    DICOM_List *list = DICOM_Module_Read(nullptr, "CT_Image");
-    std::filesystem::remove(folder.path + "DICOM_Module_CT_Image.txt");
-    EXPECT_EQ(DICOM_Module_Read(nullptr, "CT_Image"), list);
-    EXPECT_EQ(said.warnings(), "");
-    EXPECT_EQ(DICOM_Module_Read(nullptr, "ct_image"), nullptr) << "another name";
-    DICOM_Module_Free();
-    EXPECT_EQ(DICOM_Module_Read(nullptr, "CT_Image"), nullptr);
-    EXPECT_EQ(said.warnings(), no_module(folder, "ct_image") + no_module(folder, "CT_Image"));
-}
-
 TEST(Template, FallsBackToThatOfOtherImages)
 {
     Folder folder;

@@ -1,6 +1,5 @@
 // Values as names, dates and times, and values as text.
 #include <gtest/gtest.h>
-#include <clocale>
 
 #include "tests/read_node.h"
 #include "tests/support/reports.h"
@@ -100,13 +99,3 @@ TEST_F(Records, AreCutAtTheEndOfTheirBlock)
     EXPECT_EQ(std::string(values[232]), std::string(values[0]).substr(0, 10239 - 232 * 44));
 }
 
-TEST_F(Records, HaveADecimalPointInEveryLocale)
-{
-    if (setlocale(LC_ALL, "de_DE.UTF-8") == nullptr && setlocale(LC_ALL, "fr_FR.UTF-8") == nullptr)
-        GTEST_SKIP() << "no locale with a comma is installed";
-    Node number(VR_DS, "1.5"), moment(VR_DT, "20040512101507.250000");
-    EXPECT_EQ(texts_of(number), "1 [1.500]");
-    EXPECT_EQ(NEMA_Value_Float(nullptr, &number, 0)[0], 1.5f);
-    EXPECT_EQ(NEMA_Value_Time(nullptr, &moment, 0)->second, 7.25f);
-    setlocale(LC_ALL, "C");
-}

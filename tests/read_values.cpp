@@ -1,7 +1,5 @@
 // Typed values: numbers, texts and bytes, the fetch of what was left unread, and the rings of results.
 #include <gtest/gtest.h>
-#include <barrier>
-#include <thread>
 
 #include "tests/read_node.h"
 #include "tests/read_stream.h"
@@ -126,24 +124,6 @@ TEST_F(Values, RefuseOtherVRs)
     }
 }
 
-// 100,000 values of a text, and as many numbers, with each order of bytes.
-TEST_F(Values, MayBeMany)
-{
-    Bytes text, words;
-    for (int i = 0; i < 100000; i++) {
-        (text += '\\') += std::to_string(i);
-        words += number_16(static_cast<uint16_t>(i), SYNTAX_BIG_ENDIAN);
-    }
-    Node texts(VR_LO, text.substr(1)), numbers(VR_IS, text.substr(1)), big(VR_US, words, 9);
-    char **split = NEMA_Value_Str(nullptr, &texts, 0);
-    int *ints = NEMA_Value_Int(nullptr, &numbers, 0);
-    int *shorts = NEMA_Value_Int(nullptr, &big, 0);
-    ASSERT_TRUE(texts.vm == 100000 && numbers.vm == 100000 && big.vm == 100000);
-    EXPECT_STREQ(split[99999], "99999");
-    EXPECT_EQ(ints[99999], 99999);
-    EXPECT_EQ(shorts[99999], 99999 - 65536);
-}
-
 /* ---- fetching ---------------------------------------------------------------------- */
 
 class Fetching : public OfEachKind {
@@ -164,19 +144,6 @@ protected:
     }
 };
 INSTANTIATE_TEST_SUITE_P(Source, Fetching, EACH_KIND, kind_name);
-
-TEST_P(Fetching, BringsAnUnreadValueOnce)
-{
-    Stream in(GetParam(), "lead" + Bytes(2000, 'x') + "Y");
-    Node node(VR_OB, Bytes(2000, ' '));
-    leave_unread(&node, in, 5);
-    Reports said(11);
-    char *first = NEMA_Value_Hex(nullptr, &node, 0);
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(std::string(first, 2000), Bytes(1999, 'x') + "Y");
-    EXPECT_NE(NEMA_Value_Hex(nullptr, &node, 0), first);
-    EXPECT_EQ(said.all, (std::vector<Report>{{11, "Reading missing: 2000 bytes at 5"}})) << "once is enough";
-}
 
 TEST_P(Fetching, IsForValuesThatMayBeLeftUnread)
 {
@@ -262,32 +229,3 @@ TEST_F(Values, StayForTheNext127Calls)
     EXPECT_STREQ(texts[0], "other");
 }
 
-// Four threads take 31 results each before they look at them: no more calls in a round than what a result outlasts.
-TEST_F(Values, OfSeveralThreadsDoNotMix)
-{
-    std::barrier round_ends(4);
-    auto work = [&round_ends](int thread) {
-        for (int round = 0; round < 100; round++) {
-            std::vector<int *> numbers;
-            std::vector<char **> texts;
-            for (int i = 0; i < 31; i++) {
-                std::string text = std::to_string(thread * 1000000 + round * 100 + i);
-                Node number(VR_IS, text), name(VR_LO, "x\\" + text);
-                numbers.push_back(NEMA_Value_Int(nullptr, &number, 0));
-                texts.push_back(NEMA_Value_Str(nullptr, &name, 0));
-            }
-            round_ends.arrive_and_wait();
-            for (int i = 0; i < 31; i++) {
-                int expected = thread * 1000000 + round * 100 + i;
-                EXPECT_EQ(numbers[static_cast<size_t>(i)][0], expected);
-                EXPECT_EQ(texts[static_cast<size_t>(i)][1], std::to_string(expected));
-            }
-            round_ends.arrive_and_wait();
-        }
-    };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; i++)
-        threads.emplace_back(work, i);
-    for (std::thread &thread : threads)
-        thread.join();
-}

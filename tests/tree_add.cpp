@@ -26,10 +26,7 @@ static Bytes built(Add_Builder *builder, int nb_arg, ...)
     return value;
 }
 
-static Bytes bytes(const char *text, size_t count)
-{
-    return Bytes(text, count);
-}
+static Bytes bytes(const char *text, size_t count) { return Bytes(text, count); }
 
 TEST(Add, JoinsTexts)
 {

@@ -154,44 +154,6 @@ TEST(Copy, TakesDescriptionAndGuessedVR)
     EXPECT_EQ(full_outline(target.head), "0010,0010 UN [x ] flag=0401 depth=0 vr=--/UN syntax=0 type=0000 at 0,0,0\n");
 }
 
-TEST(Copy, MergesItemsByTheirPlace)
-{
-    Tree target, source;
-    flagged(target.append(STEPS, "SQ", "v"), OLD | FLAG_FORCED);
-    add_item(target.head, {flagged(new_node(STEP_ID, "SH", "A1"), OLD)});
-    add_item(source.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "B1"), new_node({0x0040, 0x0020}, "SH", "Z ")});
-    add_item(source.head, {new_node(STEP_ID, "SH", "B2")});
-    EXPECT_EQ(copy(target, source), 1);
-    EXPECT_EQ(outline(target.head), "0040,0275 SQ [v]\n  item\n    0040,0009 SH [A1]\n    0040,0020 SH [Z ]\n"
-                                    "  item\n    0040,0009 SH [B2]\n");
-}
-
-TEST(Copy, AppendsItemsBehindThoseThatAreThere)
-{
-    Tree target, source;
-    add_item(flagged(target.append(STEPS, "SQ"), OLD), {new_node(STEP_ID, "SH", "A1")});
-    add_item(target.head, {new_node(STEP_ID, "SH", "A2")});
-    add_item(flagged(source.append(STEPS, "SQ"), APPEND), {new_node(STEP_ID, "SH", "B1")});
-    EXPECT_EQ(copy(target, source), 1);
-    EXPECT_EQ(outline(target.head), "0040,0275 SQ\n  item\n    0040,0009 SH [A1]\n  item\n    0040,0009 SH [A2]\n"
-                                    "  item\n    0040,0009 SH [B1]\n");
-}
-
-TEST(Copy, BringsRoomButNoItemsOfAForcedSequenceAndStopsAtAnEmptySlot)
-{
-    Tree target, other, forced, source, none;
-    EXPECT_EQ(copy(target, none), 1);
-    EXPECT_EQ(target.head, nullptr);
-    add_item(flagged(forced.append(STEPS, "SQ"), FLAG_FORCED), {new_node(STEP_ID, "SH", "B1")});
-    EXPECT_EQ(copy(target, forced), 1);
-    EXPECT_EQ(outline(target.head), "0040,0275 SQ\n  empty item\n");
-    EXPECT_EQ(target.head->flag, FLAG_FORCED);
-    add_item(source.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "B1")});
-    add_item(add_item(source.head, {}), {new_node(STEP_ID, "SH", "B3")});
-    EXPECT_EQ(copy(other, source), 1);
-    EXPECT_EQ(outline(other.head), "0040,0275 SQ\n  item\n    0040,0009 SH [B1]\n  empty item\n  empty item\n");
-}
-
 TEST(Copy, ReportsEachRefusedAllocationAndKeepsAValidTree)
 {
     Tree source;

@@ -63,10 +63,7 @@ static const Kind KINDS[] = {
     {2, 3, 9, 13, true, false}, {3, 4, 6, 5, false, true},
 };
 
-static unsigned int below(std::mt19937 &random, unsigned int n)
-{
-    return static_cast<unsigned int>(random() % n);
-}
+static unsigned int below(std::mt19937 &random, unsigned int n) { return static_cast<unsigned int>(random() % n); }
 
 static DICOM_List *random_chain(std::mt19937 &random, const Kind &kind, int level)
 {
@@ -103,11 +100,7 @@ static void set_depths(std::mt19937 &random, const Kind &kind, DICOM_List *list,
     }
 }
 
-struct Made {
-    std::string tree, said;
-    DICOM_Root cursor;
-    int result;
-};
+struct Made { std::string tree, said; DICOM_Root cursor; int result; };
 
 static Made made_by(bool is_plain, unsigned int seed)
 {

@@ -1,8 +1,6 @@
 // From a flat run of elements to a tree: delimiters, lengths, damage, and what is said about it.
 #include <gtest/gtest.h>
 
-#include <limits.h>
-
 #include "dictionary/DICOM_Dictionary.h"
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
@@ -38,10 +36,7 @@ struct Flat : Tree {
     Flat &sequence_end() { return delimiter(ELEMENT_SEQUENCE_END, 0); }
 };
 
-static Tree format(const Flat &flat)
-{
-    return Tree(DICOM_Attribute_Format(nullptr, flat.head));
-}
+static Tree format(const Flat &flat) { return Tree(DICOM_Attribute_Format(nullptr, flat.head)); }
 
 // A warning of one attribute; the tag in hexadecimal digits.
 static std::string warning(const std::string &group, const std::string &element, const std::string &text)
@@ -93,9 +88,8 @@ TEST(Format, MakesItemsOfFragments)
               "fffe,e0dd I- flag=0001 depth=0 vr=--/I- syntax=0 type=0000 at 0,28,36\n"
               "7fe0,0020 OW undefined length flag=0101 depth=0 vr=OW/-- syntax=0 type=0000 at 0,36,44\n"
               "7fe0,0021 UN undefined length flag=0101 depth=0 vr=UN/-- syntax=0 type=0000 at 0,44,52\n");
-    EXPECT_EQ(said.warnings(),
-              warning("7fe0", "0020", "Syntax Error! VR=OW" + no_item) +
-                  warning("7fe0", "0021", "Syntax Error! VR=UN" + no_item));
+    EXPECT_EQ(said.warnings(), warning("7fe0", "0020", "Syntax Error! VR=OW" + no_item) + warning("7fe0", "0021",
+              "Syntax Error! VR=UN" + no_item));
 }
 
 TEST(Format, NestsAnUnknownSequenceByTheItemBehindIt)
@@ -134,10 +128,9 @@ TEST(Format, MarksWhatCannotBeNested)
 TEST(Format, WarnsOnceOfAStreamOutOfOrderButNotOfOthersNodes)
 {
     const Tag high = {0x0010, 4}, low = {0x0010, 2}, lowest = {0x0008, 0x0060};
-    expect_formatted(Flat().text(high, "x ").text({0x0010, 3}, "x ").text(low, "x ").text(low, "x ")
-                         .text(lowest, "CT"),
-                     "0010,0004 SH [x ]\n0010,0003 SH [x ]\n0010,0002 SH [x ]\n0010,0002 SH [x ]\n0008,0060 SH [CT]\n",
-                     warning("0010", "0003", "tags should be sorted!"));
+    expect_formatted(Flat().text(high, "x ").text({0x0010, 3}, "x ").text(low, "x ").text(low, "x ") .text(lowest,
+                         "CT"), "0010,0004 SH [x ]\n0010,0003 SH [x ]\n0010,0002 SH [x ]\n0010,0002 SH [x ]\n0008,0060 "
+                         "SH [CT]\n", warning("0010", "0003", "tags should be sorted!"));
     Flat flat;
     flat.text(high, "x ").put(lowest, "SH", 2, "CT")->flag = ORIGIN_MODULE;
     expect_formatted(flat.text({ANY_TAG_NUMBER, 0x0001}, "x ").text(lowest, "CT"),
@@ -152,9 +145,8 @@ TEST(Format, EndsASequenceOfUnknownEndAtALesserTagByOneLevelForEachNode)
                                "    0008,0100 SH [B1]\n    0008,0100 SH [C1]\n";
     for (int size : {-1, 100})
         expect_formatted(Flat().sequence(CONTENT, size).item(-1).sequence(CODES, -1).item(-1).text(LATER, "A1")
-                             .text(VALUE, "B1").text(VALUE, "C1"),
-                         (size == -1 ? "0040,a730 SQ undefined length" : "0040,a730 SQ 100 bytes unread") + inside,
-                         missing);
+                             .text(VALUE, "B1").text(VALUE, "C1"), (size == -1 ? "0040,a730 SQ undefined length" :
+                             "0040,a730 SQ 100 bytes unread") + inside, missing);
     expect_formatted(Flat().sequence(CONTENT, -1).item(-1).text(LATER, "A1").text(VALUE, "B1"),
                      "0040,a730 SQ undefined length\n  item\n    fffe,e000 I- undefined length\n"
                      "    0008,0104 SH [A1]\n0008,0100 SH [B1]\n", missing);
@@ -176,32 +168,6 @@ TEST(Format, GivesAnItemToWhatStandsBetweenASequenceAndItsFirstItem)
                      "0040,a730 SQ 100 bytes unread\n  item\n    0008,0100 SH [A1]\n    0008,0104 SH [A2]\n"
                      "  item\n    fffe,e000 I- undefined length\n    0008,0104 SH [B1]\n",
                      warning("0008", "0100", "missing item tag!"));
-}
-
-TEST(Format, FoldsWhatIsNestedTooDeep)
-{
-    Flat flat;
-    for (int i = 0; i < 12; i++)
-        flat.sequence(CONTENT, -1).item(-1);
-    flat.text({0x0040, 0xB000}, "R7");
-    Reports said;
-    Tree tree = format(flat);
-    std::string out = outline(tree.head), indent(9 * 4, ' ');
-    const std::string item = "\n" + indent + "fffe,e000 I- undefined length";
-    const std::string both = item + "\n" + indent + "0040,a730 SQ undefined length";
-    EXPECT_EQ(out.substr(out.find("\n" + indent)), both + both + both + item + "\n" + indent + "0040,b000 SH [R7]\n");
-    EXPECT_EQ(said.all.size(), 3u);
-}
-
-TEST(Format, ComparesPositionsThatNoIntHolds)
-{
-    Flat flat;
-    flat.sequence(CONTENT, INT_MAX).item(INT_MAX).text(LATER, "A1");
-    flat.put(VALUE, "SH", 2, "B1")->pos = INT_MAX;
-    Reports said;
-    Tree tree = format(flat);
-    EXPECT_EQ(outline(tree.head->item[0]->next), "0008,0104 SH [A1]\n0008,0100 SH [B1]\n");
-    EXPECT_EQ(said.warnings(), "");
 }
 
 TEST(Format, MarksRetiredAndPrivateAttributes)

@@ -62,50 +62,6 @@ TEST(Find, MissesATagBehindAGreaterOne)
                                   "0028,0010 --\n0030,0000 --\n0028,0010 --\n");
 }
 
-TEST(Find, WorksInTheItemOfTheCursor)
-{
-    Tree tree;
-    add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
-    enter(&tree.root, STEPS, 3);
-    find(tree, STEP_ID);
-    DICOM_List *sequence = tree.head;
-    EXPECT_EQ(sequence->nb_item, 3);
-    EXPECT_EQ(sequence->item[2]->depth, 1);
-    EXPECT_EQ(outline(tree.head), "0040,0275 SQ\n  item\n    0040,0009 SH [A1]\n  empty item\n  item\n"
-                                  "    0040,0009 --\n");
-
-    enter(&tree.root, CODES, 1);
-    find(tree, {0x0008, 0x0100});
-    EXPECT_EQ(outline(sequence->item[2]), "0040,0009 --\n0040,0008 SQ\n  item\n"
-                                          "    0008,0100 --\n") << "a sequence that is not there is made at the end";
-    EXPECT_EQ(sequence->item[2]->next->flag, 0x0008);
-    EXPECT_EQ(sequence->item[2]->next->vr, VR_SQ);
-    EXPECT_EQ(sequence->item[2]->last, sequence->item[2]->next);
-}
-
-TEST(Find, MakesNoParentsInAnEmptyTree)
-{
-    Tree tree;
-    enter(&tree.root, STEPS, 1);
-    enter(&tree.root, CODES, 1);
-    find(tree, STEP_ID);
-    EXPECT_EQ(outline(tree.head), "0040,0009 --\n");
-    EXPECT_EQ(tree.head->depth, 2);
-}
-
-TEST(Walk, GivesTheFirstSlotOfASequenceThatItMakes)
-{
-    Tree tree;
-    tree.append({0x0008, 0x0060});
-    enter(&tree.root, STEPS, 2);
-    DICOM_List **slot = DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head);
-    ASSERT_NE(tree.head->next, nullptr);
-    EXPECT_EQ(slot, &tree.head->next->item[0]);
-    EXPECT_EQ(tree.head->next->nb_item, 1);
-    slot = DICOM_Attribute_Item_Walk(nullptr, &tree.root, tree.head);
-    EXPECT_EQ(slot, &tree.head->next->item[1]);
-}
-
 TEST(Walk, RefusesACursorThatHasNoPlace)
 {
     Tree tree;
@@ -148,31 +104,6 @@ TEST(Get, ReturnsTheFirstThatMatches)
     EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, tree.head, "0010", "0021", 0), nullptr);
 }
 
-TEST(Get, StepsDownWithTheCursor)
-{
-    Tree tree;
-    add_item(tree.append(STEPS, "SQ"), {new_node(STEP_ID, "SH", "A1")});
-    enter(&tree.root, STEPS, 1);
-    EXPECT_EQ(get(tree, STEP_ID.group, STEP_ID.element), tree.head->item[0]);
-    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, tree.head, "0040", "00*", 0), tree.head->item[0]);
-    EXPECT_EQ(DICOM_Attribute_Get(nullptr, &tree.root, nullptr, 1, 2, 0), nullptr);
-
-    Tree none;
-    none.append({0x0008, 0x0060});
-    enter(&none.root, STEPS, 1);
-    EXPECT_EQ(get(none, STEP_ID.group, STEP_ID.element), nullptr);
-    EXPECT_EQ(outline(none.head), "0008,0060 --\n0040,0275 SQ\n  empty item\n") << "where there was none";
-}
-
-TEST(Match, ComparesWithUpperCaseHexadecimal)
-{
-    EXPECT_EQ(DICOM_Attribute_Match("7FE0", "0010", 0x7FE0, 0x0010), 1);
-    EXPECT_EQ(DICOM_Attribute_Match("7fe0", "0010", 0x7FE0, 0x0010), 0);
-    EXPECT_EQ(DICOM_Attribute_Match("60*", "3?00", 0x60AB, 0x3000), 1);
-    EXPECT_EQ(DICOM_Attribute_Match("60*", "3?00", 0x60AB, 0x3001), 0);
-    EXPECT_EQ(DICOM_Attribute_Match("*", "*", 0, 0xCDEF), 1);
-}
-
 TEST(CodeString, IsMadeOfAnyText)
 {
     struct { const char *text, *wanted; } cases[] = {
@@ -186,20 +117,6 @@ TEST(CodeString, IsMadeOfAnyText)
         EXPECT_EQ(DICOM_Str_To_CS(text), 1);
         EXPECT_STREQ(text, each.wanted);
     }
-}
-
-TEST(Insert, AppendsWhateverTheTagBehindATailThatMayBeUnknown)
-{
-    Tree tree, source;
-    DICOM_List *node = source.append({0x0020, 0x0010}, "SH", "S1");
-    DICOM_List *first = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, node, 0);
-    DICOM_List *second = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.append({0x0010, 0x0020}), 0);
-    EXPECT_TRUE(tree.head == first && first->last == second && first->next == second);
-    EXPECT_NE(first->data, node->data);
-    tree.head->last = nullptr;
-    DICOM_List *third = DICOM_Attribute_Insert(nullptr, &tree.root, &tree.head, source.append({0x0008, 0x0060}), 0);
-    EXPECT_EQ(tree.head->last, third);
-    EXPECT_EQ(outline(tree.head), "0020,0010 SH [S1]\n0010,0020 --\n0008,0060 --\n");
 }
 
 TEST(Insert, MakesTheSequencesOfTheCursorInAnEmptyTree)

@@ -23,10 +23,7 @@ template <char Name> static void *note(HWND, DICOM_Root *, DICOM_List *tag, void
     return user;
 }
 
-static void *stop(HWND, DICOM_Root *, DICOM_List *, void *)
-{
-    return nullptr;
-}
+static void *stop(HWND, DICOM_Root *, DICOM_List *, void *) { return nullptr; }
 
 static void *release(HWND, DICOM_Root *, DICOM_List *tag, void *user)
 {
@@ -84,19 +81,6 @@ TEST_F(Parse, DispatchesPrivateElementsByTheirCreator)
         << "a creator behind its elements is found; of two with one tag the first counts";
 }
 
-TEST_F(Parse, ComparesTheFirst64BytesOfACreatorWithAtMost71OfAName)
-{
-    std::string long_text(80, 'x');
-    Chain chain;
-    chain.add(0x0009, 0x0010, long_text).add(0x0009, 0x1001).add(0x0009, 0x0011, std::string("A\0B", 3))
-        .add(0x0009, 0x1101);
-    DICOM_Attribute_List_Private_Grow(long_text.c_str(), note<'a'>);
-    DICOM_Attribute_List_Private_Grow(long_text.substr(0, 65).c_str(), note<'b'>);
-    DICOM_Attribute_List_Private_Grow(long_text.substr(0, 64).c_str(), note<'c'>);
-    DICOM_Attribute_List_Private_Grow("A", note<'d'>);
-    EXPECT_EQ(parsed(chain), "c:0009,1001 d:0009,1101 ");
-}
-
 TEST_F(Parse, GivesSelectedPrivateGroupsWhole)
 {
     Chain chain;
@@ -131,18 +115,6 @@ TEST_F(Parse, LetsHandlersReleaseTheirNodes)
     DICOM_Attribute_List_Private_Grow("VENDOR", release);
     EXPECT_EQ(parsed(chain), "");
     chain.head = nullptr;   // all five are gone, the creator before its elements were asked for
-}
-
-TEST_F(Parse, LooksForCreatorsWhereTheCursorIs)
-{
-    Chain item;
-    item.add(0x0009, 0x0010, "VENDOR").add(0x0009, 0x1001);
-    for (DICOM_List *tag = item.head; tag != nullptr; tag = tag->next)
-        tag->depth = 1;
-    root.Sequence_Depth = 1;
-    root.Item_Number[1] = 1;
-    DICOM_Attribute_List_Private_Grow("VENDOR", note<'v'>);
-    EXPECT_EQ(parsed(item), "v:0009,1001 ");
 }
 
 TEST_F(Parse, SurvivesEachRefusedAllocation)

@@ -8,10 +8,7 @@
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"
 
-static int sort(Tree &tree)
-{
-    return DICOM_Attribute_Sort(nullptr, &tree.root, &tree.head);
-}
+static int sort(Tree &tree) { return DICOM_Attribute_Sort(nullptr, &tree.root, &tree.head); }
 
 // What the order of a chain is by definition: neighbours are compared and exchanged, pass after pass.
 static bool plain_must_exchange(DICOM_List *a, DICOM_List *b)
@@ -108,29 +105,6 @@ TEST(Sort, GivesWhatPassesOverNeighboursGive)
         for (DICOM_List *node = fast.head; node != nullptr; node = node->next)
             ASSERT_EQ(node->last, nullptr);
     }
-}
-
-TEST(Sort, OrdersLongChainsWithEqualTagsToo)
-{
-    Tree tree;
-    DICOM_List *middle = nullptr;
-    for (int i = 200000; i-- > 0;) {
-        Tag tag = {static_cast<unsigned short>(i >> 12), static_cast<unsigned short>(i >> 1 & 0x7FF)};
-        DICOM_List *node = tree.append(tag, "", i % 2 == 0 ? "v" : "");
-        if (i == 100001)
-            middle = node;
-    }
-    middle->flag = FLAG_DELETED;
-    middle->type = TYPE_3;
-    tree.head->last = nullptr;
-    ASSERT_EQ(sort(tree), 1);
-    int place = 0;
-    for (DICOM_List *node = tree.head; node != nullptr; node = node->next, place++) {
-        ASSERT_EQ(tag_number(node), static_cast<unsigned int>(place >> 12 << 16 | (place >> 1 & 0x7FF)));
-        ASSERT_EQ(node->size, place % 2 == 0 ? 1 : 0);
-        ASSERT_EQ(node->flag, place >> 1 == 50000 ? FLAG_DELETED : 0);
-    }
-    EXPECT_EQ(place, 200000);
 }
 
 TEST(Sort, GoesThroughAllItemsBelowTheCursor)

@@ -73,43 +73,6 @@ TEST(Date, IsParsedByItsTemplate)
     EXPECT_TRUE(said.all.empty());
 }
 
-TEST(Date, IsParsedByTheOverridingTemplateIfThereIsOne)
-{
-    struct { const char *overriding, *own, *result; } cases[] = {
-        {"ddmmyyyy", "yyyymmdd", "1 2004-5-12"}, {"ddmmyyyy", nullptr, "1 2004-5-12"},
-        {"", "ddmmyyyy", "1 2004-5-12"},         {nullptr, nullptr, "0 Unable to extract date with empty template"},
-    };
-    for (const auto &each : cases) {
-        Velm_Date_Template = each.overriding;
-        Velmora_Date date = waiting("12052004", "x");
-        free(date.date_template);
-        date.date_template = each.own != nullptr ? strdup(each.own) : nullptr;
-        EXPECT_EQ(parsed(date), each.result);
-    }
-    Velm_Date_Template = nullptr;
-    Velmora_Date date = waiting("x", "y");
-    free(date.date_str);
-    date.date_str = nullptr;
-    EXPECT_EQ(parsed(date), "0 Unable to extract date from empty string");
-}
-
-TEST(Date, MessagesAreCutAndStayValidFor127FurtherCalls)
-{
-    std::string tmplt = "dd/" + std::string(300, 'x');
-    Velmora_Date date = waiting("12052004", tmplt.c_str());
-    char *mismatch = Velm_Date_Postproc(&date, 0);
-    Make_Velm_Date(&date, 2004, 5, 32);
-    char *next = Velm_Date_Postproc(&date, 0);
-    for (int i = 0; i < 127; i++) {
-        date = waiting("12052004", "ddmmyyyy");
-        Velm_Date_Postproc(&date, 0);
-    }
-    EXPECT_EQ(mismatch, ("Missmatch between date string (12052004) and template (" + tmplt).substr(0, 79));
-    EXPECT_STREQ(next, "invalid day in date (=32)");
-    Make_Velm_Date(&date, 2004, 13, 13);
-    EXPECT_EQ(Velm_Date_Postproc(&date, 0), next) << "the slot again";
-}
-
 TEST(Date, TakesNumbersUncheckedAndTheClock)
 {
     Velmora_Date date = {};

@@ -87,24 +87,6 @@ TEST(Name, OfNothingIsRefusedWithALineInTheTrace)
     Name_Free(&fresh);
 }
 
-TEST(Name, OfAnyLengthStaysInsideItsBuffers)
-{
-    struct { std::string text, fields; } cases[] = {
-        {std::string(3000, 'x'), std::string(1023, 'x') + "|||| 1"},
-        {"a," + std::string(1021, '.'), "a|.|.|.|. 3"},   // a separator goes in behind each character
-        {"Ann Bea Cat Dan " + std::string(2000, 'x'),
-         "Ann|Bea Cat Dan " + std::string(1007, 'x') + "|||" + std::string(1007, 'x') + " 2"},
-        {std::string(5000, '.') + ",.", std::string(1023, '.') + "|||| 1"},   // the comma is behind the buffer's end
-    };
-    Reports said;
-    for (const auto &each : cases)
-        EXPECT_EQ(parsed(each.text), each.fields);
-    Velmora_Name name = {};
-    EXPECT_EQ(Make_Velm_Name_From_Buf(&name, "%s,.", std::string(5000, '.').c_str(), 1), 1);
-    EXPECT_EQ(outline(name), cases[3].fields);
-    Name_Free(&name);
-}
-
 TEST(Name, KeepsWhatItsFieldsHold)
 {
     Velmora_Name name = {}, other = {};
@@ -189,19 +171,3 @@ TEST(Name, PrintsAsNullWhenEmptyAndIsCutAtItsSlot)
     Name_Free(&name);
 }
 
-TEST(Name, ReadableFormsStayValidFor127FurtherCalls)
-{
-    Velmora_Name name = {}, other = {};
-    Make_Velm_Name(&name, "Smith", "J", nullptr, nullptr, nullptr);
-    Make_Velm_Name(&other, "Public", "K", nullptr, nullptr, nullptr);
-    for (auto *print : {Name_2_Str, Name_2_Str_Comma, Name_2_Str_Old}) {
-        char *first = print(&name);
-        std::string text = first;
-        for (int i = 0; i < 127; i++)
-            print(i % 2 != 0 ? &other : nullptr);
-        EXPECT_EQ(first, text);
-        EXPECT_EQ(print(&other), first) << "a call that gives null takes a slot too";
-    }
-    Name_Free(&name);
-    Name_Free(&other);
-}

@@ -86,19 +86,6 @@ TEST(WriteAttribute, WritesSequencesWithDelimitersOrLengths)
     }
 }
 
-TEST(WriteAttribute, PutsTheLengthOfEachLevelRight)
-{
-    With lengths(&DICOM_Flag_Seq_Size, 1);
-    DICOM_List *inner = sequence_of({0x0040, 0xA168}, {{attribute(CLASS, "UI", "1.2")},
-                                                       {attribute(CLASS, "UI", "1.3"), attribute(NUMBER, "IS", "")}});
-    DICOM_List *outer = sequence_of({0x0040, 0xA730}, {{attribute(MODALITY, "CS", "X "), inner},
-                                                       {attribute(MODALITY, "CS", "Y ")}});
-    EXPECT_EQ(written(outer, 8), sequence({0x0040, 0xA730}, BY_LENGTH, {
-        item({element(MODALITY, "CS", "X "), sequence({0x0040, 0xA168}, BY_LENGTH, {
-            item({element(CLASS, "UI", "1.2")}), item({element(CLASS, "UI", "1.3"), element(NUMBER, "IS", "")})})}),
-        item({element(MODALITY, "CS", "Y ")})}));
-}
-
 TEST(WriteAttribute, EndsASequenceAtItsFirstEmptySlot)
 {
     DICOM_List *bare = attribute(REFERENCED, "SQ", "");

@@ -81,10 +81,9 @@ TEST(Step2, MarksWhatIsEmptyAndMayBeAbsent)
 TEST(Step2, AddsUpAndTracesWhatIsKept)
 {
     Made tree({with_type(TYPE_2, attribute({0x0008, 0x0050}, "SH", "")),
-               with_type(TYPE_3, sequence_of(REFERENCED, {{with_type(TYPE_1C, attribute(CLASS, "UI", ""))}})),
-               with_type(TYPE_3, attribute({0x0018, 0x0015}, "CS", "")),
-               with_type(TYPE_1, attribute(NUMBER, "IS", "1 ")),
-               with_type(TYPE_2C, sequence_of({0x0040, 0x0275}, {{with_type(TYPE_1, attribute(CLASS, "UI", ""))}}))});
+        with_type(TYPE_3, sequence_of(REFERENCED, {{with_type(TYPE_1C, attribute(CLASS, "UI", ""))}})),
+        with_type(TYPE_3, attribute({0x0018, 0x0015}, "CS", "")), with_type(TYPE_1, attribute(NUMBER, "IS", "1 ")),
+        with_type(TYPE_2C, sequence_of({0x0040, 0x0275}, {{with_type(TYPE_1, attribute(CLASS, "UI", ""))}}))});
     Reports said(11);
     DICOM_Root root = {};
     EXPECT_EQ(DICOM_Postproc_Step_2(nullptr, &root, tree.head, 0), 2);
@@ -136,9 +135,8 @@ TEST(Step5, FetchesTheValuesOfItsRange)
     File_Work_File_Count = 9;
     Made tree({unread({0x0009, 0x1001}, "UN", 1024, 10), unread({0x0009, 0x1002}, "UN", 1025, 20),
                sequence_of({0x0009, 0x1003}, {{unread({0xFFFE, 0xE000}, "I-", 2010, 25),
-                                               unread({0x0009, 0x1001}, "UN", 2000, 30)}}),
-               unread({0x0009, 0x1004}, "UN", 999999, 40), unread({0x0009, 0x1005}, "UN", 1000000, 50),
-               unread({0x0009, 0x1006}, "UN", -1, 60)});
+               unread({0x0009, 0x1001}, "UN", 2000, 30)}}), unread({0x0009, 0x1004}, "UN", 999999, 40),
+               unread({0x0009, 0x1005}, "UN", 1000000, 50), unread({0x0009, 0x1006}, "UN", -1, 60)});
     DICOM_List *small = tree.head, *first = small->next, *nested = first->next, *large = nested->next;
     nested->size = 2018;
     Reports said(13);
@@ -280,25 +278,3 @@ TEST(Steps, LeaveAloneWhatTheCursorCanNotReach)
     EXPECT_EQ(deeper.head->flag, FROM_MODULE) << "what was not looked into is not known to be empty";
 }
 
-TEST(Steps, LeaveAValidTreeWhenMemoryRunsOut)
-{
-    Made tmplt({attribute(MODALITY, "CS", "MR", FROM_MODULE | FLAG_FORCED),
-                sequence_of(REFERENCED, {{attribute(CLASS, "UI", "1.2", FROM_MODULE | FLAG_DEFAULT)},
-                                         {attribute(CLASS, "UI", "1.3", FROM_MODULE | FLAG_DEFAULT)}}, FROM_MODULE),
-                with_type(TYPE_1, sequence_of({0x0040, 0x0275}, {{with_type(TYPE_1, attribute(CLASS, "UI", ""))}}))});
-    Bytes source(2000, 'x');
-    DICOM_Lib_File_Name = source.data();
-    Reports said;
-    refuse_each_allocation([&](int n) {
-        Made target({attribute(MODALITY, "CS", "CT"), unread({0x0009, 0x1001}, "UN", 1200, 5)});
-        DICOM_Root root = {};
-        said.all.clear();
-        EXPECT_EQ(DICOM_Postproc_Step_1(nullptr, &root, &target.head, tmplt.head, FLAG_DEFAULT), 1);
-        EXPECT_EQ(DICOM_Postproc_Overwrite(nullptr, &root, &target.head, tmplt.head, FLAG_FORCED | FLAG_DEFAULT), 1);
-        DICOM_Postproc_Step_5(nullptr, &root, target.head);
-        DICOM_Postproc_Verification(nullptr, &root, target.head, tmplt.head, 0);
-        EXPECT_EQ(said.failures().empty(), !Refuse::happened()) << n;
-        EXPECT_EQ(root.Sequence_Depth, 0) << n;
-    });
-    DICOM_Lib_File_Name = nullptr;
-}

@@ -139,29 +139,6 @@ TEST(WriteStream, PutsTheLengthInFrontOfEachGroupThatIsThere)
     EXPECT_EQ(stream(write_list, tree), first + second + short_one(0x7FF2));
 }
 
-TEST(WriteStream, LosesWhatStandsBehindAHigherGroup)
-{
-    Made tree({node(0x0010), attribute({0x0008, 0x0020}, "DA", ""), attribute({0x0010, 0x0030}, "DA", ""), node(0x0020),
-               attribute({0x0010, 0x0040}, "LO", "")});
-    Bytes expected = short_one(0x10) + element({0x0010, 0x0030}, "DA", "") + short_one(0x20);
-    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), expected);
-    Reports traced(14);
-    EXPECT_EQ(stream(DICOM_Write_Buffer_A, tree), expected) << "with a look at every group";
-}
-
-TEST(WriteStream, StartsAtTheBeginningOfTheCallersBlock)
-{
-    Made tree({node(0x0008)});
-    Block block;
-    block.data = static_cast<char *>(malloc(3));
-    EXPECT_EQ(DICOM_Write_Buffer_A(nullptr, 8, tree.head, &block.data, nullptr), 10u);
-    EXPECT_EQ(block.bytes(10), short_one(8));
-    char *same = block.data;
-    EXPECT_EQ(DICOM_Write_Buffer_C(nullptr, 8, tree.head, &block.data, nullptr), 0u);
-    EXPECT_EQ(block.data, same) << "nothing was written";
-    EXPECT_EQ(block.bytes(10), short_one(8));
-}
-
 TEST(WriteStream, WritesTheHeadOfAFile)
 {
     EXPECT_EQ(stream(write_head, Made({node(0x0008)})), Bytes(128, '\0') + "DICM");

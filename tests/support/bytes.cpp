@@ -18,10 +18,7 @@ Bytes number_32(uint32_t value, int syntax)
     return digits(value, 4, (syntax & SYNTAX_BIG_ENDIAN) != 0);
 }
 
-static Bytes tag_bytes(Tag tag, int syntax)
-{
-    return number_16(tag.group, syntax) + number_16(tag.element, syntax);
-}
+static Bytes tag_bytes(Tag tag, int syntax) { return number_16(tag.group, syntax) + number_16(tag.element, syntax); }
 
 static bool has_long_form(const std::string &vr)
 {

@@ -11,9 +11,7 @@
 
 using Bytes = std::string;   // bytes in memory, zero bytes included
 
-struct Tag {
-    unsigned short group, element;
-};
+struct Tag { unsigned short group, element; };
 
 enum Ending {
     BY_LENGTH,      // the length field says it
