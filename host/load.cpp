@@ -118,16 +118,20 @@ static int scan_head(Data_Set *set, int at)
     return at;
 }
 
-// The encoding that the head names, unless the first elements say that it cannot be.
+// The encoding that the head names, unless the first elements say plainly that it cannot be: they fail under it, and
+// under another one they read cleanly, or go on for longer. Tags that nobody knows speak against nothing.
 static unsigned char settle_mode(Data_Set *set, unsigned char named, bool is_named)
 {
     const Source &source = set->source;
     unsigned char guess = guess_mode(source.bytes, set->start, source.size);
     if (!is_named)
         return guess != MODE_UNKNOWN ? guess : named;
-    bool whole = false;
-    if (guess == MODE_UNKNOWN || guess == (named & 0x0F) ||
-        count_plausible(source.bytes, set->start, source.size, named, &whole) > 0)
+    if (guess == MODE_UNKNOWN || guess == (named & 0x0F))
+        return named;
+    bool is_whole = false, is_guess_whole = false;
+    int count = count_plausible(source.bytes, set->start, source.size, named, &is_whole);
+    int guessed = count_plausible(source.bytes, set->start, source.size, guess, &is_guess_whole);
+    if (is_whole || guessed <= count || (guessed == count + 1 && !is_guess_whole))
         return named;
     warn(set, std::string("the head names ") + mode_name(named) + " (" + set->transfer_syntax +
                   "), but the data set at offset " + std::to_string(set->start - set->stream_base) + " is " +

@@ -93,9 +93,37 @@ TEST(HostEncoding, BelievesTheElementsRatherThanTheHead)
     EXPECT_EQ(loaded.set.mode, IMPLICIT);
     EXPECT_EQ(loaded.warnings(), "the head names explicit VR little endian (1.2.840.10008.1.2.1), but the data set at "
                                  "offset 186 is implicit VR little endian and is read as that\n");
-    Loaded big(with_head("1.2.840.10008.1.2.2", small_set(EXPLICIT)));
-    EXPECT_EQ(big.set.mode, EXPLICIT);
-    EXPECT_EQ(text_part(big), SMALL_TREE_VALUES);
+    // Behind enough bytes a length that is read wrongly fits.
+    for (size_t pixels : {0u, 10000u, 8000000u}) {
+        for (int mode : {IMPLICIT, EXPLICIT, BIG}) {
+            for (const char *uid : {"1.2.840.10008.1.2", "1.2.840.10008.1.2.1", "1.2.840.10008.1.2.2"}) {
+                SCOPED_TRACE(testing::Message() << uid << " for " << mode << ", " << pixels << " bytes of pixels");
+                Bytes image = element({0x7FE0, 0x0010}, "OB", Bytes(pixels, '\0'), mode);
+                Loaded wrong(with_head(uid, small_set(mode) + image));
+                EXPECT_EQ(wrong.set.mode, mode);
+                EXPECT_EQ(text_part(wrong).substr(0, strlen(SMALL_TREE_VALUES)), SMALL_TREE_VALUES);
+            }
+        }
+    }
+}
+
+TEST(HostEncoding, BelievesTheHeadAsLongAsNothingSpeaksAgainstIt)
+{
+    const Bytes unknown = element({0x0801, 0x0008}, "", "12", IMPLICIT), cut = Bytes("\x0A\0\x0A", 3);
+    const struct {
+        const char *name;
+        Bytes stream;
+    } rows[] = {
+        {"a tag that is known in the other byte order", element({0x0800, 0x6000}, "", "", IMPLICIT)},
+        {"the same in front of what is cut",            element({0x0800, 0x6000}, "", "", IMPLICIT) + cut},
+        {"nothing but tags that nobody knows",          unknown + unknown},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Loaded loaded(with_head("1.2.840.10008.1.2", row.stream));
+        EXPECT_EQ(loaded.set.mode, IMPLICIT);
+        EXPECT_EQ(loaded.warnings().find("the head names"), std::string::npos);
+    }
 }
 
 TEST(HostEncoding, EndsGroup0002WhereTheGroupChanges)
