@@ -93,14 +93,26 @@ static bool mark_items(Building *building, const DICOM_List *node, unsigned char
     return has_mark;
 }
 
+// A stream has no form for an attribute with both: that of items, which hold more than one attribute, is taken.
+static void tell_of_lost_value(const DICOM_List *node)
+{
+    if (node->data != nullptr && node->size > 0)
+        Error_Fct(nullptr, Flag_Error_Warning,
+                  "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) has items and a value, and the %d bytes of its "
+                  "value are not written",
+                  node->group, node->element, node->size);
+}
+
 bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
 {
     bool has_mark = false;
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         fetch_ahead(node);
         bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : working_vr(node) != VR_SQ;
-        if (node->item != nullptr)
+        if (node->item != nullptr) {
+            tell_of_lost_value(node);
             is_hosts |= mark_items(building, node, mode);
+        }
         node->flag = static_cast<unsigned short>(is_hosts ? node->flag | FLAG_USED : node->flag & ~FLAG_USED);
         has_mark |= is_hosts;
     }

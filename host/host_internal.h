@@ -158,6 +158,7 @@ struct Flat_Chain {
     DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them
     std::vector<DICOM_List *> listed;      // node of each entry of the listing
     std::vector<DICOM_List *> described;   // nodes with a description of their own
+    bool may_have_twins = false;           // somewhere a tag is not greater than the one in front of it
 };
 
 // While DICOM_Attribute_Format works on the chain that begins here.

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <algorithm>
 #include <new>
+#include <unordered_map>
 
 namespace velmora_host
 {
@@ -235,6 +236,43 @@ static void restore_tree(DICOM_List *list, const std::vector<Restored> &sorted)
     }
 }
 
+// An attribute that got items of another one of its tag.
+struct Twins {
+    DICOM_List *first;    // which has them
+    DICOM_List *opener;   // whose they are in the stream; null: the first one's own
+};
+
+static void give_items(DICOM_List *from, DICOM_List *to)
+{
+    to->item = from->item;
+    to->nb_item = from->nb_item;
+    from->item = nullptr;
+    from->nb_item = 0;
+}
+
+// Of two attributes of one tag in a chain the library puts all items into the first, which may be a value. Here the
+// items go back to the one that they followed in the stream. At most nine levels deep, as the tree is.
+static void part_twins(DICOM_List *list)
+{
+    std::unordered_map<unsigned int, Twins> by_tag;
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
+        auto at = by_tag.empty() ? by_tag.end() : by_tag.find(tag);
+        if (at != by_tag.end()) {
+            Twins &twins = at->second;
+            if (node->item == nullptr && node->pos > twins.first->pos && node->pos < twins.first->item[0]->pos)
+                twins.opener = node;
+        } else if (node->item != nullptr && node->item[0] != nullptr && node->next != nullptr) {
+            by_tag.emplace(tag, Twins{node, nullptr});
+        }
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            part_twins(node->item[i]);
+    }
+    for (const auto &each : by_tag)
+        if (each.second.opener != nullptr)
+            give_items(each.second.first, each.second.opener);
+}
+
 static void free_tree(DICOM_List **tree)
 {
     for (DICOM_List *node = *tree, *next; node != nullptr; node = next) {
@@ -273,6 +311,8 @@ static bool make_tree(Data_Set *set, const Load_Options &options, Flat_Chain *ch
         restore_node(was.node, was);
     if (!chain->restored.empty())
         restore_tree(set->tree, chain->restored);
+    if (chain->may_have_twins)
+        part_twins(set->tree);
     for (size_t i = 0; i < set->listing.size(); i++)
         set->listing[i].vr = listed_vr(chain->listed[i]);
     bool made = set->tree != nullptr;

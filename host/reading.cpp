@@ -63,6 +63,7 @@ static void note_order(Reading *r, const DICOM_List *node)
     unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
     if (tag < top.last_tag && top.kind == LEVEL_ITEM)
         r->levels[r->levels.size() - 2].is_unsorted = true;
+    r->chain->may_have_twins |= tag <= top.last_tag;
     top.last_tag = tag;
 }
 

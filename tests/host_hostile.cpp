@@ -85,3 +85,34 @@ TEST(HostHostile, WritesItemsOfAnotherVRSoThatTheyAreFoundAgain)
     options.defined_lengths = true;
     EXPECT_EQ(save(stream, MODE_IMPLICIT_LITTLE, options).body, stream);
 }
+
+TEST(HostHostile, KeepsAValueAndASequenceOfOneTagApart)
+{
+    const Bytes value = element(NAMES, "LO", "value"), long_value = element(NAMES, "UN", Bytes(2000, 'v')),
+                empty = element(NAMES, "LO", ""), uid = element(CLASS, "UI", "1.2.3.40");
+    const Bytes one = sequence(NAMES, BY_DELIMITER, {item({uid}, BY_DELIMITER), item({}, BY_DELIMITER)});
+    const Bytes other = element(TEXT, "UT", "text");
+    const struct {
+        const char *name;
+        Bytes stream;
+    } rows[] = {
+        {"a value first",                    value + one},
+        {"a value that is left in the file", long_value + one},
+        {"none",                             empty + one},
+        {"a sequence first",                 one + value},
+        {"on both sides",                    value + one + long_value},
+        {"several tags",                     value + one + other + sequence(TEXT, BY_DELIMITER, {item({uid}, BY_DELIMITER)})},
+        {"in an item",                       sequence(CONTENT, BY_DELIMITER, {item({value + one}, BY_DELIMITER)})},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Bytes stream = element({0x0008, 0x0060}, "CS", "CT") + row.stream;
+        Saved saved = save_as(stream, MODE_EXPLICIT_LITTLE, MODE_EXPLICIT_LITTLE);
+        EXPECT_EQ(saved.body, stream);
+        EXPECT_EQ(saved.warnings, "");
+    }
+    // Where another element stands between them, they come together when the tree is sorted.
+    Saved saved = save_as(element({0x0008, 0x0060}, "CS", "CT") + other + value + other + one, MODE_EXPLICIT_LITTLE,
+                          MODE_EXPLICIT_LITTLE);
+    EXPECT_EQ(saved.body, element({0x0008, 0x0060}, "CS", "CT") + value + one + other + other);
+}
