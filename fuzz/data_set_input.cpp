@@ -56,8 +56,13 @@ static std::string little_endian_value(const Data_Set &set, const DICOM_List *no
 static bool is_same_value(const Sides &sides, const DICOM_List *a, const DICOM_List *b)
 {
     std::string of_a = little_endian_value(*sides.a, a), of_b = little_endian_value(*sides.b, b);
-    if (sides.options->even_lengths && of_a.size() % 2 != 0 && of_b.size() == of_a.size() + 1)
+    if (sides.options->even_lengths && of_a.size() % 2 != 0 && of_b.size() == of_a.size() + 1) {
+        // As they are written: what is left behind the last whole number of a value is turned together with the padding.
+        int unit = is_big_endian(sides.b->mode) ? turning_unit(b) : 1;
+        for (std::string *value : {&of_a, &of_b})
+            reverse_units(value->data(), static_cast<int>(value->size()), unit, value->data());
         of_b.pop_back();
+    }
     return of_a == of_b;
 }
 
@@ -108,6 +113,11 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
         return told(a, "against ") + told(b, "");
     if (!is_same_vr(sides, a, b))
         return told(a, "has another VR");
+    // What could not be read in the items of an UN may be read when padding stands behind it.
+    if (sides.options->even_lengths && true_vr(a) == VR_UN && is_encapsulated(a)) {
+        *sides.has_lost_vr = true;
+        return "";
+    }
     // Without VRs, bytes of some other VR than the dictionary's may look like items, or the other way.
     int count = count_items(a);
     bool is_no_item = working_vr(a) == VR_SQ && count == 0 && a->size > 0;
@@ -119,7 +129,7 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
     if (in_a != nullptr && (in_b != nullptr || b->size <= 0))
         return compare_opaque(sides, a, *in_a, in_b);
     bool is_empty_item = is_item_mark(a) && !sides.in_fragments;   // it has the size of what could not stand in it
-    if (lost_vr && (is_no_item || working_vr(b) == VR_SQ))
+    if (lost_vr && (is_no_item || working_vr(a) == VR_SQ || working_vr(b) == VR_SQ))
         *sides.has_lost_vr = true;
     else if (!is_empty_item && !is_same_value(sides, a, b))
         return told(a, "has another value: ") + std::to_string(a->size) + " and " + std::to_string(b->size) + " bytes";

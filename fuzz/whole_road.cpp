@@ -51,7 +51,7 @@ static bool is_ambiguous(const DICOM_List *list)
     for (const DICOM_List *node = list; node != nullptr; node = node->next) {
         if (node->next != nullptr && node->group == node->next->group && node->element == node->next->element)
             return true;
-        if (node->group == 0xFEFF)
+        if (node->group == 0xFEFF || node->group == 0x0200)
             return true;
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
             if (is_ambiguous(node->item[i]))

@@ -83,7 +83,8 @@ static void forget_lengths(const Data_Set &set, DICOM_List *list)
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         if (true_vr(node) != VR_SQ)
             continue;
-        if (node->item == nullptr && !is_opaque(set, node))
+        int size = 0;
+        if (node->item == nullptr && !is_opaque(set, node) && value_of(set, node, &size) == nullptr)
             node->size = 0;
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
             if (is_item_mark(node->item[i]))

@@ -241,40 +241,48 @@ static bool set_in_head(DICOM_List **head, unsigned short element, unsigned shor
     return has_value(*head, element);
 }
 
-// Group 0002 as a chain of its own; what follows it in the tree is what it was.
-static void take_head(DICOM_List **tree, DICOM_List **head)
-{
-    DICOM_List **end = head;
-    for (DICOM_List **link = tree; *link != nullptr;) {
-        DICOM_List *node = *link;
-        if (node->group != GROUP_FILE_META) {
-            link = &node->next;
-            continue;
+// Group 0002 as a chain of its own for as long as this lives; what follows it in the tree is what it was.
+struct Taken_Head {
+    explicit Taken_Head(DICOM_List **from) : tree(from)
+    {
+        DICOM_List **end = &head;
+        for (DICOM_List **link = tree; *link != nullptr;) {
+            DICOM_List *node = *link;
+            if (node->group != GROUP_FILE_META) {
+                link = &node->next;
+                continue;
+            }
+            *link = node->next;
+            node->next = nullptr;
+            *end = node;
+            end = &node->next;
         }
-        *link = node->next;
-        node->next = nullptr;
-        *end = node;
-        end = &node->next;
+        forget_ends();
     }
-    if (*tree != nullptr)
-        (*tree)->last = nullptr;
-    if (*head != nullptr)
-        (*head)->last = nullptr;
-}
+    ~Taken_Head()
+    {
+        DICOM_List **link = tree;
+        while (*link != nullptr && (*link)->group < GROUP_FILE_META)
+            link = &(*link)->next;
+        DICOM_List *behind = *link;
+        *link = head;
+        while (*link != nullptr)
+            link = &(*link)->next;
+        *link = behind;
+        forget_ends();
+    }
+    Taken_Head(const Taken_Head &) = delete;
 
-static void give_head_back(DICOM_List **tree, DICOM_List *head)
-{
-    DICOM_List **link = tree;
-    while (*link != nullptr && (*link)->group < GROUP_FILE_META)
-        link = &(*link)->next;
-    DICOM_List *behind = *link;
-    *link = head;
-    while (*link != nullptr)
-        link = &(*link)->next;
-    *link = behind;
-    if (*tree != nullptr)
-        (*tree)->last = nullptr;
-}
+    void forget_ends()
+    {
+        if (*tree != nullptr)
+            (*tree)->last = nullptr;
+        if (head != nullptr)
+            head->last = nullptr;
+    }
+
+    DICOM_List **tree, *head = nullptr;
+};
 
 // A value of the head as the library's writer can write it.
 static bool prepare_head_value(const Saving &saving, DICOM_List *node)
@@ -282,13 +290,15 @@ static bool prepare_head_value(const Saving &saving, DICOM_List *node)
     static const int MOST_IN_SHORT_FORM = 65534;   // with an even length
     if (!fetch_value(*saving.set, node))
         return false;
-    if (node->data == nullptr || node->item != nullptr)
+    if (node->item != nullptr)
         return true;
     const VR_Form &form = vr_form(true_vr(node));
     char padding = padding_of(node);
-    if (form.is_later || (!form.is_long && node->size > MOST_IN_SHORT_FORM))
+    int size = 0;
+    bool is_no_sequence = form.vr == VR_SQ && value_of(*saving.set, node, &size) != nullptr;   // bytes that are no items
+    if (is_no_sequence || form.is_later || (!form.is_long && node->size > MOST_IN_SHORT_FORM))
         node->vr_explicit = VR_UN;
-    bool is_padded = saving.options->even_lengths && node->size % 2 != 0;
+    bool is_padded = saving.options->even_lengths && node->data != nullptr && node->size % 2 != 0;
     return !is_padded || set_value(node, std::string(node->data, static_cast<size_t>(node->size)) + padding);
 }
 
@@ -318,19 +328,45 @@ static bool make_head(const Saving *saving, DICOM_List **head)
            set_in_head(head, 0x0013, VR_SH, IMPLEMENTATION_VERSION);
 }
 
-static bool write_head(Saving *saving)
+// A head as the library's writer makes it.
+static bool write_usual_head(Saving *saving, DICOM_List *head)
 {
-    DICOM_List *head = nullptr;
-    take_head(&saving->set->tree, &head);
     char *block = nullptr;
-    unsigned int size = 0;
-    if (make_head(saving, &head))
-        size = DICOM_Write_Part10(nullptr, static_cast<char>(MODE_EXPLICIT_LITTLE), head, &block);
+    unsigned int size = DICOM_Write_Part10(nullptr, static_cast<char>(MODE_EXPLICIT_LITTLE), head, &block);
     if (size > 0)
         put(saving->target, block, size);
     DICOM_Lib_Free(&block);
-    give_head_back(&saving->set->tree, head);
-    return size > 0 || fail(saving, NO_MEMORY);
+    return size > 0;
+}
+
+// A head with sequences, which the standard knows nothing of: their items are the host's to write.
+static bool write_odd_head(Saving *saving, DICOM_List *head)
+{
+    static const unsigned char mode = MODE_EXPLICIT_LITTLE;
+    Building building = {saving->set, saving->options, 0, nullptr, {}};
+    Pieces start, elements;
+    mark_for_host(&building, head, mode);
+    if (!append_chain(&building, head, nullptr, mode, &elements))
+        return fail(saving, building.error);
+    append_text(&start, std::string(128, '\0').append("DICM").data(), 132);
+    append_header(&start, mode, GROUP_FILE_META, 0x0000, VR_UL, 4);
+    Length_Place value = {start.list.size() - 1, start.list.back().text.size()};
+    append_text(&start, "\0\0\0\0", 4);
+    set_length(&start, value, mode, static_cast<unsigned int>(elements.size));
+    std::string error;
+    return (put_pieces(saving->target, saving->set->source, start, mode, &error) &&
+            put_pieces(saving->target, saving->set->source, elements, mode, &error)) ||
+           fail(saving, error);
+}
+
+static bool write_head(Saving *saving)
+{
+    Taken_Head taken(&saving->set->tree);
+    bool has_items = false, done = make_head(saving, &taken.head);
+    for (const DICOM_List *node = taken.head; node != nullptr; node = node->next)
+        has_items |= node->item != nullptr;
+    done = done && (has_items ? write_odd_head(saving, taken.head) : write_usual_head(saving, taken.head));
+    return done || fail(saving, NO_MEMORY);
 }
 
 // ---- groups ---------------------------------------------------------------------------

@@ -279,13 +279,14 @@ bool is_encapsulated(const DICOM_List *node)
 {
     if (node->item == nullptr || working_vr(node) == VR_SQ)
         return false;
-    bool has_bytes = false;
+    bool has_bytes = false, is_pixel_data = node->group == 0x7FE0 && node->element == 0x0010;
     for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
-        if (!is_item_mark(node->item[i]))
+        if (!is_item_mark(node->item[i]) || node->item[i]->size < 0)
             return false;
         has_bytes |= node->item[i]->size > 0;
     }
-    return has_bytes || (node->group == 0x7FE0 && node->element == 0x0010);
+    // Under a VR of the short form they are items in which nothing could be read.
+    return is_pixel_data || (has_bytes && vr_form(true_vr(node)).is_long);
 }
 
 // Takes out of a chain what DICOM_Attribute_Remove would take out of it in a walk of its own: here its nodes are still in

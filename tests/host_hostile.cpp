@@ -116,3 +116,60 @@ TEST(HostHostile, KeepsAValueAndASequenceOfOneTagApart)
                           MODE_EXPLICIT_LITTLE);
     EXPECT_EQ(saved.body, element({0x0008, 0x0060}, "CS", "CT") + value + one + other + other);
 }
+
+TEST(HostHostile, WritesAnOddHeadSoThatItIsReadTheSame)
+{
+    const Tag odd = {0x0002, 0x0102};
+    const Bytes later = element(odd, "OD", ""), no_items = element(odd, "SQ", "\xFE"),
+                items = sequence(odd, BY_LENGTH, {item({}), item({element(TEXT, "UT", "text")})}),
+                open = element(odd, "SQ", delimiter(ELEMENT_SEQUENCE_END), SYNTAX_EXPLICIT, 0xFFFFFFFF);
+    const struct {
+        const char *name;
+        Bytes in_head, kept;
+    } rows[] = {
+        {"a later VR without a value",  later,    element(odd, "UN", "")},
+        {"a sequence without items",    no_items, element(odd, "UN", "\xFE")},
+        {"items, one of them empty",    items,    items},
+        {"none, of undefined length",   open,     open},
+    };
+    for (const auto &row : rows) {
+        for (int mode : {0, 8, 9}) {
+            SCOPED_TRACE(testing::Message() << row.name << " in front of encoding " << mode);
+            const Bytes data = element({0x0008, 0x0060}, "CS", "CT", mode);
+            Save_Options options;
+            options.defined_lengths = row.kept == items;
+            Saved saved = save(row.in_head + data, static_cast<unsigned char>(mode), options);
+            ASSERT_TRUE(saved.done) << saved.error;
+            EXPECT_NE(saved.bytes.find(row.kept + data), Bytes::npos);
+            Loaded back(saved.bytes);
+            EXPECT_EQ(back.set.damages, 0) << back.warnings();
+            EXPECT_NE(back.tree().find("0008,0060 CS [CT]"), std::string::npos) << back.tree();
+        }
+    }
+}
+
+TEST(HostHostile, TakesNoUnreadableItemsForFragments)
+{
+    const Bytes inner = Bytes("\xFE\xFF\0\xE0\xFF\xFF\xFF\xFF\xFE", 9);
+    const struct {
+        const char *name;
+        Bytes stream;
+        unsigned char from;
+    } rows[] = {
+        {"items of a short VR", element({0x0008, 0x0050}, "", item({"\xFF"}, BY_LENGTH, IMPLICIT) +
+                                        delimiter(ELEMENT_SEQUENCE_END, IMPLICIT), IMPLICIT, 0xFFFFFFFF), IMPLICIT},
+        {"an item in an item",  element({0x0008, 0x0051}, "UN", item({inner}), SYNTAX_EXPLICIT, 0xFFFFFFFF), SYNTAX_EXPLICIT},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Loaded loaded(row.stream, row.from);
+        Save_Options options;
+        options.mode = MODE_EXPLICIT_LITTLE;
+        std::string once, twice, error;
+        ASSERT_TRUE(save_to_memory(&loaded.set, options, &once, &error)) << error;
+        Loaded back(once);
+        EXPECT_EQ(back.set.damages, 0) << back.warnings();
+        ASSERT_TRUE(save_to_memory(&back.set, options, &twice, &error)) << error;
+        EXPECT_EQ(behind_head(twice), behind_head(once));
+    }
+}
