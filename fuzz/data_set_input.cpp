@@ -34,6 +34,7 @@ struct Sides {
     bool *has_lost_vr;   // gets whether what holds items became a value, or the other way, since no VR tells
 };
 
+static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const DICOM_List *b);
 static std::string compare_chains(const Sides &sides, const DICOM_List *a, const DICOM_List *b);
 
 static std::string told(const DICOM_List *node, const char *what)
@@ -99,6 +100,24 @@ static std::string compare_opaque(const Sides &sides, const DICOM_List *node, co
     return difference;
 }
 
+// A sequence that stood too deep among faults is one level higher where it was written without them.
+static std::string compare_risen(const Sides &sides, const DICOM_List *a, const DICOM_List *b)
+{
+    Data_Set opened;
+    std::string error, difference;
+    const Opaque *in_a = find_opaque(*sides.a, a);
+    bool is_open = in_a != nullptr ? open_opaque(*sides.a, *in_a, &opened, &error) == LOADED
+                                   : open_opaque(*sides.b, *find_opaque(*sides.b, b), &opened, &error) == LOADED;
+    prepare_tree(&opened, *sides.options);
+    Sides inside = sides;
+    if (is_open) {
+        (in_a != nullptr ? inside.a : inside.b) = &opened;
+        difference = compare_nodes(inside, in_a != nullptr ? opened.tree : a, in_a != nullptr ? b : opened.tree);
+    }
+    release_data_set(&opened);
+    return difference;
+}
+
 static int count_items(const DICOM_List *node)
 {
     int count = 0;
@@ -118,14 +137,16 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
         *sides.has_lost_vr = true;
         return "";
     }
+    const Opaque *in_a = a->item == nullptr ? find_opaque(*sides.a, a) : nullptr;
+    const Opaque *in_b = b->item == nullptr ? find_opaque(*sides.b, b) : nullptr;
+    if ((in_a != nullptr && b->item != nullptr) || (in_b != nullptr && a->item != nullptr))
+        return compare_risen(sides, a, b);
     // Without VRs, bytes of some other VR than the dictionary's may look like items, or the other way.
     int count = count_items(a);
     bool is_no_item = working_vr(a) == VR_SQ && count == 0 && a->size > 0;
     bool lost_vr = b->vr_explicit == VR_NONE && (working_vr(a) != working_vr(b) || is_no_item);
     if (count != count_items(b))
         return lost_vr ? (*sides.has_lost_vr = true, "") : told(a, "has another number of items");
-    const Opaque *in_a = a->item == nullptr ? find_opaque(*sides.a, a) : nullptr;
-    const Opaque *in_b = b->item == nullptr ? find_opaque(*sides.b, b) : nullptr;
     if (in_a != nullptr && (in_b != nullptr || b->size <= 0))
         return compare_opaque(sides, a, *in_a, in_b);
     bool is_empty_item = is_item_mark(a) && !sides.in_fragments;   // it has the size of what could not stand in it

@@ -179,10 +179,11 @@ static unsigned char mode_inside_private(const Reading *r, const DICOM_List *nod
     return count_plausible(r->bytes, first, end, explicit_mode, &whole) > 0 ? explicit_mode : mode;
 }
 
+// Of what is known to be bytes or numbers, with items: encapsulated (PS3.5, A.4).
 static bool holds_fragments(const DICOM_List *node)
 {
     bool is_pixel_data = node->group == 0x7FE0 && node->element == 0x0010;
-    unsigned short vr = node->vr_explicit;
+    unsigned short vr = node->vr_explicit != VR_NONE ? node->vr_explicit : node->vr;
     return is_pixel_data || vr == VR_OB || vr == VR_OW || vr == VR_OX || vr == VR_OD || vr == VR_OF || vr == VR_OL ||
            vr == VR_OV;
 }

@@ -169,6 +169,12 @@ TEST(HostReading, KeepsFragmentsOfPixelDataApart)
     ASSERT_NE(loaded.set.tree->next->item, nullptr);
     EXPECT_EQ(loaded.set.tree->next->nb_item, 3);
     EXPECT_EQ(loaded.set.tree->next->item[2]->data, nullptr) << "a long value stays in the source";
+
+    // Without a VR it is the dictionary that knows: overlay data hold no elements, whatever their bytes look like.
+    Bytes overlay = item({"1.2.840"}, BY_LENGTH, SYNTAX_IMPLICIT) + delimiter(ELEMENT_SEQUENCE_END, SYNTAX_IMPLICIT);
+    Loaded implicit(element({0x0008, 0x0060}, "CS", "CT", SYNTAX_IMPLICIT) +
+                        element({0x6000, 0x3000}, "", overlay, SYNTAX_IMPLICIT, 0xFFFFFFFF), MODE_IMPLICIT_LITTLE);
+    EXPECT_EQ(implicit.listing(), "0008,0060 CS 2 @8\n6000,3000 OB -1 @18\n fragment 1: 7\n");
 }
 
 TEST(HostReading, LooksForTheCreatorInTheSameItem)
