@@ -394,7 +394,70 @@ static void take_missing(void *user, int level, const char *report)
     tell(*at->check, finding);
 }
 
-// Comes last: looking for an attribute in a sequence that is not there leaves an empty one.
+static bool is_demanded(const DICOM_List *wanted)
+{
+    return wanted->type == TYPE_1 || wanted->type == TYPE_2;
+}
+
+static unsigned int tag_number(const DICOM_List *node)
+{
+    return static_cast<unsigned int>(node->group) << 16 | node->element;
+}
+
+// The first attribute of each tag that a chain of a template demands, null where there is none: in one walk through the
+// chain, of which hostile data sets have long ones.
+typedef std::unordered_map<unsigned int, DICOM_List *> Met;
+
+static Met find_demanded(DICOM_List *chain, const DICOM_List *tmplt)
+{
+    Met met;
+    for (const DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next)
+        if (is_demanded(wanted))
+            met.emplace(tag_number(wanted), nullptr);
+    for (DICOM_List *node = chain; node != nullptr && !met.empty(); node = node->next) {
+        auto at = met.find(tag_number(node));
+        if (at != met.end() && at->second == nullptr)
+            at->second = node;
+    }
+    return met;
+}
+
+// DICOM_Postproc_Verification, which would look for each attribute from the head of the chain on: here it gets single
+// nodes of the template, each with what was found for it.
+static void verify_chain(Verification *at, DICOM_List *chain, const DICOM_List *tmplt)
+{
+    Met met = find_demanded(chain, tmplt);
+    for (const DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next) {
+        if (!is_demanded(wanted))
+            continue;
+        DICOM_Root here = {};
+        bool is_any = wanted->group == ANY_TAG_NUMBER || wanted->element == ANY_TAG_NUMBER;
+        DICOM_List *found = is_any ? DICOM_Attribute_Get(nullptr, &here, chain, wanted->group, wanted->element, 0)
+                                   : met[tag_number(wanted)];
+        DICOM_List alone = *wanted, only = {};
+        bool goes_inside = wanted->type == TYPE_1 && at->root.Sequence_Depth < MAX_SEQUENCE_DEPTH;
+        alone.next = nullptr;
+        if (goes_inside)
+            alone.item = nullptr;   // else the library says that it does not go there
+        if (found != nullptr) {
+            only = *found;
+            only.next = nullptr;
+            only.depth = static_cast<unsigned char>(at->root.Sequence_Depth);
+        }
+        DICOM_Postproc_Verification(nullptr, &at->root, found != nullptr ? &only : nullptr, &alone, 0);
+        if (!goes_inside || wanted->item == nullptr)
+            continue;
+        DICOM_Attribute_Sequence_Start(nullptr, &at->root, wanted->group, wanted->element, wanted->flag, 0);
+        for (int i = 0; i < wanted->nb_item && wanted->item[i] != nullptr; i++) {
+            bool is_there = found != nullptr && found->item != nullptr && i < found->nb_item;
+            DICOM_Attribute_Item_Start(nullptr, &at->root, 0);
+            verify_chain(at, is_there ? found->item[i] : nullptr, wanted->item[i]);
+            DICOM_Attribute_Item_Stop(nullptr, &at->root, 0);
+        }
+        DICOM_Attribute_Sequence_Stop(nullptr, &at->root, 0);
+    }
+}
+
 static void verify(const Check &check, const Data_Set &set)
 {
     DICOM_List *wanted = template_of(check, set);
@@ -402,7 +465,7 @@ static void verify(const Check &check, const Data_Set &set)
         return;
     Verification at = {&check, {}};
     take_reports(take_missing, &at);
-    DICOM_Postproc_Verification(nullptr, &at.root, set.tree, wanted, 0);
+    verify_chain(&at, set.tree, wanted);
 }
 
 Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally, Finding_Teller *teller,
