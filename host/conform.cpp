@@ -83,8 +83,7 @@ static void forget_lengths(const Data_Set &set, DICOM_List *list)
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         if (true_vr(node) != VR_SQ)
             continue;
-        int size = 0;
-        if (node->item == nullptr && !is_opaque(set, node) && value_of(set, node, &size) == nullptr)
+        if (node->item == nullptr && !is_opaque(set, node))
             node->size = 0;
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
             if (is_item_mark(node->item[i]))
@@ -224,21 +223,45 @@ static void drop_wrong(Conforming *run)
 
 // ---- adding ---------------------------------------------------------------------------
 
-static void add_here(Conforming *run, DICOM_List *tmplt)
+// The link to the last node in front of a tag, from an earlier link of a sorted chain on.
+static DICOM_List **link_before(DICOM_List **link, const DICOM_List *wanted)
 {
-    for (DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next) {
+    while (*link != nullptr && (*link)->next != nullptr && comes_before((*link)->next, wanted->group, wanted->element))
+        link = &(*link)->next;
+    return link;
+}
+
+// The library looks for the place of each attribute from the head on that it is given, so that it is given a later one
+// each time: templates and data sets may both be long. The cursor stays at its depth, and so is not followed.
+static void add_here(Conforming *run, DICOM_List **chain, DICOM_List *tmplt)
+{
+    bool is_at_place = *chain != nullptr && (*chain)->depth == run->root.Sequence_Depth;
+    DICOM_List **from = is_at_place ? chain : &run->set->tree;
+    const DICOM_List *before = nullptr;
+    for (DICOM_List *wanted = tmplt; wanted != nullptr; before = wanted, wanted = wanted->next) {
         bool is_wanted = (wanted->flag & FLAG_TO_DELETE) == 0 && wanted->group != GROUP_ITEM &&
                          wanted->type != TYPE_NONE && wanted->type != TYPE_3;
         bool is_fitting = wanted->type != TYPE_2C || !run->result->is_fallback;
-        if (is_wanted && is_fitting)
-            DICOM_Module_Add(nullptr, &run->root, &run->set->tree, wanted, run);
+        if (is_at_place && before != nullptr && comes_before(wanted, before->group, before->element))
+            from = chain;
+        if (is_at_place)
+            from = link_before(from, wanted);
+        if (!is_wanted || !is_fitting)
+            continue;
+        run->near = is_at_place && run->root.Sequence_Depth == 0 ? from : nullptr;
+        DICOM_Module_Add(nullptr, &run->root, from, wanted, run);
+        if (*from != nullptr)
+            (*from)->last = nullptr;
     }
+    run->near = nullptr;
+    if (*chain != nullptr)
+        (*chain)->last = nullptr;
 }
 
 static void add_demanded(Conforming *run)
 {
     at_each_place(run, &run->set->tree, run->tmplt, FLAG_TO_DELETE,
-                  [run](DICOM_List **, DICOM_List *tmplt) { add_here(run, tmplt); });
+                  [run](DICOM_List **chain, DICOM_List *tmplt) { add_here(run, chain, tmplt); });
     close_gaps(run->set->tree);
 }
 

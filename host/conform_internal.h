@@ -52,6 +52,7 @@ struct Conforming {
     unsigned short tmplt_flags = 0;   // those of all template nodes at places of the data set
     Snapshot before;
     DICOM_Root root = {};                          // the place in the data set
+    DICOM_List **near = nullptr;                   // while values are added: a link in front of the place of the next
     std::string path;                              // the same as text
     std::map<std::string, const char *> reasons;   // of changes, by path and tag
     std::vector<Conform_Lack> wrong;               // demanded attributes with values that are not allowed
@@ -109,6 +110,14 @@ inline DICOM_List *find_pair(DICOM_List **at, const DICOM_List *other)
     while (*at != nullptr && comes_before(*at, other->group, other->element))
         *at = (*at)->next;
     return *at != nullptr && has_same_tag(*at, other) ? *at : nullptr;
+}
+
+// The node of a sorted chain that has this tag; else null. The look ends where it would stand.
+inline DICOM_List *find_sorted(DICOM_List *list, unsigned short group, unsigned short element)
+{
+    while (list != nullptr && comes_before(list, group, element))
+        list = list->next;
+    return list != nullptr && list->group == group && list->element == element ? list : nullptr;
 }
 
 inline bool has_items(const DICOM_List *node)

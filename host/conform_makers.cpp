@@ -81,12 +81,20 @@ std::string make_uid(const std::string &root)
 
 // ---- storing --------------------------------------------------------------------------
 
+// The data set from a place on that is in front of this tag, but not far: hostile data sets are long.
+static DICOM_List **list_before(const Conforming *run, unsigned short group, unsigned short element)
+{
+    const DICOM_List *at = run->near != nullptr ? *run->near : nullptr;
+    return at != nullptr && comes_before(at, group, element) ? run->near : &run->set->tree;
+}
+
 static bool store_text(Conforming *run, const DICOM_List *wanted, unsigned short vr, const std::string &text,
                        const char *why)
 {
     if (text.empty())
         return false;
-    DICOM_Attribute_Add(nullptr, &run->root, &run->set->tree, wanted->group, wanted->element, vr, 1, text.c_str());
+    DICOM_Attribute_Add(nullptr, &run->root, list_before(run, wanted->group, wanted->element), wanted->group,
+                        wanted->element, vr, 1, text.c_str());
     note_reason(run, "", wanted, why);
     return true;
 }
@@ -95,7 +103,8 @@ static bool store_number(Conforming *run, const DICOM_List *wanted, int value, c
 {
     if (value < 0 || value > 0xFFFF)
         return false;
-    DICOM_Attribute_Add(nullptr, &run->root, &run->set->tree, wanted->group, wanted->element, VR_US, 1, value);
+    DICOM_Attribute_Add(nullptr, &run->root, list_before(run, wanted->group, wanted->element), wanted->group,
+                        wanted->element, VR_US, 1, value);
     note_reason(run, "", wanted, why);
     return true;
 }
@@ -105,7 +114,7 @@ static bool store_date(Conforming *run, unsigned short group, unsigned short ele
     Velmora_Date date = {};
     if (!Make_Velm_Date(&date, static_cast<int64_t>(run->now)))
         return false;
-    DICOM_Attribute_Add(nullptr, &run->root, &run->set->tree, group, element, VR_DA, 1, date);
+    DICOM_Attribute_Add(nullptr, &run->root, list_before(run, group, element), group, element, VR_DA, 1, date);
     return true;
 }
 
@@ -115,18 +124,18 @@ static bool store_time(Conforming *run, unsigned short group, unsigned short ele
     Make_Velm_Time(&time, static_cast<int64_t>(run->now));
     if (time.state != 1)
         return false;
-    DICOM_Attribute_Add(nullptr, &run->root, &run->set->tree, group, element, VR_TM, 1, time);
+    DICOM_Attribute_Add(nullptr, &run->root, list_before(run, group, element), group, element, VR_TM, 1, time);
     return true;
 }
 
 static std::string text_at(const Conforming *run, unsigned short group, unsigned short element)
 {
-    return text_of(find_in_chain(run->set->tree, group, element));
+    return text_of(find_sorted(*list_before(run, group, element), group, element));
 }
 
 static int number_at(const Conforming *run, unsigned short group, unsigned short element)
 {
-    const DICOM_List *node = find_in_chain(run->set->tree, group, element);
+    const DICOM_List *node = find_sorted(*list_before(run, group, element), group, element);
     return node != nullptr && node->data != nullptr && node->size >= 2 ? get_16(0, node->data) : -1;
 }
 
@@ -298,7 +307,7 @@ static bool make_photometric(Conforming *run, const DICOM_List *wanted)
 {
     static const unsigned short tables[] = {0x1101, 0x1102, 0x1103};
     for (unsigned short table : tables) {
-        const DICOM_List *node = find_in_chain(run->set->tree, 0x0028, table);
+        const DICOM_List *node = find_sorted(*list_before(run, 0x0028, table), 0x0028, table);
         if (node == nullptr || node->size != 6)
             return false;
     }
@@ -316,7 +325,7 @@ static bool make_frames(Conforming *run, const DICOM_List *wanted)
 
 static bool is_there(const Conforming *run, unsigned short group, unsigned short element)
 {
-    const DICOM_List *node = find_in_chain(run->set->tree, group, element);
+    const DICOM_List *node = find_sorted(*list_before(run, group, element), group, element);
     return node != nullptr && (node->size > 0 || has_items(node));
 }
 
@@ -395,10 +404,10 @@ static DICOM_List *make_value(HWND, DICOM_Root *root, DICOM_List **target, DICOM
         if (maker.group != wanted->group || maker.element != wanted->element)
             continue;
         bool is_wanted = wanted->type == TYPE_1 || (maker.also_conditional && wanted->type == TYPE_1C);
-        DICOM_List *node = find_in_chain(*target, wanted->group, wanted->element);
+        DICOM_List *node = find_sorted(*target, wanted->group, wanted->element);
         if (!is_wanted || (node != nullptr && node->size > 0) || !maker.make(current, wanted))
             return nullptr;
-        node = find_in_chain(*target, wanted->group, wanted->element);
+        node = find_sorted(*target, wanted->group, wanted->element);
         if (node != nullptr)
             node->vr_explicit = maker.vr;
         return node;

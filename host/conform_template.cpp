@@ -87,19 +87,26 @@ static std::string without_numbers(const std::string &path)
     return text;
 }
 
-// The library's own words, for this node alone: below it, it would look into first items only.
-static void report_lack(Search *search, const DICOM_List *wanted)
+// The library's own words, for this node alone: below it, it would look into first items only. Nor does it look for the
+// node, which was found, or not.
+static void report_lack(Search *search, const DICOM_List *wanted, const DICOM_List *node)
 {
-    DICOM_List alone = *wanted;
+    DICOM_List alone = *wanted, found = {};
     alone.next = nullptr;
     alone.item = nullptr;
-    DICOM_Postproc_Verification(nullptr, &search->run.root, search->run.set->tree, &alone, 0);
+    if (node != nullptr) {
+        found = *node;
+        found.next = nullptr;
+        found.depth = static_cast<unsigned char>(search->run.root.Sequence_Depth);
+    }
+    DICOM_Postproc_Verification(nullptr, &search->run.root, node != nullptr ? &found : nullptr, &alone, 0);
 }
 
-static void add_lack(Search *search, Lack_Kind kind, const DICOM_List *wanted)
+//   node  null: none was found
+static void add_lack(Search *search, Lack_Kind kind, const DICOM_List *wanted, const DICOM_List *node)
 {
     if (search->report)
-        report_lack(search, wanted);
+        report_lack(search, wanted, node);
     const std::string &path = search->run.path;
     if (!path.empty()) {
         std::string key = without_numbers(path);
@@ -122,9 +129,9 @@ static void find_here(Search *search, DICOM_List *chain, const DICOM_List *tmplt
             continue;
         const DICOM_List *node = find_pair(&at, wanted);
         if (node == nullptr)
-            add_lack(search, LACK_ABSENT, wanted);
+            add_lack(search, LACK_ABSENT, wanted, nullptr);
         else if (wanted->type == TYPE_1 && node->size <= 0 && !has_items(node))
-            add_lack(search, LACK_EMPTY, wanted);
+            add_lack(search, LACK_EMPTY, wanted, node);
     }
 }
 
