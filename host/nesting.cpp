@@ -35,8 +35,7 @@ DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, u
     node->db = nullptr;
     node->item = nullptr;
     node->next = node->last = nullptr;
-    node->syntax = group == GROUP_FILE_META ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE)
-                                            : static_cast<unsigned char>(r->top().mode & 0x0F);
+    node->syntax = static_cast<unsigned char>(mode_of(r, pos, group) & 0x0F);
     node->flag = ORIGIN_DICOM;
     node->group = group;
     node->element = element;

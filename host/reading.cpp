@@ -142,18 +142,12 @@ static What_Follows what_follows(const Reading *r, int at, int bound, unsigned c
     return FOLLOWS_NOTHING;
 }
 
-// The encoding of an element: that of the place, but for the head of a file.
-static unsigned char mode_of(const Reading *r, const Header &h)
-{
-    return h.group == GROUP_FILE_META ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE) : r->top().mode;
-}
-
 // The encoding inside a sequence: that of its element, but for a UN of undefined length, which holds implicit VR little
 // endian whatever the stream says (PS3.5, 6.2.2), and for a sequence without VR in an explicit stream, which its writer
 // may have taken from an implicit one. Writers have both wrong, so the first element is looked at.
 static unsigned char mode_inside(const Reading *r, const Header &h, int at, int bound)
 {
-    unsigned char mode = mode_of(r, h);
+    unsigned char mode = mode_of(r, r->at, h.group);
     if ((mode & SYNTAX_EXPLICIT) == 0 || (h.vr != VR_UN && h.vr != VR_NONE))
         return mode;
     unsigned char implicit = h.vr == VR_UN ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE)
@@ -243,7 +237,7 @@ static void take_element(Reading *r, const Header &h)
     bool is_held = h.length <= static_cast<unsigned int>(bound - r->behind);
     DICOM_List *node = make_element(r, h, length);
     if (is_sequence(r, node, is_held)) {
-        unsigned char mode = mode_of(r, h);
+        unsigned char mode = mode_of(r, r->at, h.group);
         What_Follows next = what_follows(r, r->behind, bound, &mode);
         if (is_held || next == FOLLOWS_ITEM) {
             mode = mode_inside_private(r, node, mode);

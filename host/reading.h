@@ -71,6 +71,15 @@ struct Reading {
     }
 };
 
+// The encoding of an element: that of the place, but for group 0002 as the head of a file has it, which is explicit little
+// endian wherever it stands.
+inline unsigned char mode_of(const Reading *r, int pos, unsigned short group)
+{
+    bool is_head = group == GROUP_FILE_META && r->size - pos >= 2 &&
+                   get_16(MODE_IMPLICIT_LITTLE, r->bytes + pos) == GROUP_FILE_META;
+    return is_head ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE) : r->top().mode;
+}
+
 // ---- nesting.cpp ----------------------------------------------------------------------
 
 enum Closing { BY_LENGTH, BY_DELIMITER, BY_FAULT };
