@@ -113,6 +113,8 @@ static std::string compare_risen(const Sides &sides, const DICOM_List *a, const 
     if (is_open) {
         (in_a != nullptr ? inside.a : inside.b) = &opened;
         difference = compare_nodes(inside, in_a != nullptr ? opened.tree : a, in_a != nullptr ? b : opened.tree);
+    } else {
+        difference = told(a, "opens on one side only");
     }
     release_data_set(&opened);
     return difference;
