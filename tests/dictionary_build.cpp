@@ -1,8 +1,6 @@
 // How lines become rows, line by line; what damaged lines report; what happens when memory runs out.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "dictionary/dictionary_internal.h"
 #include "tests/support/reports.h"
 #include "tree/tree_internal.h"

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
-#include <sstream>
 
 #include "dictionary/dictionary_internal.h"
 #include "tests/support/checkout.h"

@@ -20,11 +20,7 @@ static std::string decoded(const std::string &charset, const std::string &text, 
     return out;
 }
 
-struct Text_Row {
-    const char *what, *charset, *text;
-    Text_Kind kind;
-    const char *expected;
-};
+struct Text_Row { const char *what, *charset, *text; Text_Kind kind; const char *expected; };
 
 // clang-format off: one row a line
 static const Text_Row text_rows[] = {
@@ -51,15 +47,10 @@ static const Text_Row text_rows[] = {
     {"K.3", "\\ISO 2022 IR 58", "2.\033$)A\xB5\xDA\xB6\xFE\xD0\xD0\xCE\xC4\xD7\xD6\xA1\xA3\r\n", TEXT_WHOLE,
      "2.第二行文字。\r\n"},
 
-    {"Latin 1", "ISO_IR 100",
-     "\xC4neas^R\xFC"
-     "diger",
-     TEXT_NAMES, "Äneas^Rüdiger"},
+    {"Latin 1", "ISO_IR 100", "\xC4neas^R\xFC" "diger", TEXT_NAMES, "Äneas^Rüdiger"},
     {"Latin 2", "ISO_IR 101", "Wa\xB3\xEAsa", TEXT_VALUES, "Wałęsa"},
-    {"Latin 3", "ISO_IR 109", "\xA1", TEXT_VALUES, "Ħ"},
-    {"Latin 4", "ISO_IR 110", "\xA2", TEXT_VALUES, "ĸ"},
-    {"Latin 5", "ISO_IR 148", "\xDD\xFD", TEXT_VALUES, "İı"},
-    {"Latin 9", "ISO_IR 203", "\xA4", TEXT_VALUES, "€"},
+    {"Latin 3", "ISO_IR 109", "\xA1", TEXT_VALUES, "Ħ"}, {"Latin 4", "ISO_IR 110", "\xA2", TEXT_VALUES, "ĸ"},
+    {"Latin 5", "ISO_IR 148", "\xDD\xFD", TEXT_VALUES, "İı"}, {"Latin 9", "ISO_IR 203", "\xA4", TEXT_VALUES, "€"},
     {"Cyrillic", "ISO_IR 144", "\xBB\xEE\xDA", TEXT_VALUES, "Люк"},
     {"Arabic", "ISO_IR 127", "\xE2\xC8\xC7\xE6\xEA^\xE4\xE6\xD2\xC7\xD1", TEXT_NAMES, "قباني^لنزار"},
     {"Greek", "ISO_IR 126", "\xC4\xE9\xEF\xED\xF5\xF3\xE9\xEF\xF2", TEXT_VALUES, "Διονυσιος"},
@@ -83,8 +74,7 @@ static const Text_Row text_rows[] = {
     {"a set that is no beginning as the only one", "ISO 2022 IR 149", "A\xFB\xF3", TEXT_NAMES, "A洪"},
     {"a set that is not named", "ISO_IR 100", "\033$B;3\033(B \xE9", TEXT_VALUES, "山 é"},
     {"terms as writers have them", "ISO_IR_100", "\xE9", TEXT_VALUES, "é"},
-    {"the same", "iso 2022 101 ", "\xB3", TEXT_VALUES, "ł"},
-    {"the same", "utf-8", "\xC3\xA9", TEXT_VALUES, "é"},
+    {"the same", "iso 2022 101 ", "\xB3", TEXT_VALUES, "ł"}, {"the same", "utf-8", "\xC3\xA9", TEXT_VALUES, "é"},
     {"UTF-8 where nothing is named", "", "\xC3\xA9", TEXT_VALUES, "é"},
     {"UTF-8 as a further value", "\\ISO_IR 192", "\xC3\xA9", TEXT_VALUES, "é"},
 };
@@ -147,15 +137,9 @@ TEST(Charset, DropsWhatIsCutOffATextThatGoesOn)
 
 TEST(Charset, TellsTermsThatAreNone)
 {
-    static const struct {
-        const char *value, *unknown;
-    } rows[] = {
-        {"", ""},
-        {"\\ISO 2022 IR 87\\ISO 2022 IR 159", ""},
-        {"ISO_IR 100 ", ""},
-        {"ISO_IR 99", "ISO_IR 99"},
-        {"ISO 2022 IR 6\\LATIN\\ISO 2022 IR 144\\X", "LATIN\\X"},
-        {"ISO 2022 IR 6\\GBK", "GBK"},
+    static const struct { const char *value, *unknown; } rows[] = {
+        {"", ""}, {"\\ISO 2022 IR 87\\ISO 2022 IR 159", ""}, {"ISO_IR 100 ", ""}, {"ISO_IR 99", "ISO_IR 99"},
+        {"ISO 2022 IR 6\\LATIN\\ISO 2022 IR 144\\X", "LATIN\\X"}, {"ISO 2022 IR 6\\GBK", "GBK"},
     };
     for (const auto &row : rows) {
         Character_Set set;
@@ -177,7 +161,7 @@ static bool is_valid_utf8(const std::string &text)
 TEST(Charset, MakesNoDelimiterOfACharacter)
 {
     static const char *const charsets[] = {"\\ISO 2022 IR 87", "\\ISO 2022 IR 159", "\\ISO 2022 IR 149",
-                                           "\\ISO 2022 IR 58", "GB18030",           "GBK"};
+                                           "\\ISO 2022 IR 58", "GB18030", "GBK"};
     for (const char *charset : charsets) {
         std::string escape = strstr(charset, "87") ? "\033$B" : strstr(charset, "159") ? "\033$(D" : "";
         int high = escape.empty() ? 0x80 : 0, characters = 0;
@@ -198,7 +182,7 @@ TEST(Charset, MakesNoDelimiterOfACharacter)
 TEST(Charset, GivesValidUtf8ForAnyBytes)
 {
     static const char *const charsets[] = {"",           "ISO_IR 100", "ISO_IR 13", "\\ISO 2022 IR 87\\ISO 2022 IR 149",
-                                           "ISO_IR 192", "GB18030",    "GBK"};
+                                           "ISO_IR 192", "GB18030", "GBK"};
     static const char bytes[] = "\033$B(DAC)-\\^=\r\0\xC4\x8F\xE7\x8E\xA1\xFE";
     static const std::string likely(bytes, sizeof bytes - 1);
     std::mt19937 random(1);

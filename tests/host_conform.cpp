@@ -17,11 +17,7 @@ static const Bytes CT = element(MODALITY, "CS", "CT");
 
 TEST(Conform, AddsWhatIsDemanded)
 {
-    const struct {
-        const char *name, *lines;
-        Bytes data;
-        const char *told, *tree;
-    } rows[] = {
+    const struct { const char *name, *lines; Bytes data; const char *told, *tree; } rows[] = {
         {"type 1 and its absence", "(0010,0020) type=1\n", CT, "? 0010,0020 1\n", "0008,0060 CS [CT]\n"},
         {"type 1, empty", "(0010,0020) type=1\n", element(ID, "LO", ""), "?e 0010,0020 1\n", "0010,0020 LO\n"},
         {"type 1C and 3", "(0010,0010) type=1C\n(0010,0020) type=3\n", CT, "", "0008,0060 CS [CT]\n"},
@@ -60,11 +56,7 @@ TEST(Conform, GivesWhatTheTemplateGives)
 {
     Bytes two = sequence(REFERENCES, BY_LENGTH,
                          {item({element(CLASS, "UI", "1.2.3.40")}), item({element(INSTANCE, "UI", "1.2.3.50")})});
-    const struct {
-        const char *name, *lines;
-        Bytes data;
-        const char *told;
-    } rows[] = {
+    const struct { const char *name, *lines; Bytes data; const char *told; } rows[] = {
         {"forced over a value", "!(0010,0020) \"X1\"\n", element(ID, "LO", "ID 7"),
          "~ 0010,0020 [ID 7] [X1] the template forces it\n"},
         {"forced where nothing is", "!(0010,0020) \"X1\"\n", CT, "+ 0010,0020 [X1] the template forces it\n"},
@@ -111,12 +103,7 @@ TEST(Conform, GivesWhatTheTemplateGives)
 TEST(Conform, DropsWhatIsEmptyAndMayBeAbsent)
 {
     static const char GONE[] = " empty, and it may be absent\n";
-    const struct {
-        const char *name, *lines;
-        Bytes data;
-        std::string told;
-        const char *tree;
-    } rows[] = {
+    const struct { const char *name, *lines; Bytes data; std::string told; const char *tree; } rows[] = {
         {"of type 3, or not in the template", "(0018,0015) type=3\n",
          CT + element(ID, "LO", "") + element(PART, "CS", ""),
          std::string("- 0010,0020 []") + GONE + "- 0018,0015 []" + GONE, "0008,0060 CS [CT]\n"},
@@ -141,9 +128,8 @@ TEST(Conform, DropsWhatIsEmptyAndMayBeAbsent)
          element(ID, "LO", "A1") +
              sequence({0x0040, 0x0275}, BY_LENGTH, {item({element(ID, "LO", "B "), element(PART, "CS", "")})}),
          "", "0010,0020 LO [A1]\n0040,0275 SQ\n  item\n    0010,0020 LO [B ]\n    0018,0015 CS\n"},
-        {"what belongs to the old stream", "(0010,0020) type=2\n",
-         element({0x0008, 0x0000}, "UL", number_32(12)) + element({0x0008, 0x0001}, "UL", number_32(99)) +
-             element(ID, "LO", "A1"),
+        {"what belongs to the old stream", "(0010,0020) type=2\n", element({0x0008, 0x0000}, "UL", number_32(12)) +
+         element({0x0008, 0x0001}, "UL", number_32(99)) + element(ID, "LO", "A1"),
          "- 0008,0001 [99] retired, and it would be wrong\n", "0010,0020 LO [A1]\n"},
         {"what stands there twice", "(0010,0020) type=2\n",
          element(ID, "LO", "") + element(ID, "LO", "A1") + element(ID, "LO", "B1"),
@@ -164,10 +150,7 @@ TEST(Conform, LosesNoPixelData)
 {
     Bytes fragments = number_16(0xFFFE) + number_16(0xE000) + number_32(0) + number_16(0xFFFE) + number_16(0xE000) +
                       number_32(6) + "ABCDEF" + delimiter(ELEMENT_SEQUENCE_END);
-    const struct {
-        const char *name;
-        Bytes pixels;
-    } rows[] = {
+    const struct { const char *name; Bytes pixels; } rows[] = {
         {"encapsulated", element(PIXELS, "OB", fragments, SYNTAX_EXPLICIT, 0xFFFFFFFF)},
         {"native, fetched", element(PIXELS, "OW", Bytes(300000, 'p'))},
         {"native, left in the source", element(PIXELS, "OW", Bytes(1200000, 'p'))},
@@ -200,12 +183,10 @@ TEST(Conform, LeavesTheTemplateAsItWasRead)
     DICOM_List *tmplt = read_template("T", &error);
     std::string before = full_outline(tmplt);
     Bytes inner = sequence({0x0040, 0xA730}, BY_LENGTH, {item({element(PART, "CS", "HEAD")})});
-    conformed.conform(
-        sequence(REFERENCES, BY_LENGTH, {item({inner}), item({inner})}) +
+    conformed.conform(sequence(REFERENCES, BY_LENGTH, {item({inner}), item({inner})}) +
         sequence({0x0008, 0x2112}, BY_LENGTH, {item({inner})}) + inner +
-        element(PIXELS, "OB",
-                number_16(0xFFFE) + number_16(0xE000) + number_32(2) + "AB" + delimiter(ELEMENT_SEQUENCE_END),
-                SYNTAX_EXPLICIT, 0xFFFFFFFF));
+        element(PIXELS, "OB", number_16(0xFFFE) + number_16(0xE000) + number_32(2) + "AB" +
+        delimiter(ELEMENT_SEQUENCE_END), SYNTAX_EXPLICIT, 0xFFFFFFFF));
     EXPECT_EQ(conformed.error, "");
     EXPECT_EQ(read_template("T", &error), tmplt);
     EXPECT_EQ(full_outline(tmplt), before);
@@ -216,12 +197,7 @@ TEST(Conform, FindsTheTemplateOfADataSet)
     Bytes ct_class = element({0x0008, 0x0016}, "UI", Bytes("1.2.840.10008.5.1.4.1.1.2\0", 26));
     Bytes head_class =
         part10_head("1.2.840.10008.1.2.1") + element({0x0002, 0x0002}, "UI", Bytes("1.2.840.10008.5.1.4.1.1.4\0", 26));
-    const struct {
-        const char *name;
-        Bytes data;
-        const char *module;
-        bool is_fallback;
-    } rows[] = {
+    const struct { const char *name; Bytes data; const char *module; bool is_fallback; } rows[] = {
         {"by its SOP class", ct_class + element(MODALITY, "CS", "MR"), "CT_Image", false},
         {"by the head", head_class + CT, "MR_Image", false},
         {"by a SOP class rather than the head", head_class + ct_class, "CT_Image", false},
@@ -288,10 +264,8 @@ TEST(Conform, ReportsLacksInTheWordsOfTheLibrary)
                                          "(\x01"
                                          "0008\x02,\x01"
                                          "1150\x02) \x01\"Referenced SOP Class UID\"\n"
-                                         "    \xF1\x05WARNING:\x02 Missing required value for type 1 tag: "
-                                         "(\x01"
-                                         "0008\x02,\x01"
-                                         "1150\x02) \x01\"Referenced SOP Class UID\"\n");
+                                         "    \xF1\x05WARNING:\x02 Missing required value for type 1 tag: (\x01"
+                                         "0008\x02,\x01" "1150\x02) \x01\"Referenced SOP Class UID\"\n");
 }
 
 // ---- memory ---------------------------------------------------------------------------

@@ -36,8 +36,7 @@ struct Conform_Run {
 };
 
 static const Bytes BROKEN = element({0x0008, 0x0020}, "DA", "2004.01.19") + element({0x0008, 0x0060}, "CS", "CT") +
-                            element({0x0010, 0x0020}, "LO", "") + element({0x0018, 0x0015}, "CS", "") +
-                            element({0x0020, 0x0013}, "IS", "7 ");
+    element({0x0010, 0x0020}, "LO", "") + element({0x0018, 0x0015}, "CS", "") + element({0x0020, 0x0013}, "IS", "7 ");
 static const Bytes WHOLE = element({0x0008, 0x0020}, "DA", "20040119") + element({0x0008, 0x0060}, "CS", "CT") +
                            element({0x0010, 0x0010}, "PN", "Doe^Jane") + element({0x0010, 0x0020}, "LO", "A1");
 
@@ -73,9 +72,8 @@ TEST(ConformRun, SetsWhatAPersonKnows)
     conform.folder.write("a", BROKEN);
     Outcome run = conform({"--set", "PatientID=ID 7", "--set", "0010,0010=Doe^J\xC3\xBCrgen", "--set",
                            "SpecificCharacterSet=ISO_IR 100", "a", "b"});
-    EXPECT_EQ(run.err,
-              "velmora: a: is not changed: 0010,0010 cannot have '\xC3\xBC', which is not in the character set "
-              "that (0008,0005) names\n");
+    EXPECT_EQ(run.err, "velmora: a: is not changed: 0010,0010 cannot have '\xC3\xBC', which is not in the character "
+              "set that (0008,0005) names\n");
     EXPECT_EQ(run.status, 3);
     EXPECT_FALSE(conform.exists("b"));
 
@@ -137,10 +135,7 @@ TEST(ConformRun, ForcesByLinesOfItsOwn)
 
 TEST(ConformRun, RefusesWrongUse)
 {
-    const struct {
-        std::vector<std::string> arguments;
-        const char *error;
-    } rows[] = {
+    const struct { std::vector<std::string> arguments; const char *error; } rows[] = {
         {{"a"}, "it is not said where the result goes"},
         {{"--module", "Nothing", "a", "b"}, "there is no template 'Nothing'; velmora template lists them"},
         {{"--uid-root", "1..2", "a", "b"}, "'1..2' is no UID that leaves room for another part"},

@@ -20,15 +20,9 @@ static Bytes body(const std::string &id, int syntax = SYNTAX_EXPLICIT)
     return element({0x0008, 0x0060}, "CS", "CT", syntax) + element({0x0010, 0x0020}, "LO", id, syntax);
 }
 
-static Bytes file_of(const std::string &id)
-{
-    return part10_head("1.2.840.10008.1.2.1") + body(id);
-}
+static Bytes file_of(const std::string &id) { return part10_head("1.2.840.10008.1.2.1") + body(id); }
 
-static Bytes written(const std::string &path)
-{
-    return behind_head(bytes_of(path));
-}
+static Bytes written(const std::string &path) { return behind_head(bytes_of(path)); }
 
 TEST(HostConvert, WritesFilesPipesAndFolders)
 {
@@ -71,22 +65,15 @@ TEST(HostConvert, SaysWhatIsWrong)
     std::string in = folder.write("in.dcm", file_of("1234")), text = folder.write("text", "no data set, but a text");
     Bytes cut = file_of("1234");
     std::string damaged = folder.write("cut.dcm", cut.substr(0, cut.size() - 2));
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-        std::string said;
-    } rows[] = {
+    const struct { std::vector<std::string> arguments; int status; std::string said; } rows[] = {
         {{}, 2, "velmora: convert: no file is given; see velmora convert --help\n"},
         {{in}, 2, "velmora: convert: it is not said where the result goes; see velmora convert --help\n"},
-        {{"-s", "xml", in, "out"},
-         2,
-         "velmora: convert: --syntax takes implicit, explicit or big, not 'xml'; see velmora convert --help\n"},
-        {{"-j", "-1", in, "out"},
-         2,
-         "velmora: convert: --jobs takes a number from 0 to 256, not '-1'; see velmora convert --help\n"},
-        {{in, in, "-"},
-         2,
-         "velmora: convert: several results cannot all go to standard output; see velmora convert --help\n"},
+        {{"-s", "xml", in, "out"}, 2, "velmora: convert: --syntax takes implicit, explicit or big, not 'xml'; see "
+         "velmora convert --help\n"},
+        {{"-j", "-1", in, "out"}, 2, "velmora: convert: --jobs takes a number from 0 to 256, not '-1'; see velmora "
+         "convert --help\n"},
+        {{in, in, "-"}, 2, "velmora: convert: several results cannot all go to standard output; see velmora convert "
+         "--help\n"},
         {{folder.path + "/none", "out"}, 3, "velmora: " + folder.path + "/none: no such file or folder\n"},
         {{text, "out"}, 3, "velmora: " + text + ": is not a DICOM or ACR-NEMA data set, but a text\n"},
         {{in, in}, 3, "velmora: " + in + ": is the file that is read; it is only replaced with --in-place\n"},
@@ -103,40 +90,6 @@ TEST(HostConvert, SaysWhatIsWrong)
     EXPECT_NE(run.err.find("is not replaced, since it could not be read in full; velmora repair does that"),
               std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(folder.path + "/out"));
-}
-
-// What --print-stats says of the memory, in MB. Run by a shell, since a process counts what its parent had as its own.
-static double memory_for(const std::string &path, const char *syntax, const std::string &out)
-{
-    Outcome run = run_program("/bin/sh", {"-c", "\"$0\" convert --print-stats -s \"$1\" \"$2\" \"$3\"; exit $?",
-                                          VELMORA_PROGRAM, syntax, path, out});
-    EXPECT_EQ(run.status, 0) << run.err;
-    size_t at = run.err.find("at most ");
-    return at == std::string::npos ? -1 : atof(run.err.c_str() + at + strlen("at most "));
-}
-
-TEST(HostConvert, NeedsNoMoreMemoryForMorePixels)
-{
-    Folder folder;
-    auto image = [&](size_t size, bool has_fragments) {
-        Bytes value(size, 'p');
-        Bytes part = number_16(0xFFFE) + number_16(0xE000) + number_32(50000) + Bytes(50000, 'f'), parts;
-        for (size_t at = 0; at < size && has_fragments; at += 50000)
-            parts += part;
-        Bytes pixels = has_fragments ? element({0x7FE0, 0x0010}, "OB", parts + delimiter(0xE0DD), 8, 0xFFFFFFFF)
-                                     : element({0x7FE0, 0x0010}, "OW", value);
-        return folder.write("in", part10_head("1.2.840.10008.1.2.1") + body("1234") + pixels);
-    };
-    for (bool has_fragments : {false, true}) {
-        for (const char *syntax : {"explicit", "big"}) {
-            if (has_fragments && syntax[0] == 'b')
-                continue;
-            std::string out = folder.path + "/out";
-            double small = memory_for(image(1 << 20, has_fragments), syntax, out);
-            double large = memory_for(image(60 << 20, has_fragments), syntax, out);
-            EXPECT_TRUE(small > 0 && large < small + 20) << syntax << " " << small << " " << large;
-        }
-    }
 }
 
 // The files of a folder tree with a few bad ones among them.

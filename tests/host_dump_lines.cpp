@@ -25,10 +25,7 @@ static void convert_line(void *user, const char *line)
 // sizes, values and depths, known, unknown and private, with control bytes and without a value.
 static Bytes random_items(std::mt19937 &random)
 {
-    static const struct {
-        Tag tag;
-        const char *vrs[3];
-    } kinds[] = {
+    static const struct { Tag tag; const char *vrs[3]; } kinds[] = {
         {{0x0008, 0x0104}, {"LO", "LO", "SH"}}, {{0x0008, 0x1150}, {"UI", "UI", "UN"}},
         {{0x0010, 0x0010}, {"PN", "PN", "LO"}}, {{0x0018, 0x0050}, {"DS", "IS", "DS"}},
         {{0x0018, 0x9087}, {"FD", "FD", "OB"}}, {{0x0028, 0x0010}, {"US", "SS", "US"}},
@@ -63,8 +60,7 @@ TEST(DumpLines, AreThoseOfTheLibraryWhenTheyComeAgain)
             Data_Set set;
             Error_Set_Threshold(-1);
             ASSERT_EQ(load_from_memory(bytes.data(), static_cast<int>(bytes.size()), MODE_EXPLICIT_LITTLE,
-                                       Load_Options(), &set, &error),
-                      LOADED);
+                                       Load_Options(), &set, &error), LOADED);
             start_messages();
             Diversion to_kept = {take_text, take_folded, &kept}, to_whole = {take_text, take_folded, &whole};
             divert(&to_kept);

@@ -7,11 +7,7 @@
 static const Tag REFERENCES = {0x0008, 0x1140}, CODE = {0x0008, 0x0104};
 static const Bytes FIRST = element({0x0008, 0x0060}, "CS", "CT");
 
-struct Edited {
-    int status;
-    Bytes body;
-    std::string err;
-};
+struct Edited { int status; Bytes body; std::string err; };
 
 static Edited edit(const std::vector<std::string> &options, const Bytes &body)
 {
@@ -32,10 +28,7 @@ static Bytes codes(const std::vector<Bytes> &texts)
 
 TEST(HostEdit, SetsValuesByTheirVR)
 {
-    const struct {
-        const char *set;
-        Bytes written;
-    } rows[] = {
+    const struct { const char *set; Bytes written; } rows[] = {
         {"PatientName=Doe^Jane", element({0x0010, 0x0010}, "PN", "Doe^Jane")},
         {"0010,0030=20240229", element({0x0010, 0x0030}, "DA", "20240229")},
         {"0020,000d=1.2.3", element({0x0020, 0x000D}, "UI", Bytes("1.2.3\0", 6))},
@@ -43,8 +36,7 @@ TEST(HostEdit, SetsValuesByTheirVR)
         {"0028,0010=513", element({0x0028, 0x0010}, "US", number_16(513))},
         {"0018,9219=-2", element({0x0018, 0x9219}, "SS", number_16(0xFFFE))},
         {"0028,0009=0018,1063", element({0x0028, 0x0009}, "AT", number_16(0x18) + number_16(0x1063))},
-        {"0072,0082:SV=-9223372036854775808",
-         element({0x0072, 0x0082}, "SV", Bytes("\0\0\0\0\0\0\0\x80", 8))},
+        {"0072,0082:SV=-9223372036854775808", element({0x0072, 0x0082}, "SV", Bytes("\0\0\0\0\0\0\0\x80", 8))},
         {"0072,0083:UV=18446744073709551615", element({0x0072, 0x0083}, "UV", Bytes(8, '\xFF'))},
         {"0064,0009:OF=1.5\\2", element({0x0064, 0x0009}, "OF", Bytes("\0\0\xC0\x3F\0\0\0\x40", 8))},
         {"0029,1002:OB=1\\255\\0", element({0x0029, 0x1002}, "OB", Bytes("\1\xFF\0\0", 4))},
@@ -93,10 +85,7 @@ TEST(HostEdit, WritesTextsInTheCharacterSet)
         const char *charset;
         Bytes written;   // empty: it is refused
     } rows[] = {
-        {"ISO_IR 192", "J\xC3\xBCrgen "},
-        {"ISO_IR 100", "J\xFCrgen"},
-        {"ISO_IR 144", ""},
-        {"\\ISO 2022 IR 87", ""},
+        {"ISO_IR 192", "J\xC3\xBCrgen "}, {"ISO_IR 100", "J\xFCrgen"}, {"ISO_IR 144", ""}, {"\\ISO 2022 IR 87", ""},
     };
     for (const auto &row : rows) {
         Bytes charset = element({0x0008, 0x0005}, "CS", row.charset);

@@ -19,10 +19,7 @@ static Bytes small_set(int syntax)
 
 static const char SMALL_TREE_VALUES[] = "0008,0060 CS [CT]\n0010,0010 PN [Doe^Jane]\n0040,0275 SQ\n item\n  0040,0009 SH [A1]\n";
 
-static Bytes with_head(const char *uid, const Bytes &data)
-{
-    return part10_head(uid) + data;
-}
+static Bytes with_head(const char *uid, const Bytes &data) { return part10_head(uid) + data; }
 
 static Bytes deflated(const Bytes &data, int window)
 {
@@ -50,27 +47,22 @@ static std::string text_part(const Loaded &loaded)
 TEST(HostEncoding, IsFoundFromTheHeadOrFromTheBytes)
 {
     const Bytes meta = part10_head("1.2.840.10008.1.2").substr(132);
-    const struct {
-        const char *name;
-        Bytes bytes;
-        int mode;
-        bool has_head;
-    } rows[] = {
-        {"implicit little endian",      with_head("1.2.840.10008.1.2", small_set(IMPLICIT)),      IMPLICIT,     true },
-        {"explicit little endian",      with_head("1.2.840.10008.1.2.1", small_set(EXPLICIT)),    EXPLICIT,     true },
-        {"explicit big endian",         with_head("1.2.840.10008.1.2.2", small_set(BIG)),         BIG,          true },
-        {"encapsulated",                with_head("1.2.840.10008.1.2.4.50", small_set(EXPLICIT)), EXPLICIT,     true },
-        {"an unknown syntax",           with_head("1.2.3.4", small_set(IMPLICIT)),                IMPLICIT,     true },
-        {"no transfer syntax named",    with_head("", small_set(BIG)),                            BIG,          true },
-        {"no group 0002 behind DICM",   Bytes(128, '\0') + "DICM" + small_set(IMPLICIT),          IMPLICIT,     false},
-        {"group 0002 without preamble", meta + small_set(IMPLICIT),                               IMPLICIT,     true },
-        {"DICM without preamble",       "DICM" + meta + small_set(IMPLICIT),                      IMPLICIT,     true },
-        {"preamble without DICM",       Bytes(128, '\0') + meta + small_set(IMPLICIT),            IMPLICIT,     true },
-        {"a preamble too short",        Bytes(127, '\0') + "DICM" + meta + small_set(IMPLICIT),   IMPLICIT,     true },
-        {"bare implicit little endian", small_set(IMPLICIT),                                      IMPLICIT,     false},
-        {"bare explicit little endian", small_set(EXPLICIT),                                      EXPLICIT,     false},
-        {"bare explicit big endian",    small_set(BIG),                                           BIG,          false},
-        {"bare implicit big endian",    small_set(IMPLICIT_BIG),                                  IMPLICIT_BIG, false},
+    const struct { const char *name; Bytes bytes; int mode; bool has_head; } rows[] = {
+        {"implicit little endian", with_head("1.2.840.10008.1.2", small_set(IMPLICIT)), IMPLICIT, true},
+        {"explicit little endian", with_head("1.2.840.10008.1.2.1", small_set(EXPLICIT)), EXPLICIT, true},
+        {"explicit big endian", with_head("1.2.840.10008.1.2.2", small_set(BIG)), BIG, true},
+        {"encapsulated", with_head("1.2.840.10008.1.2.4.50", small_set(EXPLICIT)), EXPLICIT, true},
+        {"an unknown syntax", with_head("1.2.3.4", small_set(IMPLICIT)), IMPLICIT, true},
+        {"no transfer syntax named", with_head("", small_set(BIG)), BIG, true},
+        {"no group 0002 behind DICM", Bytes(128, '\0') + "DICM" + small_set(IMPLICIT), IMPLICIT, false},
+        {"group 0002 without preamble", meta + small_set(IMPLICIT), IMPLICIT, true},
+        {"DICM without preamble", "DICM" + meta + small_set(IMPLICIT), IMPLICIT, true},
+        {"preamble without DICM", Bytes(128, '\0') + meta + small_set(IMPLICIT), IMPLICIT, true},
+        {"a preamble too short", Bytes(127, '\0') + "DICM" + meta + small_set(IMPLICIT), IMPLICIT, true},
+        {"bare implicit little endian", small_set(IMPLICIT), IMPLICIT, false},
+        {"bare explicit little endian", small_set(EXPLICIT), EXPLICIT, false},
+        {"bare explicit big endian", small_set(BIG), BIG, false},
+        {"bare implicit big endian", small_set(IMPLICIT_BIG), IMPLICIT_BIG, false},
         {"ACR-NEMA with group lengths", element({0x0008, 0x0000}, "UL", number_32(1000), IMPLICIT) + small_set(IMPLICIT),
          IMPLICIT, false},
     };
@@ -140,13 +132,8 @@ TEST(HostEncoding, EndsGroup0002WhereTheGroupChanges)
 
 TEST(HostEncoding, InflatesADeflatedDataSet)
 {
-    const struct {
-        const char *name;
-        int window;
-    } rows[] = {
-        {"raw, as the standard has it", -15},
-        {"with a zlib head",            15 },
-        {"with a gzip head",            31 },
+    const struct { const char *name; int window; } rows[] = {
+        {"raw, as the standard has it", -15}, {"with a zlib head", 15}, {"with a gzip head", 31},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
@@ -192,18 +179,14 @@ TEST(HostEncoding, StopsInflatingAtTheLimit)
 
 TEST(HostEncoding, SaysWhatAFileIsNot)
 {
-    const struct {
-        Bytes bytes;
-        const char *error;
-    } rows[] = {
-        {"",                                       "is empty"                                                          },
-        {"Hello, world. This is a text.\n",        "is not a DICOM or ACR-NEMA data set, but a text"                   },
-        {"\xFF\xD8\xFF\xE0" + Bytes(100, '\7'),    "is not a DICOM or ACR-NEMA data set, but a JPEG image"             },
-        {"\x28\xB5\x2F\xFD" + Bytes(100, '\7'),    "is not a DICOM or ACR-NEMA data set, but a zstd-compressed file"   },
-        {Bytes(1000, '\0'),                        "is not a DICOM or ACR-NEMA data set"                               },
-        {"\7",                                     "is not a DICOM or ACR-NEMA data set"                               },
-        {Bytes(128, '\0') + "DICM",                "has no element that can be read"                                   },
-        {Bytes(128, '\0') + "DICM" + "no head",    "has no element that can be read"                                   },
+    const struct { Bytes bytes; const char *error; } rows[] = {
+        {"", "is empty"},
+        {"Hello, world. This is a text.\n", "is not a DICOM or ACR-NEMA data set, but a text"},
+        {"\xFF\xD8\xFF\xE0" + Bytes(100, '\7'), "is not a DICOM or ACR-NEMA data set, but a JPEG image"},
+        {"\x28\xB5\x2F\xFD" + Bytes(100, '\7'), "is not a DICOM or ACR-NEMA data set, but a zstd-compressed file"},
+        {Bytes(1000, '\0'), "is not a DICOM or ACR-NEMA data set"}, {"\7", "is not a DICOM or ACR-NEMA data set"},
+        {Bytes(128, '\0') + "DICM", "has no element that can be read"},
+        {Bytes(128, '\0') + "DICM" + "no head", "has no element that can be read"},
     };
     for (const auto &row : rows) {
         Loaded loaded(row.bytes);

@@ -19,13 +19,8 @@ TEST(HostGuide, ShowsTheCodeOfTheExamples)
     std::string guide = bytes_of(source_path("docs/host-guide.md"));
     size_t second = guide.find("\n# Second host");
     ASSERT_NE(second, std::string::npos);
-    const struct {
-        const char *example;
-        std::string part;
-        size_t blocks;
-    } rows[] = {
-        {"read_file.cpp", guide.substr(0, second), 9 },
-        {"conform.cpp",   guide.substr(second),    11},
+    const struct { const char *example; std::string part; size_t blocks; } rows[] = {
+        {"read_file.cpp", guide.substr(0, second), 9}, {"conform.cpp", guide.substr(second), 11},
     };
     for (const auto &row : rows) {
         std::string example = bytes_of(source_path(std::string("examples/") + row.example));

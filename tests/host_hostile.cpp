@@ -54,13 +54,9 @@ TEST(HostHostile, WritesADamagedSequenceBelowTheNinthLevelAnew)
     const Bytes behind = element({0x0040, 0xDB00}, "CS", "1234");
     const Bytes stray = item({element(TEXT, "UT", "text")}) + delimiter(ELEMENT_SEQUENCE_END) +
                         item({element(TEXT, "UT", "more")});
-    const struct {
-        const char *name;
-        Bytes inside, kept;
-    } rows[] = {
+    const struct { const char *name; Bytes inside, kept; } rows[] = {
         {"a header that is cut", item({element(TEXT, "UT", "text")}) + Bytes("\xFE\xFF\x00\xE0", 4), "text"},
-        {"a delimiter in the middle", stray, "more"},
-        {"no items", element(TEXT, "UT", "text"), "text"},
+        {"a delimiter in the middle", stray, "more"}, {"no items", element(TEXT, "UT", "text"), "text"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);

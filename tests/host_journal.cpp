@@ -11,7 +11,6 @@
 #include <sstream>
 #include <vector>
 
-#include "host/program/name_set.h"
 #include "tests/host_runs.h"
 #include "tests/support/bytes.h"
 
@@ -86,10 +85,8 @@ static size_t count_lines(const std::string &text)
 
 TEST(Journal, HasALineForEachFile)
 {
-    const struct {
-        const char *line, *expected;
-    } rows[] = {
-        {"check -q --journal j in none",                        "{\"path\":\"in/a\",\"status\":\"done\" . "
+    const struct { const char *line, *expected; } rows[] = {
+        {"check -q --journal j in none", "{\"path\":\"in/a\",\"status\":\"done\" . "
                                          ",\"elements\":3,\"counts\":{\"found\":0,\"warnings\":0,\"remarks\":0}}\n"
                                          "{\"path\":\"in/b\",\"status\":\"found\" . "
                                          ",\"elements\":3,\"counts\":{\"found\":1,\"warnings\":0,\"remarks\":1}}\n"
@@ -104,15 +101,15 @@ TEST(Journal, HasALineForEachFile)
          "{\"path\":\"in/b\",\"status\":\"done\",\"output\":\"out/b\" . ,\"elements\":3,"
          "\"counts\":{\"repaired\":1,\"changed\":1,\"removed\":0}}\n"
          "{\"path\":\"in/deep/c\",\"status\":\"done\",\"output\":\"out/c\" . ,\"elements\":3,"
-         "\"counts\":{\"repaired\":1,\"changed\":0,\"removed\":0}}\n"                                                       },
+         "\"counts\":{\"repaired\":1,\"changed\":0,\"removed\":0}}\n"},
         {"convert --journal j --base in in/deep in/b none out",
          "{\"path\":\"in/deep/c\",\"status\":\"done\",\"output\":\"out/deep/c\" . ,\"elements\":3,\"counts\":{}}\n"
          "{\"path\":\"in/b\",\"status\":\"done\",\"output\":\"out/b\" . ,\"elements\":3,\"counts\":{}}\n"
          "{\"path\":\"none\",\"status\":\"failed\",\"elements\":0,\"counts\":{},"
-         "\"message\":\"does not stand below in, which --base names\"}\n"                                                   },
+         "\"message\":\"does not stand below in, which --base names\"}\n"},
         {"conform -q --definitions defs --journal j in/a out",
          "{\"path\":\"in/a\",\"status\":\"done\",\"output\":\"out\" . ,\"elements\":3,"
-         "\"counts\":{\"added\":1,\"changed\":0,\"removed\":0,\"lacking\":0}}\n"                                            },
+         "\"counts\":{\"added\":1,\"changed\":0,\"removed\":0,\"lacking\":0}}\n"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.line);
@@ -128,16 +125,13 @@ TEST(Journal, SaysWhichFilesAreDoneAgain)
     const struct {
         const char *name, *change, *again;   // the files that are done again
     } rows[] = {
-        {"nothing changed",           "true",                                              ""                    },
-        {"the last line torn",        "truncate -s -9 j",                                  "in/deep/c "          },
-        {"a line torn in its middle", "sed -i '/in.a/s|.*|{\"path\":\"in/a\",\"st|' j",    "in/a "               },
-        {"a line of something else",  "echo '[1]' >>j; echo x >>j; echo >>j",              ""                    },
-        {"another time of the file",  "touch -d '2001-01-01' in/b",                        "in/b "               },
-        {"another size of the file",  "touch -r in/a ref; echo >>in/a; touch -r ref in/a", "in/a "               },
-        {"a result taken away",       "rm out/deep/c",                                     "in/deep/c "          },
-        {"a file that is new",        "cp in/a in/x",                                      "in/x "               },
-        {"an empty journal",          ": >j",                                              "in/a in/b in/deep/c "},
-        {"no journal",                "rm j",                                              "in/a in/b in/deep/c "},
+        {"nothing changed", "true", ""}, {"the last line torn", "truncate -s -9 j", "in/deep/c "},
+        {"a line torn in its middle", "sed -i '/in.a/s|.*|{\"path\":\"in/a\",\"st|' j", "in/a "},
+        {"a line of something else", "echo '[1]' >>j; echo x >>j; echo >>j", ""},
+        {"another time of the file", "touch -d '2001-01-01' in/b", "in/b "},
+        {"another size of the file", "touch -r in/a ref; echo >>in/a; touch -r ref in/a", "in/a "},
+        {"a result taken away", "rm out/deep/c", "in/deep/c "}, {"a file that is new", "cp in/a in/x", "in/x "},
+        {"an empty journal", ": >j", "in/a in/b in/deep/c "}, {"no journal", "rm j", "in/a in/b in/deep/c "},
     };
     for (const auto &row : rows) {
         for (const char *jobs : {"1", "3"}) {
@@ -194,26 +188,23 @@ TEST(Journal, HoldsPathsOfAnyBytes)
 
 TEST(Journal, IsOfOneRunOnly)
 {
-    const struct {
-        const char *line, *error;
-    } rows[] = {
-        {"convert --syntax implicit --journal j in out",       "the journal 'j' is there already; --resume goes on with it"                },
+    const struct { const char *line, *error; } rows[] = {
+        {"convert --syntax implicit --journal j in out", "the journal 'j' is there already; --resume goes on with it"},
         {"repair --resume --journal j in out",
-         "the journal 'j' is of velmora convert; go on in the same way, or begin with another one"                                         },
-        {"convert -s explicit --resume --journal j in out",
-         "the journal 'j' was begun with the options --syntax=implicit; go on in the same way, or begin with another "
-         "one"                                                                                                                             },
-        {"convert --resume --journal j in out",                "the journal 'j' was begun with the options --syntax=implicit; go on "
+         "the journal 'j' is of velmora convert; go on in the same way, or begin with another one"},
+        {"convert -s explicit --resume --journal j in out", "the journal 'j' was begun with the options "
+         "--syntax=implicit; go on in the same way, or begin with another one"},
+        {"convert --resume --journal j in out", "the journal 'j' was begun with the options --syntax=implicit; go on "
                                                 "in the same way, or begin with another one"},
         {"convert -s implicit --resume --journal j in other/",
-         "the journal 'j' is of results in 'out'; go on in the same way, or begin with another one"                                        },
+         "the journal 'j' is of results in 'out'; go on in the same way, or begin with another one"},
         {"convert --resume in out",
-         "convert: --resume needs the journal to go on with; --journal FILE names it; see velmora convert --help"                          },
-        {"convert --journal in/a in out",                      "the journal 'in/a' is another kind of file, which is not written to"       },
+         "convert: --resume needs the journal to go on with; --journal FILE names it; see velmora convert --help"},
+        {"convert --journal in/a in out", "the journal 'in/a' is another kind of file, which is not written to"},
         {"convert --journal j2 in/a -",
-         "convert: a journal is kept of files, not of standard output; see velmora convert --help"                                         },
-        {"check --journal none/j in",                          "the journal 'none/j' cannot be opened: No such file or directory"          },
-        {"check --journal /dev/null in",                       "the journal '/dev/null' is no regular file"                                },
+         "convert: a journal is kept of files, not of standard output; see velmora convert --help"},
+        {"check --journal none/j in", "the journal 'none/j' cannot be opened: No such file or directory"},
+        {"check --journal /dev/null in", "the journal '/dev/null' is no regular file"},
     };
     Archive archive;
     ASSERT_EQ(archive("convert -s implicit --journal j in out").status, 0);
@@ -238,7 +229,7 @@ TEST(Journal, OfFilesReplacedKnowsTheNewOnes)
     Outcome again = archive("repair -q --in-place --journal j --resume in");
     EXPECT_EQ(again.out, "3 files: 3 repaired (1 value mended, 0 attributes removed), 0 in order\n");
     EXPECT_EQ(again.err.substr(0, again.err.find('\n')),
-              "velmora: 4 of 4 files were done before");   // the old ones are left alone
+              "velmora: 4 of 4 files were done before"); // the old ones are left alone
 }
 
 // ---- stopped --------------------------------------------------------------------------
@@ -320,26 +311,13 @@ TEST(Journal, IsWrittenByOneRunAtATime)
 
 // ---- names ----------------------------------------------------------------------------
 
-TEST(NameSet, KnowsEveryNameOnce)
-{
-    Name_Set names;
-    for (int round = 0; round < 2; round++)
-        for (int i = 0; i < 30000; i++)
-            EXPECT_EQ(add_name(&names, "out/" + std::to_string(i)), round == 0) << i;
-}
-
 TEST(Base, KeepsFilesApart)
 {
     const struct {
         const char *base, *path, *output;   // empty: it is refused
     } rows[] = {
-        {"in",    "in/deep/c",    "out/deep/c"   },
-        {"in/",   "./in//deep/c", "out/deep/c"   },
-        {"./in",  "in/a",         "out/a"        },
-        {".",     "in/deep/c",    "out/in/deep/c"},
-        {"in",    "in/../in/a",   ""             },
-        {"in/de", "in/deep/c",    ""             },
-        {".",     "../x",         ""             },
+        {"in", "in/deep/c", "out/deep/c"}, {"in/", "./in//deep/c", "out/deep/c"}, {"./in", "in/a", "out/a"},
+        {".", "in/deep/c", "out/in/deep/c"}, {"in", "in/../in/a", ""}, {"in/de", "in/deep/c", ""}, {".", "../x", ""},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.path);
@@ -353,10 +331,4 @@ TEST(Base, KeepsFilesApart)
             EXPECT_FALSE(std::filesystem::exists(archive.folder.path + "/out"));
         }
     }
-    Archive archive;
-    archive.folder.write("in/deep/a", GOOD);
-    EXPECT_EQ(
-        archive("convert in/a in/deep/a out").err,
-        "velmora: in/deep/a: is not written: another file of this run went to out/a; --base keeps the folders apart\n"
-        "velmora: 1 of 2 files failed\n");
 }

@@ -51,9 +51,8 @@ TEST(Json, HasEachVrInItsForm)
         {"16 bits", element({0x0028, 0x0010}, "US", Bytes("\xFF\xFF\x01\x00", 4)),
          R"("00280010":{"vr":"US","Value":[65535,1]})"},
         {"signed", element({0x0028, 0x0106}, "SS", Bytes("\xFF\xFF", 2)), R"("00280106":{"vr":"SS","Value":[-1]})"},
-        {"32 bits",
-         element({0x0018, 0x6020}, "SL", Bytes("\xFE\xFF\xFF\xFF", 4)) +
-             element({0x0018, 0x6022}, "UL", Bytes("\xFE\xFF\xFF\xFF", 4)),
+        {"32 bits", element({0x0018, 0x6020}, "SL", Bytes("\xFE\xFF\xFF\xFF", 4)) +
+         element({0x0018, 0x6022}, "UL", Bytes("\xFE\xFF\xFF\xFF", 4)),
          R"("00186020":{"vr":"SL","Value":[-2]},"00186022":{"vr":"UL","Value":[4294967294]})"},
         {"64 bits, as a text where a double would lose some",
          element({0x0008, 0x040C}, "UV", Bytes("\x01\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 16)) +
@@ -68,9 +67,8 @@ TEST(Json, HasEachVrInItsForm)
         {"a VR that is none", element({0x0009, 0x1001}, "ZZ", "ab"), R"("00091001":{"vr":"UN","InlineBinary":"YWI="})"},
         {"later VRs", element({0x0008, 0x0119}, "UC", "a\\b ") + element({0x0008, 0x1190}, "UR", "http://a\\b "),
          R"("00080119":{"vr":"UC","Value":["a","b"]},"00081190":{"vr":"UR","Value":["http://a\\b"]})"},
-        {"group lengths are left out",
-         element({0x0008, 0x0000}, "UL", number_32(10)) + element({0x0008, 0x0060}, "CS", "CT"),
-         R"("00080060":{"vr":"CS","Value":["CT"]})"},
+        {"group lengths are left out", element({0x0008, 0x0000}, "UL", number_32(10)) +
+         element({0x0008, 0x0060}, "CS", "CT"), R"("00080060":{"vr":"CS","Value":["CT"]})"},
         {"sequences",
          sequence({0x0040, 0x0275}, BY_DELIMITER,
                   {item({element({0x0040, 0x0009}, "SH", "A1")}, BY_DELIMITER), item({}), item({})}) +
@@ -88,14 +86,9 @@ TEST(Json, IsInUtf8ByTheCharacterSetOfEachItem)
 {
     Bytes inner =
         item({with_charset("\\ISO 2022 IR 87 ", element({0x0010, 0x0010}, "PN", "A=\033$B;3ED\033(B"))}, BY_LENGTH);
-    Bytes plain = item({element({0x0010, 0x0010}, "PN",
-                                "\xC4"
-                                "a")});
-    Outcome run =
-        dump(EXPLICIT + with_charset("ISO_IR 100", element({0x0010, 0x0010}, "PN",
-                                                           "\xC4"
-                                                           "b") +
-                                                       sequence({0x0040, 0x0275}, BY_LENGTH, {inner, plain})));
+    Bytes plain = item({element({0x0010, 0x0010}, "PN", "\xC4" "a")});
+    Outcome run = dump(EXPLICIT + with_charset("ISO_IR 100", element({0x0010, 0x0010}, "PN", "\xC4" "b") +
+        sequence({0x0040, 0x0275}, BY_LENGTH, {inner, plain})));
     EXPECT_EQ(run.out, "{" + std::string(SAID) + R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"Äb"}]},)" +
                            R"("00400275":{"vr":"SQ","Value":[{)" + SAID +
                            R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A","Ideographic":"山田"}]}},)" +
@@ -107,17 +100,13 @@ TEST(Json, TellsOfTextsThatAreBroken)
 {
     Bytes bytes = EXPLICIT + element({0x0010, 0x0010}, "PN", "M\xFCller");
     Outcome run = dump(bytes);
-    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"M�ller"}]}})"
-                       "\n");
+    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"M�ller"}]}})" "\n");
     EXPECT_EQ(run.err, "velmora: a.dcm: at offset 186: (0010,0010) what is no character of its set is shown as U+FFFD "
                        "(1 times)\n");
     run = dump(bytes, {"--charset", "ISO_IR 100"});
-    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"Müller"}]}})"
-                       "\n");
+    EXPECT_EQ(run.out, R"({"00100010":{"vr":"PN","Value":[{"Alphabetic":"Müller"}]}})" "\n");
     run = dump(EXPLICIT + with_charset("FOO ", element({0x0010, 0x0010}, "PN", "A ")));
-    EXPECT_EQ(run.out, "{" + std::string(SAID) +
-                           R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A"}]}})"
-                           "\n");
+    EXPECT_EQ(run.out, "{" + std::string(SAID) + R"("00100010":{"vr":"PN","Value":[{"Alphabetic":"A"}]}})" "\n");
     EXPECT_EQ(run.err, "velmora: a.dcm: at offset 186: (0008,0005) 'FOO ' is no character set that is known\n");
     EXPECT_EQ(dump(bytes, {"--charset", "FOO"}).status, 2);
 }
@@ -127,18 +116,15 @@ TEST(Json, RefersToWhatIsLong)
     Bytes head = EXPLICIT + element({0x0042, 0x0011}, "OB", Bytes(8, 'a'));
     Outcome run = dump(head + element({0x7FE0, 0x0010}, "OW", Bytes(1026, 'x')));
     EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","InlineBinary":"YWFhYWFhYWE="},"7FE00010":{"vr":"OW","BulkDataURI":)"
-                       R"("file:///FOLDER/a.dcm#offset=218&length=1026"}})"
-                       "\n");
+                       R"("file:///FOLDER/a.dcm#offset=218&length=1026"}})" "\n");
     run = dump(head, {"--inline", "7"});
-    EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=8"}})"
-                       "\n");
+    EXPECT_EQ(run.out, R"({"00420011":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=8"}})" "\n");
 
     // Encapsulated: the items, without the delimiter behind them.
     Bytes fragments = element({0x7FE0, 0x0010}, "OB", item({}) + item({"abcd"}) + delimiter(ELEMENT_SEQUENCE_END),
                               SYNTAX_EXPLICIT, 0xFFFFFFFF);
     run = dump(EXPLICIT + fragments, {"--inline", "0"});
-    EXPECT_EQ(run.out, R"({"7FE00010":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=20"}})"
-                       "\n");
+    EXPECT_EQ(run.out, R"({"7FE00010":{"vr":"OB","BulkDataURI":"file:///FOLDER/a.dcm#offset=198&length=20"}})" "\n");
 }
 
 TEST(Json, TurnsWordsOfBigEndianAround)
@@ -148,8 +134,7 @@ TEST(Json, TurnsWordsOfBigEndianAround)
                        element({0x0040, 0x9225}, "FD", Bytes("\x3F\xB9\x99\x99\x99\x99\x99\x9A", 8), big) +
                        element({0x7FE0, 0x0010}, "OW", Bytes("\0\x01\0\x02", 4), big));
     EXPECT_EQ(run.out, R"({"00280010":{"vr":"US","Value":[258]},"00409225":{"vr":"FD","Value":[0.1]},)"
-                       R"("7FE00010":{"vr":"OW","InlineBinary":"AQACAA=="}})"
-                       "\n");
+                       R"("7FE00010":{"vr":"OW","InlineBinary":"AQACAA=="}})" "\n");
 }
 
 // In a stream without VRs the dictionary leaves some open.
@@ -162,11 +147,9 @@ TEST(Json, SettlesWhatTheDictionaryLeavesOpen)
     for (char is_signed : {'\0', '\1'}) {
         Outcome run =
             dump(head + element({0x0028, 0x0103}, "US", Bytes(1, is_signed) + Bytes(1, '\0'), none) + values + pixels);
-        EXPECT_EQ(run.out,
-                  std::string(R"({"00280103":{"vr":"US","Value":[)") + static_cast<char>('0' + is_signed) +
-                      R"(]},"00280106":{"vr":")" + (is_signed ? R"(SS","Value":[-1]})" : R"(US","Value":[65535]})") +
-                      R"(,"60003000":{"vr":"OW","InlineBinary":"YWI="},"7FE00010":{"vr":"OW","InlineBinary":"Y2Q="}})"
-                      "\n");
+        EXPECT_EQ(run.out, std::string(R"({"00280103":{"vr":"US","Value":[)") + static_cast<char>('0' + is_signed) +
+            R"(]},"00280106":{"vr":")" + (is_signed ? R"(SS","Value":[-1]})" : R"(US","Value":[65535]})") +
+            R"(,"60003000":{"vr":"OW","InlineBinary":"YWI="},"7FE00010":{"vr":"OW","InlineBinary":"Y2Q="}})" "\n");
     }
 }
 
@@ -174,8 +157,7 @@ TEST(Json, KeepsTheOrderOfTagsAndEachOnce)
 {
     Outcome run = dump(EXPLICIT + element({0x0020, 0x0013}, "IS", "1 ") + element({0x0010, 0x0020}, "LO", "b ") +
                        element({0x0020, 0x0013}, "IS", "2 "));
-    EXPECT_EQ(run.out, R"({"00100020":{"vr":"LO","Value":["b"]},"00200013":{"vr":"IS","Value":[1]}})"
-                       "\n");
+    EXPECT_EQ(run.out, R"({"00100020":{"vr":"LO","Value":["b"]},"00200013":{"vr":"IS","Value":[1]}})" "\n");
     EXPECT_NE(run.err.find("(0020,0013) stands here more than once; the first is written"), std::string::npos)
         << run.err;
 }
@@ -197,22 +179,7 @@ TEST(Json, WritesWhatWasAskedFor)
               "\n");
     EXPECT_EQ(dump(bytes, {"--only", "0002,0010"}).out, "{}\n");
     EXPECT_EQ(dump(EXPLICIT + element({0x7FE0, 0x0010}, "OW", "ab"), {"--only", "PixelData"}).out,
-              R"({"7FE00010":{"vr":"OW","InlineBinary":"YWI="}})"
-              "\n");
-}
-
-TEST(Json, MakesALineOfEachFile)
-{
-    Folder folder;
-    folder.write("a", EXPLICIT + element({0x0008, 0x0060}, "CS", "CT"));
-    folder.write("b", "no data set");
-    folder.write("c", EXPLICIT + element({0x0008, 0x0060}, "CS", "MR"));
-    Outcome run = velmora({"dump", "-f", "json", "a", "b", "c"}, "", folder.path);
-    EXPECT_EQ(run.out, R"({"00080060":{"vr":"CS","Value":["CT"]}})"
-                       "\n"
-                       R"({"00080060":{"vr":"CS","Value":["MR"]}})"
-                       "\n");
-    EXPECT_EQ(run.status, 3);
+              R"({"7FE00010":{"vr":"OW","InlineBinary":"YWI="}})" "\n");
 }
 
 // "SQ of SQ of ...": a sequence in an item, count times, around an element.
@@ -243,7 +210,6 @@ TEST(Json, OpensSequencesThatTheTreeDoesNot)
         EXPECT_EQ(count_of(run.out, R"("0040A730":{"vr":"UN",)"), depth > 100) << depth;
         EXPECT_EQ(run.status, 0);
     }
-    EXPECT_NE(
-        dump(EXPLICIT + nested(101)).err.find("(0040,a730) lies deeper than 100 sequences and is written as bytes"),
-        std::string::npos);
+    EXPECT_NE(dump(EXPLICIT + nested(101)).err.find("(0040,a730) lies deeper than 100 sequences and is written as "
+        "bytes"), std::string::npos);
 }

@@ -46,11 +46,7 @@ struct Written {
     }
 };
 
-struct Result {
-    int status;
-    std::string text;
-    Tally total;
-};
+struct Result { int status; std::string text; Tally total; };
 
 static const Command ANY_COMMAND = {"any", "any", "", "", nullptr, "", "", nullptr};
 
@@ -100,7 +96,7 @@ static int follow_path(const Input &input, Tally *tally, void *)
 TEST(Many, GivesTheSameWhoeverDoesTheWork)
 {
     const std::vector<std::string> paths = {"slow 1", "2 remark", "3 found", "slow 4 remark", "5 fold", "6 skip",
-                                            "7 bad",  "8 memory", "9"};
+                                            "7 bad", "8 memory", "9"};
     for (int jobs : {1, 2, 4, 20}) {
         Result result = work_on(paths, jobs, follow_path);
         EXPECT_EQ(result.text, "slow 1 begins\nslow 1 ends\n"
@@ -125,17 +121,10 @@ TEST(Many, GivesTheSameWhoeverDoesTheWork)
 
 TEST(Many, GivesTheHighestStatus)
 {
-    const struct {
-        std::vector<std::string> paths;
-        int status;
-    } rows[] = {
-        {{"a", "b"},            STATUS_DONE      },
-        {{"a found", "b"},      STATUS_FOUND     },
-        {{"a bad", "b found"},  STATUS_UNREADABLE},
-        {{"a skip", "b"},       STATUS_DONE      },
-        {{"a skip", "b found"}, STATUS_FOUND     },
-        {{"a skip", "b skip"},  STATUS_UNREADABLE},
-        {{"/no/such/folder/"},  STATUS_DONE      },
+    const struct { std::vector<std::string> paths; int status; } rows[] = {
+        {{"a", "b"}, STATUS_DONE}, {{"a found", "b"}, STATUS_FOUND}, {{"a bad", "b found"}, STATUS_UNREADABLE},
+        {{"a skip", "b"}, STATUS_DONE}, {{"a skip", "b found"}, STATUS_FOUND},
+        {{"a skip", "b skip"}, STATUS_UNREADABLE}, {{"/no/such/folder/"}, STATUS_DONE},
     };
     for (const auto &row : rows)
         for (int jobs : {1, 3})
@@ -195,47 +184,6 @@ TEST(Many, SaysWhereInAFolderAFileStands)
     }
 }
 
-static int load_it(const Input &input, Tally *tally, void *)
-{
-    velmora_host::Data_Set set;
-    int status = load_input(input, velmora_host::Load_Options(), &set, tally);
-    velmora_host::release_data_set(&set);
-    return status;
-}
-
-TEST(Many, LoadsAndCountsAndTellsWhatCannotBeLoaded)
-{
-    Folder folder;
-    ASSERT_EQ(system(("mkdir -p " + folder.path + "/top").c_str()), 0);
-    Bytes one = element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "A ");
-    folder.write("top/a", one);
-    folder.write("top/b", one + Bytes("\x10\0\x20\0LO\xFF\0xy", 10));
-    folder.write("top/c.txt", "no data set");
-    const std::string &at = folder.path;
-    for (int jobs : {1, 2}) {
-        Result result = work_on({at + "/top", at + "/top/c.txt", at + "/none"}, jobs, load_it);
-        EXPECT_EQ(
-            result.text,
-            "[# the value of # bytes reaches beyond the end of the data; the # bytes that are there are kept|"
-            "velmora: " +
-                at +
-                "/top/b: at offset 20: (0010,0020) the value of 255 bytes reaches beyond the end "
-                "of the data; the 2 bytes that are there are kept\n|"
-                "velmora: # files more: (0010,0020) the value of 255 bytes reaches beyond the end of the data; the 2 "
-                "bytes that are there are kept\n]"
-                "! velmora: " +
-                at +
-                "/top/c.txt: is not a DICOM or ACR-NEMA data set, but a text\n"
-                "! velmora: " +
-                at +
-                "/none: no such file or folder\n"
-                "! velmora: 1 file of the folders is no data set\n"
-                "! velmora: 2 of 4 files failed\n");
-        EXPECT_EQ(result.status, STATUS_UNREADABLE);
-        EXPECT_EQ(result.total.elements, 5);
-    }
-}
-
 // ---- folding --------------------------------------------------------------------------
 
 TEST(Folding, SeesTheSameInOtherTagsAndNumbers)
@@ -246,21 +194,3 @@ TEST(Folding, SeesTheSameInOtherTagsAndNumbers)
     EXPECT_NE(mask_of("(0010,0020) too long"), mask_of("(0010,0020) too short"));
 }
 
-TEST(Folding, TellsTheFirstFilesAndCountsTheOthers)
-{
-    Folder folder;
-    std::vector<std::string> arguments = {"dump", "--only", "0008,0060"};
-    Bytes one = element({0x0008, 0x0060}, "CS", "CT") + element({0x0010, 0x0010}, "PN", "A ") +
-                Bytes("\x10\0\x20\0LO\xFF\0xy", 10);
-    for (int i = 0; i < 8; i++)
-        arguments.push_back(folder.write(std::to_string(i), one));
-    Outcome run = run_program(VELMORA_PROGRAM, arguments);
-    std::string expected;
-    for (int i = 0; i < 5; i++)
-        expected +=
-            "velmora: " + folder.path + "/" + std::to_string(i) +
-            ": at offset 20: (0010,0020) the value of 255 bytes reaches beyond the end of the data; the 2 bytes "
-            "that are there are kept\n";
-    EXPECT_EQ(run.err, expected + "velmora: 3 files more: (0010,0020) the value of 255 bytes reaches beyond the end of "
-                                  "the data; the 2 bytes that are there are kept\n");
-}

@@ -10,10 +10,7 @@ using namespace velmora_host;
 static const Bytes FIRST = element({0x0008, 0x0060}, "CS", "CT");
 static const Tag REFERENCES = {0x0008, 0x1140}, CLASS = {0x0008, 0x1150};
 
-static Bytes file_of(const Bytes &body)
-{
-    return part10_head("1.2.840.10008.1.2.1") + body;
-}
+static Bytes file_of(const Bytes &body) { return part10_head("1.2.840.10008.1.2.1") + body; }
 
 struct Repaired {
     int status;
@@ -36,21 +33,13 @@ static Repaired repair(const Bytes &file)
 
 TEST(HostRepair, MendsValuesAndSaysWhatItDid)
 {
-    const struct {
-        const char *name;
-        Bytes before, after;
-        std::string said;
-    } rows[] = {
+    const struct { const char *name; Bytes before, after; std::string said; } rows[] = {
         {"nothing", element({0x0010, 0x0010}, "PN", "A^B "), element({0x0010, 0x0010}, "PN", "A^B "), ""},
         {"an old date", element({0x0010, 0x0030}, "DA", "1993.11.24"), element({0x0010, 0x0030}, "DA", "19931124"),
          "0010,0030 DA Patient's Birth Date: '1993.11.24' became '19931124': Old syntax! 1993.11.24 changed to "
          "19931124\n"},
         {"an odd length", element({0x0010, 0x0020}, "LO", "ID1"), element({0x0010, 0x0020}, "LO", "ID1 "),
          "0010,0020 LO Patient ID: 'ID1' padding mended\n"},
-        {"zero bytes for blanks", element({0x0010, 0x0020}, "LO", Bytes("ID1\0", 4)),
-         element({0x0010, 0x0020}, "LO", "ID1 "),
-         "0010,0020 LO Patient ID: 'ID1' padding mended: invalid padding char used in \"ID1\" (NULL instead of "
-         "SPACE)\n"},
         {"bytes of an odd length", element({0x0029, 0x1001}, "OB", "odd"),
          element({0x0029, 0x1001}, "OB", Bytes("odd\0", 4)), "0029,1001 OB: 3 bytes padded to an even length\n"},
         {"many bytes of an odd length", element({0x0029, 0x1001}, "OB", Bytes(1025, 'x')),
@@ -63,37 +52,14 @@ TEST(HostRepair, MendsValuesAndSaysWhatItDid)
          ""},
         {"no UID", element({0x0020, 0x000D}, "UI", "1.2.ABC."), element({0x0020, 0x000D}, "UI", "1.2.ABC."),
          "0020,000d UI Study Instance UID: '1.2.ABC.' left as it is: '1.2..' would say something else\n"},
-        {"half a date", element({0x0010, 0x0030}, "DA", "1990/01/"), element({0x0010, 0x0030}, "DA", "1990/01/"),
-         "0010,0030 DA Patient's Birth Date: '1990/01/' left as it is: '20199001' would say something else\n"},
-        {"a decimal comma", element({0x0010, 0x1030}, "DS", "12,5"), element({0x0010, 0x1030}, "DS", "12,5"),
-         "0010,1030 DS Patient's Weight: '12,5' left as it is: '125' would say something else\n"},
         {"no integer", element({0x0020, 0x0013}, "IS", "12.7"), element({0x0020, 0x0013}, "IS", "12.7"),
          "0020,0013 IS Instance Number: '12.7' left as it is: '12' would say something else\n"},
-        {"an integer of sorts", element({0x0020, 0x0013}, "IS", "12.0"), element({0x0020, 0x0013}, "IS", "12"),
-         "0020,0013 IS Instance Number: '12.0' became '12': Invalid data! Converted from \"12.0\" to \"12\"\n"},
-        {"an exponent behind the cut", element({0x0018, 0x0050}, "DS", "0.1234567890123456e-5 "),
-         element({0x0018, 0x0050}, "DS", "1.2345678901e-06"),
-         "0018,0050 DS Slice Thickness: '0.1234567890123456e-5' became '1.2345678901e-06': String too long! (21/vs/16 "
-         "max) Truncated to \"0.12345678901234\"(56e-5)\n"},
         {"a code in small letters", element({0x0018, 0x0015}, "CS", "head"), element({0x0018, 0x0015}, "CS", "HEAD"),
          "0018,0015 CS Body Part Examined: 'head' became 'HEAD': 4 char in \"head\" not from set "
          "\"ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\\"\n"},
         {"no date at all", element({0x0010, 0x0030}, "DA", "unknown "), element({0x0010, 0x0030}, "DA", ""),
          "0010,0030 DA Patient's Birth Date: 'unknown' became nothing: 8 char in \"unknown \" not from set "
          "\"0123456789.\\\"\n"},
-        {"a long text of ASCII", element({0x0008, 0x0050}, "SH", Bytes(18, 'a')),
-         element({0x0008, 0x0050}, "SH", Bytes(16, 'a')),
-         "0008,0050 SH Accession Number: 'aaaaaaaaaaaaaaaaaa' became 'aaaaaaaaaaaaaaaa': String too long! (18/vs/16 "
-         "max) "
-         "Truncated to \"aaaaaaaaaaaaaaaa\"(aa)\n"},
-        {"a text of more bytes than characters",
-         element({0x0008, 0x0005}, "CS", "ISO_IR 192") +
-             element({0x0008, 0x0050}, "SH",
-                     Bytes("\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4")),
-         element({0x0008, 0x0005}, "CS", "ISO_IR 192") +
-             element({0x0008, 0x0050}, "SH",
-                     Bytes("\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4")),
-         ""},
         {"a small image", element({0x7FE0, 0x0010}, "OW", "odd"), element({0x7FE0, 0x0010}, "OW", Bytes("odd\0", 4)),
          "7fe0,0010 OW Pixel Data: 3 bytes padded to an even length\n"},
         {"the same twice", element({0x0010, 0x0020}, "LO", "ID") + element({0x0010, 0x0020}, "LO", "ID"),

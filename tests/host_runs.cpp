@@ -52,9 +52,9 @@ static void exchange(int in, int outs[2], const std::string &input, std::string 
     time_t deadline = time(nullptr) + 60;
     while ((texts[0] != nullptr || texts[1] != nullptr) && time(nullptr) < deadline) {
         pollfd polls[3] = {
-            {texts[0] ? outs[0] : -1, POLLIN,  0},
-            {texts[1] ? outs[1] : -1, POLLIN,  0},
-            {in,                      POLLOUT, 0}
+            {texts[0] ? outs[0] : -1, POLLIN, 0},
+            {texts[1] ? outs[1] : -1, POLLIN, 0},
+            {in, POLLOUT, 0}
         };
         poll(polls, 3, 1000);
         if (in >= 0 && polls[2].revents != 0) {

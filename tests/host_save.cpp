@@ -45,9 +45,8 @@ TEST(HostSave, WritesAHeadThatSaysWhatIsInTheFile)
                  element({0x0002, 0x0013}, "SH", "VELMORA_21.6.2") + element({0x0002, 0x0016}, "AE", "SENDER");
     Saved saved = save_as(old_head + data, MODE_UNKNOWN, MODE_EXPLICIT_BIG);
     ASSERT_TRUE(saved.done) << saved.error;
-    EXPECT_EQ(saved.bytes.substr(0, saved.bytes.size() - saved.body.size()),
-              Bytes(128, '\0') + "DICM" +
-                  element({0x0002, 0x0000}, "UL", number_32(static_cast<uint32_t>(rest.size()))) + rest);
+    EXPECT_EQ(saved.bytes.substr(0, saved.bytes.size() - saved.body.size()), Bytes(128, '\0') + "DICM" +
+              element({0x0002, 0x0000}, "UL", number_32(static_cast<uint32_t>(rest.size()))) + rest);
 }
 
 TEST(HostSave, WritesWhatElseTheHeadHolds)
@@ -56,10 +55,7 @@ TEST(HostSave, WritesWhatElseTheHeadHolds)
     Bytes head = part10_head("1.2.840.10008.1.2.1") + private_id;
     Save_Options options;
     options.even_lengths = true;
-    const struct {
-        const char *name;
-        Bytes read, written;
-    } rows[] = {
+    const struct { const char *name; Bytes read, written; } rows[] = {
         {"bytes of an odd length", element({0x0002, 0x0102}, "OB", "odd"),
          element({0x0002, 0x0102}, "OB", Bytes("odd\0", 4))},
         {"a VR of today", element({0x0002, 0x0110}, "UC", "text"), element({0x0002, 0x0110}, "UN", "text")},
@@ -78,12 +74,7 @@ TEST(HostSave, WritesWhatElseTheHeadHolds)
 TEST(HostSave, NamesTheSyntaxThatIsWritten)
 {
     Bytes jpeg = element(PIXELS, "OB", fragments({"", "AB"}), 8, 0xFFFFFFFF), native = element(PIXELS, "OW", "12");
-    const struct {
-        const char *name, *input_uid;
-        Bytes body;
-        unsigned char to;
-        const char *uid, *error;
-    } rows[] = {
+    const struct { const char *name, *input_uid; Bytes body; unsigned char to; const char *uid, *error; } rows[] = {
         {"as it came", "1.2.840.10008.1.2.1", native, MODE_UNKNOWN, "1.2.840.10008.1.2.1", ""},
         {"to implicit", "1.2.840.10008.1.2.1", native, 0, "1.2.840.10008.1.2", ""},
         {"compressed", "1.2.840.10008.1.2.4.50", jpeg, MODE_UNKNOWN, "1.2.840.10008.1.2.4.50", ""},
@@ -203,10 +194,7 @@ TEST(HostSave, ChoosesTheVRWhereTheStreamHasNone)
         return element({0x0028, 0x0100}, "US", number_16(allocated), 0) +
                element({0x0028, 0x0103}, "US", number_16(sign), 0);
     };
-    const struct {
-        const char *name;
-        Bytes stream, written;
-    } rows[] = {
+    const struct { const char *name; Bytes stream, written; } rows[] = {
         {"signed pixels", bits(16, 1) + element({0x0028, 0x0106}, "", two, 0), element({0x0028, 0x0106}, "SS", two)},
         {"unsigned pixels", bits(16, 0) + element({0x0028, 0x0106}, "", two, 0), element({0x0028, 0x0106}, "US", two)},
         {"words", bits(16, 0) + element(PIXELS, "", two, 0), element(PIXELS, "OW", two)},
@@ -305,8 +293,7 @@ TEST(HostSave, WritesGroupLengthsAnewOrNotAtAll)
 {
     auto stream = [](int syntax, bool with_lengths) {
         Bytes parts[] = {element({0x0008, 0x0060}, "CS", "CT", syntax), element({0x0030, 0x0010}, "LO", "some", syntax),
-                         element(PIXELS, "OB", Bytes(5000, 'p'), syntax),
-                         element({0x7FF0, 0x0010}, "LO", "behind", syntax)};
+            element(PIXELS, "OB", Bytes(5000, 'p'), syntax), element({0x7FF0, 0x0010}, "LO", "behind", syntax)};
         const unsigned short groups[] = {0x0008, 0x0030, 0x7FE0, 0x7FF0};
         Bytes bytes;
         for (int i = 0; i < 4; i++) {
@@ -451,8 +438,7 @@ static Bytes directory(int syntax, size_t head, Ending ending, const Bytes &more
     auto record = [&](uint32_t next, uint32_t lower, const char *type) {
         return item({element({0x0004, 0x1400}, "UL", number_32(next, syntax), syntax),
                      element({0x0004, 0x1420}, "UL", number_32(lower, syntax), syntax),
-                     element({0x0004, 0x1430}, "CS", type, syntax), more},
-                    ending, syntax);
+                     element({0x0004, 0x1430}, "CS", type, syntax), more}, ending, syntax);
     };
     uint32_t in_front = static_cast<uint32_t>(head) + 12 + 12 + (syntax != 0 ? 12 : 8);
     uint32_t first = static_cast<uint32_t>(record(0, 0, "PATIENT ").size());

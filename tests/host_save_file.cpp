@@ -80,10 +80,7 @@ TEST(HostSaveFile, RefusesTargetsAndLeavesThemAsTheyWere)
     ASSERT_EQ(symlink("nowhere", link.c_str()), 0);
     std::filesystem::create_hard_link(in, twin);
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const struct {
-        const char *name;
-        std::string target, error;
-    } rows[] = {
+    const struct { const char *name; std::string target, error; } rows[] = {
         {"the file itself", in, "is the file that is read; it is only replaced with --in-place"},
         {"by another name", twin, "is the file that is read; it is only replaced with --in-place"},
         {"a folder", folder.path, "is a folder, not a file"},

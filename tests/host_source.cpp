@@ -15,16 +15,10 @@ static const int GUARD = 16;   // bytes behind a source that may be read
 TEST(HostSource, HoldsFilesOfAnySizeWithGuardBytesBehind)
 {
     Folder folder;
-    const struct {
-        size_t size;
-        Source_Kind kind;
-    } rows[] = {
-        {0,               SOURCE_HEAP  },
-        {1,               SOURCE_HEAP  },
-        {100000,          SOURCE_HEAP  },
-        {64 * 4096,       SOURCE_MAPPED}, // ends with a page
-        {64 * 4096 + 1,   SOURCE_MAPPED},
-        {3 * 1024 * 1024, SOURCE_MAPPED},
+    const struct { size_t size; Source_Kind kind; } rows[] = {
+        {0, SOURCE_HEAP}, {1, SOURCE_HEAP}, {100000, SOURCE_HEAP},
+        {64 * 4096, SOURCE_MAPPED}, // ends with a page
+        {64 * 4096 + 1, SOURCE_MAPPED}, {3 * 1024 * 1024, SOURCE_MAPPED},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.size);
@@ -113,19 +107,3 @@ TEST(HostSource, LivesOnWhenAFileIsMadeShorter)
     close_source(&source);
 }
 
-TEST(HostSource, LoadsAgainAndAgainWithoutRunningOut)
-{
-    Folder folder;
-    std::string name =
-        folder.write("file", part10_head("1.2.840.10008.1.2.1") + element({0x0042, 0x0011}, "OB", Bytes(300000, 'x')));
-    for (int i = 0; i < 200; i++) {
-        Data_Set set;
-        std::string error;
-        ASSERT_EQ(load_from_path(name.c_str(), Load_Options(), &set, &error), LOADED) << error;
-        EXPECT_EQ(DICOM_Lib_File_Name, set.source.bytes);
-        EXPECT_EQ(set.tree->next->next->next->data, nullptr) << "a large value stays in the source";
-        release_data_set(&set);
-        EXPECT_EQ(DICOM_Lib_File_Name, nullptr);
-        release_data_set(&set);
-    }
-}

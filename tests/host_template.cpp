@@ -69,11 +69,7 @@ TEST(Definitions, SaysWhatIsNotThere)
     Definitions definitions;
     definitions.write("note.txt", "a text");
     // clang-format off
-    const struct {
-        std::vector<std::string> arguments;
-        const char *err;
-        int status;
-    } rows[] = {
+    const struct { std::vector<std::string> arguments; const char *err; int status; } rows[] = {
         {{"template", "CTX"}, "there is no template and no file 'CTX'; velmora template --list names them", 1},
         {{"template", "T_Im"}, "there is no template and no file 'T_Im'; there is CT_Image, OT_Image", 1},
         {{"template", "note.txt"}, "note.txt: is not a DICOM or ACR-NEMA data set, but a text", 3},
@@ -138,8 +134,7 @@ TEST(Definitions, NamePrivateAttributes)
 {
     Definitions definitions;
     definitions.write("a", with_creator(element({0x0029, 0x1001}, "LO", "one ", SYNTAX_IMPLICIT) +
-                                            element({0x0029, 0x1003}, "LO", "two ", SYNTAX_IMPLICIT),
-                                        SYNTAX_IMPLICIT));
+                                            element({0x0029, 0x1003}, "LO", "two ", SYNTAX_IMPLICIT), SYNTAX_IMPLICIT));
     std::string out = definitions.run({"dump", "a"}).out;
     EXPECT_NE(out.find("(0029,1001) (Private)   The first                                (LO,--,4   ) one"),
               std::string::npos);
@@ -151,8 +146,7 @@ TEST(Definitions, OpenAPrivateSequenceThatHoldsItems)
     Definitions definitions;
     auto listing = [&definitions](const Bytes &value) {
         definitions.write("a", with_creator(element({0x0029, 0x1002}, "SQ", value, SYNTAX_IMPLICIT) +
-                                                element({0x0030, 0x0010}, "LO", "last", SYNTAX_IMPLICIT),
-                                            SYNTAX_IMPLICIT));
+            element({0x0030, 0x0010}, "LO", "last", SYNTAX_IMPLICIT), SYNTAX_IMPLICIT));
         Outcome run = definitions.run({"dump", "--format", "tsv", "a"});
         EXPECT_EQ(run.err, "");
         std::string tags;

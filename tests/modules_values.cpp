@@ -1,6 +1,5 @@
 // Texts of definition lines as values.
 #include <gtest/gtest.h>
-#include <locale.h>
 
 #include "tests/modules_folder.h"
 
