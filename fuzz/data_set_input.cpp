@@ -134,8 +134,8 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
         return told(a, "against ") + told(b, "");
     if (!is_same_vr(sides, a, b))
         return told(a, "has another VR");
-    // What could not be read in the items of an UN may be read when padding stands behind it.
-    if (sides.options->even_lengths && true_vr(a) == VR_UN && is_encapsulated(a)) {
+    // What could not be read in the items of an UN may be read where another byte order, or padding, stands around it.
+    if (true_vr(a) == VR_UN && is_encapsulated(a)) {
         *sides.has_lost_vr = true;
         return "";
     }
