@@ -8,7 +8,7 @@
 
 using namespace velmora_host;
 
-static const Tag SOP_CLASS = {0x0008, 0x0016}, SOP_INSTANCE = {0x0008, 0x0018},
+static const Tag CHARSET = {0x0008, 0x0005}, SOP_CLASS = {0x0008, 0x0016}, SOP_INSTANCE = {0x0008, 0x0018},
                  MODALITY = {0x0008, 0x0060}, PIXELS = {0x7FE0, 0x0010};
 
 // ---- cleaning -------------------------------------------------------------------------
@@ -75,6 +75,25 @@ TEST(Conform_Values, CleansWithoutChangingWhatIsSaid)
                     expected.substr(0, expected.find(' ')) + " " + tag + expected.substr(expected.find(' ')) + "\n";
             EXPECT_EQ(told, expected) << "type " << type;
         }
+    }
+}
+
+TEST(Conform_Values, CountsCharactersRatherThanBytes)
+{
+    std::string umlauts;
+    for (int i = 0; i < 16; i++)
+        umlauts += "\xC3\xA4";
+    const struct { const char *name, *charset; Bytes value; const char *told; } rows[] = {
+        {"sixteen characters in UTF-8", "ISO_IR 192", umlauts, ""},
+        {"seventeen", "ISO_IR 192", umlauts + "\xC3\xA4", "?w 0008,0050 2\n"},
+        {"half of a character is no backslash", "GB18030 ", "\xBA\x5C\xBA\x5C", ""},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Conformed conformed;
+        conformed.define("(0008,0005) type=1C\n(0008,0050) type=2\n");
+        conformed.conform(element(CHARSET, "CS", row.charset) + element({0x0008, 0x0050}, "SH", row.value));
+        EXPECT_EQ(conformed.told(), row.told);
     }
 }
 

@@ -124,6 +124,19 @@ TEST(Get, ReportsAPartOfANumber)
         << run.err;
 }
 
+TEST(Get, LooksIntoSequencesThatTheTreeDoesNotOpen)
+{
+    Bytes inside = element({0x0008, 0x0100}, "SH", "X1");
+    std::string path = "0008,0100";
+    for (int i = 0; i < 20; i++) {
+        inside = sequence({0x0040, 0xA730}, BY_DELIMITER, {item({}), item({inside})});
+        path = "0040,a730[2]/" + path;
+    }
+    EXPECT_EQ(get({"--all", "0008,0100", "a.dcm"}, HEAD + inside).out, path + "\tX1\n");
+    EXPECT_EQ(get({path, "a.dcm"}, HEAD + inside).out, "X1\n");
+    EXPECT_EQ(get({path.substr(0, path.rfind("[2]/")), "a.dcm"}, HEAD + inside).out, "2 items\n");
+}
+
 // ---- the tree dump --------------------------------------------------------------------
 
 static std::string value_shown(const Bytes &bytes, std::vector<std::string> arguments, const char *locale = nullptr)

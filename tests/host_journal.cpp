@@ -11,6 +11,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/program/name_set.h"
 #include "tests/host_runs.h"
 #include "tests/support/bytes.h"
 
@@ -310,6 +311,14 @@ TEST(Journal, IsWrittenByOneRunAtATime)
 }
 
 // ---- names ----------------------------------------------------------------------------
+
+TEST(NameSet, KnowsEveryNameOnce)
+{
+    Name_Set names;
+    for (int round = 0; round < 2; round++)
+        for (int i = 0; i < 30000; i++)
+            EXPECT_EQ(add_name(&names, "out/" + std::to_string(i)), round == 0) << i;
+}
 
 TEST(Base, KeepsFilesApart)
 {

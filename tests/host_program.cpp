@@ -85,6 +85,19 @@ TEST(Program, ShowsTheTree)
               "offset=312)\n");
 }
 
+TEST(Program, ShowsTextsOfLaterVRsAsTexts)
+{
+    Bytes bytes = element({0x0008, 0x0060}, "CS", "CT") + element({0x0008, 0x9919}, "UC", "Long\\Text ") +
+                  element({0x0008, 0x9920}, "SV", "12345678");
+    EXPECT_EQ(velmora({"dump", "--format", "tsv", "-"}, bytes).out,
+              "0\t-\t0008,0060\tCS\t2\t8\n0\t-\t0008,9919\tUC\t10\t22\n0\t-\t0008,9920\tSV\t8\t44\n");
+    EXPECT_EQ(
+        body(velmora({"dump", "-"}, bytes).out),
+        "(0008,0060) (DICOM)     Modality                                 (CS,--,2   ) CT\n"
+        "(0008,9919) (DICOM)     Unknown tag                              (UT,--,10  ) Long\\Text \n"
+        "(0008,9920) (DICOM)     Unknown tag                              (SV,--,8   ) 31 32 33 34 35 36 37 38\n");
+}
+
 TEST(Program, ShowsWhatIsAskedFor)
 {
     Folder folder;

@@ -44,6 +44,16 @@ TEST(HostReading, KnowsTheVRsOfTodayAndThoseThatAreNone)
     }
 }
 
+TEST(HostReading, ReadsStreamsWithoutVRsNextToThoseWithBlankOnes)
+{
+    Bytes stream = FIRST;
+    for (unsigned short i = 1; i < 6; i++)
+        stream += tag_bytes({0x0070, static_cast<unsigned short>(0x9900 + i)}) + "  " + number_16(2) + "ab";
+    Loaded loaded(stream, MODE_EXPLICIT_LITTLE);
+    EXPECT_EQ(loaded.set.listing.size(), 6u) << loaded.listing();
+    EXPECT_EQ(loaded.set.damages, 0);
+}
+
 TEST(HostReading, FollowsTheRepairsOfTheElementReader)
 {
     // A JPEG stream without a length: it is measured. A VR that one vendor wrote over four blanks: the header shrinks.

@@ -107,3 +107,19 @@ TEST(HostSource, LivesOnWhenAFileIsMadeShorter)
     close_source(&source);
 }
 
+TEST(HostSource, LoadsAgainAndAgainWithoutRunningOut)
+{
+    Folder folder;
+    std::string name =
+        folder.write("file", part10_head("1.2.840.10008.1.2.1") + element({0x0042, 0x0011}, "OB", Bytes(300000, 'x')));
+    for (int i = 0; i < 200; i++) {
+        Data_Set set;
+        std::string error;
+        ASSERT_EQ(load_from_path(name.c_str(), Load_Options(), &set, &error), LOADED) << error;
+        EXPECT_EQ(DICOM_Lib_File_Name, set.source.bytes);
+        EXPECT_EQ(set.tree->next->next->next->data, nullptr) << "a large value stays in the source";
+        release_data_set(&set);
+        EXPECT_EQ(DICOM_Lib_File_Name, nullptr);
+        release_data_set(&set);
+    }
+}
