@@ -222,3 +222,44 @@ TEST(Macro, CannotFillTheMemory)
     EXPECT_EQ(said.warnings(), about_line("DICOM_Include_3.txt", 4, "Too many attributes (max=\x01" "50000\x02)"));
 }
 
+TEST(Macro, HasATableOfSoManySlots)
+{
+    Folder folder;
+    folder.write("DICOM_Include_.txt", "(0010,0010)\n");   // a nameless one takes a slot each time
+    char name[] = "";
+    for (int i = 0; i < 10239; i++)
+        ASSERT_NE(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr) << i;
+    for (int i = 0; i < 3; i++) {
+        Reports said;
+        EXPECT_EQ(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr);
+        EXPECT_EQ(said.warnings(), warning("To many include in DICOM tables! (max=\x01" "10240\x02)"));
+    }
+    folder.forget();
+    EXPECT_NE(DICOM_Module_Include_Get(nullptr, name, "a.txt", 1), nullptr);
+}
+
+static const char SAMPLE[] = "(0008,1140) type=3 desc=\"Refs\"\n>Include \"M\" ; twice\n>(FFFE,E00D)\n"
+                             ">(FFFE,E000)\n!>(0028,0009) VR=AT \"40\\99\"\n=(0010,0010) type=1C \"A\"\n";
+
+TEST(File, EndsWhenMemoryRunsOut)
+{
+    Folder folder;
+    folder.write("DICOM_Include_M.txt", "(0008,1150)\n");
+    refuse_each_allocation([&](int n) {
+        Reports said;
+        {
+            Parsed parsed(SAMPLE);
+            if (Refuse::happened())
+                EXPECT_NE(said.failures(), "") << n;
+            else
+                EXPECT_EQ(parsed.result, 1);
+        }
+        folder.forget();
+    });
+    Reports said;
+    Refuse refuse(1);
+    Parsed parsed("(0010,0010) desc=x\n(0010,0020)\n");
+    EXPECT_EQ(parsed.result, 0);
+    EXPECT_EQ(parsed.list, nullptr);
+    EXPECT_EQ(said.failures(), "line N of .\\NEMA_Read_IOD \nmemory error in strdup (var=tag.description)\n");
+}

@@ -70,6 +70,23 @@ TEST_P(Reading, SkipsForwardAlsoBehindTheEnd)
     EXPECT_EQ(cursor, 0x7FFFFFFF) << "stays in its range";
 }
 
+TEST(ReadingAFile, TellsWhatIsMissingAtItsEndAndWhyItCannotBeRead)
+{
+    Stream in(IN_FILE, "abc");
+    Reports said(11);
+    int number = 7, only_written = open(in.name(), O_WRONLY);
+    EXPECT_EQ(NEMA_Read_Int(nullptr, IN_FILE, in.handle(), in.name(), 0, 4, &number), 0);
+    EXPECT_EQ(number, 7);
+    EXPECT_EQ(NEMA_Read_Str(nullptr, IN_FILE, in.handle(), in.name(), 0, 4), nullptr);
+    EXPECT_EQ(NEMA_Read_Byte(nullptr, IN_FILE, only_written, "scan.dcm", 0, 1, reinterpret_cast<char *>(&number)), 0);
+    std::string name = in.name();
+    EXPECT_EQ(said.texts(2), "End of File while reading: (3 /vs/ 4) (" + name + ")\n"
+                             "End of File while reading: (0 /vs/ 4) (" + name + ")\n"
+                             "Error reading file scan.dcm\n" + Error_Perror(EBADF) + "\n");
+    EXPECT_EQ(said.all[0].text.rfind("file:.\\NEMA_Read_Data line:", 0), 0u);
+    close(only_written);
+}
+
 TEST(ReadingAFile, ClosesADescriptorThatCannotBeMoved)
 {
     int ends[2];

@@ -1,5 +1,6 @@
 // Element headers: VRs and lengths in each encoding, and the repairs of vendors' faults.
 #include <gtest/gtest.h>
+#include <errno.h>
 #include <algorithm>
 #include <random>
 
@@ -182,6 +183,22 @@ TEST(ElementsOfAFile, SearchAJpegUpToTheLimit)
                              "End of File while reading: (0 /vs/ 2) (" + name + ")\n"
                              "End of File while reading: (0 /vs/ 2) (" + name + ")\n");
     EXPECT_EQ(in.position(), 12);
+}
+
+TEST(ElementsOfAFile, FailWhereAPipeCannotGoBack)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    Bytes header = Bytes("\x09\0\x10\x10UL\x06\0    ", 12);
+    ASSERT_EQ(write(ends[1], header.data(), header.size()), 12);
+    Reports said;
+    Header got;
+    EXPECT_EQ(NEMA_Get_Data_Element(nullptr, IN_FILE, ends[0], "a pipe", 8, &got.group, &got.element, &got.vr,
+                                    &got.length, 0), 0);
+    EXPECT_EQ(said.texts(2), std::string("\xF1\x04" "ERROR:\x02 while seeking pos -1\n") + Error_Perror(ESPIPE) +
+                             "\nfile: (a pipe)\n");
+    EXPECT_EQ(close(ends[0]), -1) << "closed already";
+    close(ends[1]);
 }
 
 TEST_P(Elements, AreTraced)

@@ -56,6 +56,26 @@ TEST(Cursor, PrintsAVisibleLineSetInByFourBlanksForEachDepth)
                              "------------------------ ---- Sequence out --------------\n");
 }
 
+TEST(Cursor, FoldsTheTenthLevelIntoTheNinth)
+{
+    DICOM_Root root = {};
+    Reports said;
+    for (unsigned short i = 1; i <= 10; i++) {
+        DICOM_Attribute_Sequence_Start(nullptr, &root, 0x0040, i, 0, 0);
+        DICOM_Attribute_Item_Start(nullptr, &root, 0);
+    }
+    EXPECT_EQ(root.Sequence_Depth, 9);
+    EXPECT_EQ(root.Sequence_Element[8], 9);
+    EXPECT_EQ(root.Sequence_Element[9], 10);
+    EXPECT_EQ(root.Item_Number[9], 1);
+    EXPECT_EQ(said.warnings(), WARNING + "To many \"sequences\" in DICOM stream\n");
+
+    EXPECT_EQ(DICOM_Attribute_Sequence_Start(nullptr, &root, 0), 9);
+    EXPECT_EQ(DICOM_Attribute_Item_Querry(nullptr, &root, 9), -1);
+    EXPECT_EQ(said.all.back().text, WARNING + "To many \"sequences\" in DICOM stream (0040,000a)");
+    EXPECT_EQ(DICOM_Attribute_Sequence_Stop(nullptr, &root, 0), 8);
+}
+
 TEST(Cursor, WarnsOfMoreEndsThanStartsAndOfLevelsLeftOpen)
 {
     DICOM_Root root = {}, zero = {};

@@ -83,6 +83,25 @@ TEST(Time, IsParsedByTheOverridingTemplateIfThereIsOne)
     EXPECT_EQ(parsed(time), "0 0:0:7 Unable to extract date from empty string");
 }
 
+TEST(Time, IsBroughtIntoRange)
+{
+    struct { int hour, minute; float second; const char *time; } cases[] = {
+        {12, 34, 56.5f, "1 12:34:56.5"}, {23, 59, 75.5f, "1 0:0:15.5"}, {1, 200, 0, "1 4:20:0"},
+        {255, 0, 0, "1 15:0:0"}, {0, 0, 7322, "1 2:2:2"}, {10, 5, -10, "1 10:4:50"},
+        {10, 5, -60, "1 10:3:60"}, {10, 5, -70, "1 10:3:50"}, {10, 0, -10, "1 9:59:50"},
+        {0, 0, -10, "1 23:59:50"}, {1, 2, NAN, "1 1:2:0"}, {1, 2, INFINITY, "1 1:2:0"}, {1, 2, -INFINITY, "1 1:2:0"},
+    };
+    for (const auto &each : cases) {
+        Velmora_Time time = at(each.hour, each.minute, each.second);
+        EXPECT_EQ(parsed(time), each.time);
+    }
+    for (float second : {1e30f, -1e30f, 3e38f, -3e38f}) {
+        Velmora_Time time = at(0, 0, second);
+        EXPECT_EQ(Velm_Time_Postproc(&time), nullptr);
+        EXPECT_TRUE(time.hour < 24 && time.minute < 60);
+    }
+}
+
 TEST(Time, TakesNumbersHoursAndTheClock)
 {
     Velmora_Time time = {};
