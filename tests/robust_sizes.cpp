@@ -82,6 +82,42 @@ TEST(Sizes, OfWholeRunsStayInProportion)
     }
 }
 
+// Neither a template and a data set, nor the items of a sequence and what stands in front of it, are factors of the time:
+// what is sought from the head on for each of them takes minutes here.
+TEST(Sizes, OfATemplateAndADataSetAreNoFactors)
+{
+    static const int TAGS = 50000, ELEMENTS = 250000, ITEMS = 60000;
+    Bytes demands, elements, in_front;
+    char line[60];
+    for (int i = 0; i < ELEMENTS; i++) {
+        Tag tag = {static_cast<unsigned short>(0x0040 + i / 50000 * 2), static_cast<unsigned short>(1 + i % 50000)};
+        elements += element(tag, "LO", "");
+        snprintf(line, sizeof line, "(%04x,%04x) type=1 VR=LO\n", tag.group, tag.element);
+        if (i % (ELEMENTS / TAGS) == 0)
+            demands += line;
+        if (i < ITEMS * 2)
+            in_front += element({static_cast<unsigned short>(0x0028 + i / 50000 * 2), tag.element}, "LO", "");
+    }
+    Fast_Folder folder;
+    folder.write("DICOM_Module_Long.txt", "Long\n");
+    folder.write("DICOM_Attributes_Long.txt", demands);
+    folder.write("DICOM_Module_Items.txt", "Items\n");
+    folder.write("DICOM_Attributes_Items.txt", "(0040,A730) type=2 VR=SQ\n>(0040,A040) type=2 VR=CS\n");
+    Bytes head = part10_head("1.2.840.10008.1.2.1");
+    std::string in = folder.write("in", head + elements), items = folder.write("items", head + in_front +
+                         element({0x0040, 0xA730}, "SQ", repeated(ITEMS, item({}))));
+    const std::vector<std::string> runs[] = {
+        {"check", "-q", "-m", "Long", "--definitions", folder.path, in},
+        {"conform", "-q", "-m", "Items", "--definitions", folder.path, items, folder.path + "/out"},
+    };
+    for (const std::vector<std::string> &each : runs) {
+        std::vector<std::string> arguments = {"-c", BOUNDS, VELMORA_PROGRAM};
+        arguments.insert(arguments.end(), each.begin(), each.end());
+        Outcome run = run_program("/bin/sh", arguments);
+        EXPECT_TRUE(run.status == STATUS_DONE || run.status == STATUS_FOUND) << each[0] << ": " << run.status << run.err;
+    }
+}
+
 // ---- arguments ------------------------------------------------------------------------
 
 TEST(Sizes, OfElementsAreBelievedAgainstTheSource)

@@ -28,6 +28,7 @@ struct Check_Work {
     Finding_Form form = FINDINGS_AS_LINES;
     bool shows_all = false, is_quiet = false;
     Check_Choice choice;
+    bool names_module = false;
     Many_Choice many;
 };
 
@@ -107,14 +108,21 @@ static const Option_Row ROWS[] = {
 static const Option_Table OWN = {"Options", ROWS, true};
 static const Option_Table *const TABLES[] = {&OWN, &many_options, &journal_options, nullptr};
 
-static int take_module(const std::string &name, Check_Choice *choice)
+// What --module says, once it is known where the templates are.
+static int settle_module(Check_Choice *choice)
 {
+    const std::string name = choice->module;
+    if (name == "none") {
+        choice->module.clear();
+        return STATUS_DONE;
+    }
     std::vector<std::string> names = definition_names(TEMPLATE_PREFIX);
     int at = find_name(names, name);
-    choice->module = name == "none" ? "" : at != NAME_NOT_FOUND ? names[static_cast<size_t>(at)] : name;
-    if (names.empty() && name != "none")
+    if (at != NAME_NOT_FOUND)
+        choice->module = names[static_cast<size_t>(at)];
+    if (names.empty())
         return wrong_use(command_check, "there are no templates in %s", quoted(definitions_place()).c_str());
-    if (at == NAME_NOT_FOUND && name != "none" && name != "auto")
+    if (at == NAME_NOT_FOUND && name != "auto")
         return wrong_use(command_check, "there is no template %s; velmora template --list names them",
                          quoted(name).c_str());
     return STATUS_DONE;
@@ -134,7 +142,9 @@ static int take_option(const Option &option, void *user)
         work->is_quiet = true;
         break;
     case 'm':
-        return take_module(option.value, &work->choice);
+        work->choice.module = option.value;
+        work->names_module = true;
+        break;
     case OPTION_IGNORE:
         work->choice.ignored.push_back(option.value);
         break;
@@ -150,7 +160,9 @@ static int run_check(int argc, char **argv)
     int status = STATUS_DONE;
     if (!take_options(command_check, argc, argv, take_option, &work, &status))
         return status;
-    status = take_paths(command_check, argc, argv, &work.many);
+    status = work.names_module ? settle_module(&work.choice) : STATUS_DONE;
+    if (status == STATUS_DONE)
+        status = take_paths(command_check, argc, argv, &work.many);
     if (status != STATUS_DONE)
         return status;
 
