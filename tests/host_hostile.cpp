@@ -169,3 +169,17 @@ TEST(HostHostile, TakesNoUnreadableItemsForFragments)
         EXPECT_EQ(behind_head(twice), behind_head(once));
     }
 }
+
+TEST(HostHostile, ReadsGroup0002InAnItemInTheOrderOfTheItem)
+{
+    static const int BIG = SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN;
+    const Bytes number("\0\2\1\2UL\0\4\1\2\3\4", 12);   // the bytes of no head, which has 02 00
+    Bytes stream = sequence(REFERENCES, BY_LENGTH, {item({number}, BY_LENGTH, BIG)}, BIG);
+    Loaded loaded(stream, MODE_EXPLICIT_BIG);
+    EXPECT_NE(loaded.tree().find("0002,0102 UL"), std::string::npos) << loaded.tree();
+    Save_Options options;
+    options.defined_lengths = true;
+    EXPECT_EQ(save(stream, MODE_EXPLICIT_BIG, options).body, stream);
+    options.mode = MODE_EXPLICIT_LITTLE;
+    EXPECT_NE(save(stream, MODE_EXPLICIT_BIG, options).body.find("\4\3\2\1"), Bytes::npos);
+}
