@@ -1,8 +1,10 @@
 // The guide to definition files: its example files are taken out of it, read, and give what the guide says.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
 #include <fstream>
 #include <map>
+#include <sstream>
 
 #include "tests/definitions_directory.h"
 #include "tests/modules_folder.h"
@@ -92,3 +94,40 @@ TEST(Guide, ItsModuleGivesItsTemplate)
     EXPECT_EQ(shown(list), guide.blocks["template of Dental_Photo"]);
 }
 
+TEST(Guide, ItsPrivateFileNamesAttributes)
+{
+    Guide guide;
+    std::string named;
+    static const unsigned short elements[] = {0x1010, 0x1011, 0x1020};
+    for (unsigned short element : elements) {
+        Tree tree;
+        DICOM_List *node = tree.append({0x0029, element});
+        Reports said;
+        EXPECT_EQ(DICOM_Module_Read_Private(nullptr, "Clinic Camera", node), 1);
+        EXPECT_EQ(said.all, std::vector<Report>());
+        char tag[16];
+        snprintf(tag, sizeof tag, "0029,%04x ", element);
+        named +=
+            tag + letters(node->vr) + " " + ((node->flag & FLAG_DELETED) != 0 ? "deleted" : node->description) + "\n";
+    }
+    EXPECT_EQ(named, guide.blocks["private attributes of Clinic Camera"]);
+}
+
+TEST(Guide, ItsCodeTableFindsWhatItSays)
+{
+    Guide guide;
+    std::istringstream lines(guide.blocks["codes in Teeth"]);
+    int looked_up = 0;
+    for (std::string line; std::getline(lines, line); looked_up++) {
+        std::string text = line.substr(0, line.find("  ")), wanted = line.substr(line.find_last_of(' ') + 1);
+        Code_Seq code = {};
+        code.str = text.data();
+        Reports said;
+        int found = DICOM_Macro_CodeSequence_Set(&code, "DICOM_Codes_Teeth.txt");
+        EXPECT_EQ(found ? code.code_value : "none", wanted) << text;
+        free(code.code_value);
+        free(code.coding_scheme);
+        free(code.code_meaning);
+    }
+    EXPECT_EQ(looked_up, 5);
+}
