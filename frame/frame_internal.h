@@ -46,6 +46,12 @@ inline void *frame_calloc(HWND window, size_t count, size_t size, const char *wh
     return block != nullptr ? block : frame_fail(window, "calloc", count, size, what, source, line);
 }
 
+// The same without a report: its caller makes one that says more.
+inline void *frame_try_realloc(void *block, size_t bytes)
+{
+    return frame_is_refused() ? nullptr : realloc(block, bytes > 0 ? bytes : 1);
+}
+
 void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,
                     const char *source, int line);
 char *frame_strdup(HWND window, const char *text, const char *what, const char *source, int line);

@@ -14,7 +14,7 @@ void *frame_fail(HWND window, const char *operation, size_t count, size_t size, 
 void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,
                     const char *source, int line)
 {
-    void *grown = frame_is_refused() ? nullptr : realloc(block, bytes > 0 ? bytes : 1);
+    void *grown = frame_try_realloc(block, bytes);
     return grown != nullptr ? grown : frame_fail(window, "realloc", count, size, what, source, line);
 }
 

@@ -88,8 +88,8 @@ static std::string compare_opaque(const Sides &sides, const DICOM_List *node, co
     std::string error, difference;
     Load_Result loaded_a = open_opaque(*sides.a, in_a, &a, &error);
     Load_Result loaded_b = in_b != nullptr ? open_opaque(*sides.b, *in_b, &b, &error) : NOT_A_DATA_SET;
-    prepare_tree(&a, *sides.options);
-    prepare_tree(&b, *sides.options);
+    prepare_tree(&a, *sides.options, MODE_EXPLICIT_LITTLE);
+    prepare_tree(&b, *sides.options, MODE_EXPLICIT_LITTLE);
     Sides inside = {&a, &b, sides.options, sides.reading + 1, false, sides.has_lost_vr};
     if (loaded_a == LOADED && loaded_b == LOADED)
         difference = compare_chains(inside, a.tree, b.tree);
@@ -108,7 +108,7 @@ static std::string compare_risen(const Sides &sides, const DICOM_List *a, const 
     const Opaque *in_a = find_opaque(*sides.a, a);
     bool is_open = in_a != nullptr ? open_opaque(*sides.a, *in_a, &opened, &error) == LOADED
                                    : open_opaque(*sides.b, *find_opaque(*sides.b, b), &opened, &error) == LOADED;
-    prepare_tree(&opened, *sides.options);
+    prepare_tree(&opened, *sides.options, MODE_EXPLICIT_LITTLE);
     Sides inside = sides;
     if (is_open) {
         (in_a != nullptr ? inside.a : inside.b) = &opened;

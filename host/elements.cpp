@@ -1,6 +1,5 @@
-// Attributes as pieces of a stream. The library's writers make the bytes of all that they can write as it is wanted.
-// What is left to the host, and marked so: values that stay in the source, VRs that the writers do not know, fragments,
-// sequences of VR UN, empty items, sequences below the ninth level, and all that holds such a thing.
+// Attributes as pieces of a stream. The library's writers make the bytes of all that they can write as it is wanted; what
+// is left to the host was marked before (preparing.cpp).
 #include "host/save_internal.h"
 
 #include <stdio.h>
@@ -8,7 +7,6 @@
 namespace velmora_host
 {
 
-static const int MOST_IN_SHORT_FORM = 65535;
 static const int MOST_OPAQUE_LEVELS = 16;   // nine sequences each
 static const unsigned int LONGEST = 0xFFFFFFFE;
 
@@ -19,104 +17,6 @@ static bool fail(Building *building, const DICOM_List *node, const char *what)
     if (building->error.empty())
         building->error = text;
     return false;
-}
-
-// ---- what is left to the host ---------------------------------------------------------
-
-static bool is_opaque(const Building *building, const DICOM_List *node)
-{
-    return node->item == nullptr && !building->set->opaque.empty() && find_opaque(*building->set, node) != nullptr;
-}
-
-// The VR that goes into the stream.
-static unsigned short written_vr(const Building *building, const DICOM_List *node)
-{
-    unsigned short vr = true_vr(node);
-    if (node->item != nullptr && vr != VR_UN && !is_encapsulated(node))
-        return VR_SQ;
-    if (is_opaque(building, node))
-        return vr == VR_UN ? VR_UN : VR_SQ;
-    int size = 0;
-    if (vr == VR_SQ && node->item == nullptr && value_of(*building->set, node, &size) != nullptr)
-        return VR_UN;   // bytes that are no items
-    const VR_Form &form = vr_form(vr);
-    if (form.is_later && building->options->later_vrs_as_un)
-        return VR_UN;
-    // The short form cannot tell a greater length (DICOM PS3.5, 6.2.2).
-    int most = building->options->even_lengths ? MOST_IN_SHORT_FORM - 1 : MOST_IN_SHORT_FORM;
-    return !form.is_long && node->size > most ? static_cast<unsigned short>(VR_UN) : vr;
-}
-
-// Most values are none of those that is_hosts_value looks for, which these few questions tell.
-static bool is_plainly_not_hosts(const Building *building, const DICOM_List *node, unsigned char mode)
-{
-    unsigned short vr = working_vr(node);
-    const VR_Form &form = vr_form(vr);
-    return node->data != nullptr && node->size > 0 && node->size <= MOST_IN_SHORT_FORM && form.vr == vr &&
-           !form.is_later && vr != VR_SQ && !is_big_endian(node->syntax) && !is_big_endian(mode) &&
-           (node->flag & FLAG_GUESSED_VR) == 0 && (!building->options->even_lengths || node->size % 2 == 0) &&
-           building->set->opaque.empty();
-}
-
-// Whether the value of an attribute without items is the host's to write.
-static bool is_hosts_value(const Building *building, const DICOM_List *node, unsigned char mode)
-{
-    if (is_plainly_not_hosts(building, node, mode))
-        return false;
-    int size = 0;
-    bool has_bytes = value_of(*building->set, node, &size) != nullptr;
-    if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))
-        return true;
-    const VR_Form &form = vr_form(true_vr(node));
-    if (!has_bytes)
-        return is_explicit(mode) && form.is_later;
-    bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
-    bool is_unread = node->data == nullptr, is_padded = building->options->even_lengths && node->size % 2 != 0;
-    return is_unread || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
-           (is_explicit(mode) && form.is_later);
-}
-
-static bool is_empty_item(const DICOM_List *item)
-{
-    return is_item_mark(item) && item->next == nullptr;
-}
-
-static bool mark_items(Building *building, const DICOM_List *node, unsigned char mode)
-{
-    bool has_mark = false;
-    unsigned char inside =
-        is_explicit(mode) && true_vr(node) == VR_UN ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
-    for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
-        has_mark |= is_empty_item(node->item[i]);
-        has_mark |= mark_for_host(building, node->item[i], inside);
-    }
-    return has_mark;
-}
-
-// A stream has no form for an attribute with both: that of items, which hold more than one attribute, is taken.
-static void tell_of_lost_value(const DICOM_List *node)
-{
-    if (node->data != nullptr && node->size > 0)
-        Error_Fct(nullptr, Flag_Error_Warning,
-                  "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) has items and a value, and the %d bytes of its "
-                  "value are not written",
-                  node->group, node->element, node->size);
-}
-
-bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode)
-{
-    bool has_mark = false;
-    for (DICOM_List *node = list; node != nullptr; node = node->next) {
-        fetch_ahead(node);
-        bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : working_vr(node) != VR_SQ;
-        if (node->item != nullptr) {
-            tell_of_lost_value(node);
-            is_hosts |= mark_items(building, node, mode);
-        }
-        node->flag = static_cast<unsigned short>(is_hosts ? node->flag | FLAG_USED : node->flag & ~FLAG_USED);
-        has_mark |= is_hosts;
-    }
-    return has_mark;
 }
 
 // ---- values ---------------------------------------------------------------------------
@@ -219,10 +119,10 @@ static bool append_opaque_items(Building *building, const DICOM_List *node, cons
     if (done && options.change != nullptr && !options.change(&inner, options.user, &error))
         done = fail(building, node, error.c_str());
     if (done) {
-        prepare_tree(&inner, options);
+        if (prepare_tree(&inner, options, mode).has_lost_values)
+            tell_of_lost_values(inner.tree);
         Building inside = {&inner, building->options, building->inside_opaque + 1, nullptr, {}};
         if (inner.tree != nullptr) {
-            mark_for_host(&inside, inner.tree, mode);
             done = append_items(&inside, inner.tree, mode, to);
             if (!done && building->error.empty())
                 building->error = inside.error;

@@ -18,7 +18,7 @@ struct Moved {
 
 bool is_media_directory(const Data_Set &set)
 {
-    return find_in_chain(set.tree, GROUP_DIRECTORY, ELEMENT_RECORDS) != nullptr;
+    return find_in_sorted_chain(set.tree, GROUP_DIRECTORY, ELEMENT_RECORDS) != nullptr;
 }
 
 void note_records(DICOM_List *sequence)

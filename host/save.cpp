@@ -41,19 +41,6 @@ static bool is_native(const std::string &uid)
     return uid.empty() || uid == EXPLICIT_LITTLE_UID || encoding.mode != MODE_EXPLICIT_LITTLE;
 }
 
-// The first attribute with fragments, or null. At most nine levels deep, as the tree is.
-static const DICOM_List *find_fragments(const DICOM_List *list)
-{
-    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
-        if (is_encapsulated(node))
-            return node;
-        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            if (const DICOM_List *found = find_fragments(node->item[i]))
-                return found;
-    }
-    return nullptr;
-}
-
 static std::string uid_of_input(const Data_Set &set)
 {
     for (const auto &row : inflated_uids)
@@ -78,15 +65,23 @@ static bool is_fit_for_directory(const Save_Options &options, std::string *error
     return error->empty();
 }
 
+static unsigned char mode_of_input(const Data_Set &set)
+{
+    unsigned char mode = set.mode & (SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN);
+    return mode == MODE_IMPLICIT_BIG ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
+}
+
+static unsigned char mode_asked_for(const Data_Set &set, const Save_Options &options)
+{
+    return options.mode == MODE_UNKNOWN ? mode_of_input(set) : options.mode;
+}
+
 // Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
-//   fragments  see prepare_tree
 static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, const Save_Options &options,
                             Target_Encoding *encoding, std::string *error)
 {
-    unsigned char came_as = set.mode & (SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN);
-    if (came_as == MODE_IMPLICIT_BIG)
-        came_as = MODE_IMPLICIT_LITTLE;
-    encoding->mode = options.mode == MODE_UNKNOWN ? came_as : options.mode;
+    unsigned char came_as = mode_of_input(set);
+    encoding->mode = mode_asked_for(set, options);
     if (is_media_directory(set)) {
         encoding->mode = MODE_EXPLICIT_LITTLE;
         if (!is_fit_for_directory(options, error))
@@ -113,69 +108,6 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
                   "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) is compressed, but no transfer syntax says how",
                   fragments->group, fragments->element);
     return true;
-}
-
-// ---- the tree -------------------------------------------------------------------------
-
-static bool is_behind(const DICOM_List *node, const DICOM_List *next)
-{
-    return next->group < node->group || (next->group == node->group && next->element < node->element);
-}
-
-// What one walk through a tree takes out, and what it finds.
-struct Tidying {
-    bool keep_private;
-    bool has_gap;       // there is work for close_gaps
-    bool is_unsorted;
-    const DICOM_List *fragments;   // the first attribute that has some
-};
-
-static bool is_unwanted(const Tidying &tidying, const DICOM_List *node)
-{
-    bool is_private = (node->group & 1) != 0 || (node->flag & FLAG_PRIVATE) != 0;
-    return node->element == 0 || (node->flag & FLAG_INVALID) != 0 || (is_private && !tidying.keep_private);
-}
-
-// At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.
-//   is_item  the chain is that of an item, where marks of empty items are not to stand beside attributes
-static void tidy_chain(DICOM_List **list, bool is_item, Tidying *tidying)
-{
-    bool has_mark = false;
-    const DICOM_List *before = nullptr;
-    for (DICOM_List **link = list; *link != nullptr;) {
-        DICOM_List *node = *link;
-        fetch_ahead(node);
-        if (is_unwanted(*tidying, node)) {
-            *link = node->next;
-            DICOM_Attribute_Free(nullptr, node);
-            if (*list != nullptr)
-                (*list)->last = nullptr;
-            continue;
-        }
-        tidying->is_unsorted |= before != nullptr && is_behind(before, node);
-        has_mark |= node->group == GROUP_ITEM && is_item_mark(node);
-        for (int i = 0; i < node->nb_item; i++) {
-            tidy_chain(&node->item[i], true, tidying);
-            tidying->has_gap |= node->item[i] == nullptr;
-        }
-        if (node->item != nullptr && tidying->fragments == nullptr && is_encapsulated(node))
-            tidying->fragments = node;
-        before = node;
-        link = &node->next;
-    }
-    tidying->has_gap |= is_item && has_mark && (*list)->next != nullptr;
-}
-
-const DICOM_List *prepare_tree(Data_Set *set, const Save_Options &options)
-{
-    Tidying tidying = {options.keep_private, false, false, nullptr};
-    tidy_chain(&set->tree, false, &tidying);
-    if (tidying.has_gap)
-        close_gaps(set->tree);
-    DICOM_Root root = {};
-    if (tidying.is_unsorted)
-        DICOM_Attribute_Sort(nullptr, &root, &set->tree);
-    return tidying.has_gap || tidying.is_unsorted ? find_fragments(set->tree) : tidying.fragments;
 }
 
 // ---- one saving -----------------------------------------------------------------------
@@ -241,12 +173,12 @@ static bool set_in_head(DICOM_List **head, unsigned short element, unsigned shor
     return has_value(*head, element);
 }
 
-// Group 0002 as a chain of its own for as long as this lives; what follows it in the tree is what it was.
+// Group 0002 of a sorted tree as a chain of its own for as long as this lives; what follows it in the tree is what it was.
 struct Taken_Head {
     explicit Taken_Head(DICOM_List **from) : tree(from)
     {
         DICOM_List **end = &head;
-        for (DICOM_List **link = tree; *link != nullptr;) {
+        for (DICOM_List **link = tree; *link != nullptr && (*link)->group <= GROUP_FILE_META;) {
             DICOM_List *node = *link;
             if (node->group != GROUP_FILE_META) {
                 link = &node->next;
@@ -319,7 +251,7 @@ static bool make_head(const Saving *saving, DICOM_List **head)
     drop_from_head(head, 0x0001);
     DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, 0x0001, VR_OB, 2, 0, 1);
     for (const auto &row : copied) {
-        std::string uid = text_of(find_in_chain(set.tree, 0x0008, row.from));
+        std::string uid = text_of(find_in_sorted_chain(set.tree, 0x0008, row.from));
         if (is_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
             return false;
     }
@@ -457,7 +389,8 @@ static bool place_records(Saving *saving, DICOM_List *first)
     return move_records(saving->set->tree, records, &error) || fail(saving, error);
 }
 
-static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last)
+//   has_mark  some of its nodes bear the mark of prepare_tree
+static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last, bool has_mark)
 {
     if (saving->options->standard_groups_only && !is_selected(saving, first->group)) {
         saving->dropped.push_back(first->group);
@@ -465,20 +398,17 @@ static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last)
     }
     if (first->group == 0x0004 && is_media_directory(*saving->set) && !place_records(saving, first))
         return false;
-    bool has_mark = false;
-    for (DICOM_List *node = first; node != last->next; node = node->next)
-        has_mark |= (node->flag & FLAG_USED) != 0;
     return has_mark ? write_in_pieces(saving, first, last->next) : write_whole(saving, first, last);
 }
 
 static bool write_groups(Saving *saving)
 {
     for (DICOM_List *first = saving->set->tree; first != nullptr && saving->target->failure == 0;) {
-        DICOM_List *last = first;
-        while (last->next != nullptr && last->next->group == first->group)
-            last = last->next;
-        DICOM_List *next = last->next;
-        if (first->group != GROUP_FILE_META && !write_group(saving, first, last))
+        DICOM_List *last = first, *next = first->next;
+        bool has_mark = (first->flag & FLAG_USED) != 0;
+        for (; next != nullptr && next->group == first->group; last = next, next = next->next)
+            has_mark |= (next->flag & FLAG_USED) != 0;
+        if (first->group != GROUP_FILE_META && !write_group(saving, first, last, has_mark))
             return false;
         first = next;
     }
@@ -502,8 +432,6 @@ static void report_dropped(const Saving &saving)
 
 static bool write_data_set(Saving *saving)
 {
-    Building building = {saving->set, saving->options, 0, nullptr, {}};
-    mark_for_host(&building, saving->set->tree, saving->encoding.mode);
     Writer_Settings settings(*saving->options);
     if (!write_head(saving) || !write_groups(saving))
         return false;
@@ -519,9 +447,13 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
     error->clear();
     try {
         make_editable(set);
-        const DICOM_List *fragments = prepare_tree(set, options);
-        if (!choose_encoding(*set, fragments, options, &saving.encoding, error))
+        unsigned char mode = mode_asked_for(*set, options);
+        Prepared prepared = prepare_tree(set, options, mode);
+        if (!choose_encoding(*set, prepared.fragments, options, &saving.encoding, error))
             return false;
+        Building building = {set, &options, 0, nullptr, {}};
+        if (saving.encoding.mode != mode)   // of a media directory
+            mark_for_host(&building, set->tree, saving.encoding.mode);
         Target target;
         target.memory = bytes;
         if (bytes != nullptr)   // about as many as were read: a large value need not move while its stream grows
@@ -529,6 +461,8 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
         if (bytes == nullptr && !open_target(path, options, &target, error))
             return false;
         saving.target = &target;
+        if (prepared.has_lost_values)
+            tell_of_lost_values(set->tree);
         if (!write_data_set(&saving)) {
             *error = saving.error;
             return false;

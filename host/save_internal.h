@@ -8,6 +8,7 @@
 
 #include "host/fetch_ahead.h"
 #include "host/host_internal.h"
+#include "host/letter_index.h"
 #include "host/velmora_save.h"
 
 namespace velmora_host
@@ -23,8 +24,15 @@ struct VR_Form {
     bool is_later;              // a VR that the library's writers take for a short one
 };
 
-// The form of a VR, that of UN for one that is no VR of the standard.
-const VR_Form &vr_form(unsigned short vr);
+enum : size_t { OTHER_FORM = 33 };   // the last row, that of UN
+extern const VR_Form vr_forms[];
+extern const Letter_Index form_index;
+
+// The form of a VR, that of UN for one that is no VR of the standard. In line for what is asked of each attribute.
+inline const VR_Form &vr_form(unsigned short vr)
+{
+    return vr_forms[row_by_letters(form_index, vr, OTHER_FORM)];
+}
 
 // The VR that a value has, whatever it is written as: the stream's own, or the one by definition; UN for a guess.
 unsigned short true_vr(const DICOM_List *node);
@@ -64,6 +72,7 @@ std::string code_strings(const std::string &text);
 
 // The first node of a chain with this tag, or null. Never makes one.
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element);
+DICOM_List *find_in_sorted_chain(DICOM_List *list, unsigned short group, unsigned short element);
 
 // ---- pieces of a stream (pieces.cpp) --------------------------------------------------
 
@@ -100,7 +109,7 @@ void set_length(Pieces *to, const Length_Place &place, unsigned char mode, unsig
 // Appends one piece behind another list's.
 void move_behind(Pieces *to, Pieces *from);
 
-// ---- attributes as pieces (elements.cpp) ----------------------------------------------
+// ---- a tree ready to be written (preparing.cpp) ---------------------------------------
 
 struct Building {
     const Data_Set *set;
@@ -110,18 +119,38 @@ struct Building {
     std::string error;               // of the first failure
 };
 
-// Finds the nodes of a chain that the library's writers would not write as they are wanted, and marks them with
-// FLAG_USED. Returns whether there is one.
-bool mark_for_host(Building *building, DICOM_List *list, unsigned char mode);
+// Whether a node holds a sequence below the ninth level.
+bool is_opaque(const Building *building, const DICOM_List *node);
+
+// The VR that goes into the stream.
+unsigned short written_vr(const Building *building, const DICOM_List *node);
+
+// Whether an item has no attributes: its head is the mark, and nothing follows.
+inline bool is_empty_item(const DICOM_List *item)
+{
+    return item->next == nullptr && is_item_mark(item);
+}
+
+// A sorted tree without what is not to be written: group lengths, private attributes if they are not kept. What the
+// library's writers would not write in this mode as it is wanted bears FLAG_USED, and so does all that holds such a thing.
+struct Prepared {
+    const DICOM_List *fragments;   // the first attribute that has some, or null
+    bool has_lost_values;          // there is something for tell_of_lost_values
+};
+Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char mode);
+
+// The marks alone, for another mode or a chain of its own. Returns whether there is one.
+bool mark_for_host(const Building *building, DICOM_List *list, unsigned char mode);
+
+// Warns of values that are not written, since their attributes have items as well.
+void tell_of_lost_values(const DICOM_List *list);
+
+// ---- attributes as pieces (elements.cpp) ----------------------------------------------
 
 // Appends the attributes of a chain that was marked. Runs of nodes without a mark go through DICOM_List2Stream.
 //   first, end  the nodes from one up to another, or to the end of the chain
 // Returns false with an error in the building.
 bool append_chain(Building *building, DICOM_List *first, DICOM_List *end, unsigned char mode, Pieces *to);
-
-// A sorted tree without what is not to be written: group lengths, private attributes if they are not kept.
-// Returns the first attribute with fragments, or null.
-const DICOM_List *prepare_tree(Data_Set *set, const Save_Options &options);
 
 // ---- the file (target_file.cpp) -------------------------------------------------------
 
@@ -165,7 +194,7 @@ bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsi
 
 // ---- media directories (media_directory.cpp) ------------------------------------------
 
-// Whether a data set is a media directory with offsets into itself (DICOM PS3.3, F.3).
+// Whether a data set, sorted, is a media directory with offsets into itself (DICOM PS3.3, F.3).
 bool is_media_directory(const Data_Set &set);
 
 // Writes down in each node of a directory record where the record stood, before its item tag goes.

@@ -4,14 +4,12 @@
 
 #include <limits.h>
 
-#include "host/letter_index.h"
-
 namespace velmora_host
 {
 
 // ---- forms of VRs ---------------------------------------------------------------------
 
-static constexpr VR_Form vr_forms[] = {
+constexpr VR_Form vr_forms[] = {
   //       unit  by writer  long   later
     {VR_AE, 1, false, false, false},
     {VR_AS, 1, false, false, false},
@@ -49,13 +47,8 @@ static constexpr VR_Form vr_forms[] = {
     {VR_UN, 1, false, true,  false}, // the last row is that of any other
 };
 
-static const size_t OTHER_FORM = sizeof vr_forms / sizeof vr_forms[0] - 1;
-static constexpr Letter_Index form_index = index_by_letters(vr_forms, OTHER_FORM);
-
-const VR_Form &vr_form(unsigned short vr)
-{
-    return vr_forms[row_by_letters(form_index, vr, OTHER_FORM)];
-}
+constexpr Letter_Index form_index = index_by_letters(vr_forms, OTHER_FORM);
+static_assert(sizeof vr_forms / sizeof vr_forms[0] == OTHER_FORM + 1);
 
 unsigned short true_vr(const DICOM_List *node)
 {
@@ -184,6 +177,17 @@ DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short
     while (list != nullptr && (list->group != group || list->element != element))
         list = list->next;
     return list;
+}
+
+DICOM_List *find_in_sorted_chain(DICOM_List *list, unsigned short group, unsigned short element)
+{
+    unsigned int wanted = static_cast<unsigned int>(group) << 16 | element, tag = 0;
+    for (; list != nullptr; list = list->next) {
+        tag = static_cast<unsigned int>(list->group) << 16 | list->element;
+        if (tag >= wanted)
+            break;
+    }
+    return tag == wanted ? list : nullptr;
 }
 
 // ---- VRs that the tree does not tell --------------------------------------------------

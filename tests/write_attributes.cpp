@@ -1,5 +1,7 @@
 // One attribute, one group and its length as bytes: layouts, lengths, byte order, and what cannot be written.
 #include <gtest/gtest.h>
+#include <algorithm>
+#include <random>
 
 #include "tests/support/reports.h"
 #include "tests/write_trees.h"
@@ -167,6 +169,63 @@ TEST(WriteGroup, TellsItsLengthInTheOrderAskedFor)
         Block block;
         EXPECT_EQ(DICOM_Write_Group_Length(nullptr, 8, each.syntax, 0x01020304, &block.data), 12u);
         EXPECT_EQ(block.bytes(12), hex(each.expected));
+    }
+}
+
+// A sequence of random items, or a random value; now and then one that cannot be written as it stands.
+static DICOM_List *random_node(std::mt19937 *random, int depth)
+{
+    static const char *const VRS[] = {"LO", "US", "UL", "FD", "OB", "OW", "UN", "UT", "AT"};
+    auto below = [random](unsigned int n) { return static_cast<int>((*random)() % n); };
+    Tag tag = {0x0010, static_cast<unsigned short>(below(0xFFFF))};
+    if (depth < 4 && below(3) == 0) {
+        std::vector<Chain> items(static_cast<size_t>(below(4)));
+        for (Chain &item : items)
+            for (int n = below(8) == 0 ? 0 : 1 + below(4); n > 0; n--)
+                item.push_back(random_node(random, depth + 1));
+        return sequence_of(tag, items);
+    }
+    int kind = below(400);
+    if (kind < 2)
+        return unread(tag, "OB", kind == 0 ? -1 : 1 + below(2000));
+    size_t size = kind == 2 ? 1300000 : static_cast<size_t>(kind < 10 ? below(3000) : below(20));
+    return attribute(tag, VRS[below(9)], Bytes(size, static_cast<char>('a' + below(26))));
+}
+
+TEST(WriteGroup, IsWrittenInOneWalkAsItIsMeasuredFirst)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 400; round++) {
+        With lengths(&DICOM_Flag_Seq_Size, round % 2 == 1);
+        char syntax = "\0\x08\x09"[round % 3];
+        Made tree({random_node(&random, 0), random_node(&random, 0), random_node(&random, 0)});
+        Bytes expected;
+        std::vector<std::string> failures;   // each attribute is the last that the block has to have room for
+        std::string warnings;
+        {
+            Reports said;
+            for (DICOM_List *node = tree.head; node != nullptr; node = node->next) {
+                Block block;
+                block.data = DICOM_Attribute_To_Str(nullptr, syntax, node);
+                expected += block.bytes(DICOM_Attribute_Size(nullptr, syntax, node));
+                failures.push_back("line N of .\\NEMA_Write_Buffer \nmemory error in realloc (var=*buffer, dim=" +
+                                   std::to_string(expected.size()) + "x1)\n");
+            }
+            warnings = said.warnings();
+        }
+        for (int threshold : {10, 15}) {   // at the second one the walks are traced, and it is measured first
+            Reports said(threshold);
+            ASSERT_EQ(group(tree, 0x0010, syntax), expected) << round;
+            EXPECT_EQ(said.warnings(), warnings) << round;
+        }
+        Reports said;
+        refuse_each_allocation([&](int) {
+            said.all.clear();
+            bool done = group(tree, 0x0010, syntax) == expected, refused = Refuse::happened();
+            EXPECT_EQ(done, !refused) << round;
+            EXPECT_EQ(std::count(failures.begin(), failures.end(), said.failures()) > 0, refused)
+                << round << ": " << said.failures();
+        });
     }
 }
 

@@ -1,6 +1,6 @@
 // Attributes as bytes: one node with all that it holds, one group of a chain, the length element of a group. Each
-// attribute is sized once and then written straight to its place; lengths of sequences and items are put in when their
-// end is reached. Which groups go into a stream is left to stream_writers.cpp.
+// attribute is written straight to its place; lengths of sequences and items are put in when their end is reached. Which
+// groups go into a stream is left to stream_writers.cpp.
 #include "write/write_internal.h"
 
 #include <limits.h>
@@ -14,17 +14,19 @@ enum {
 };
 
 static const uint64_t SMALLEST_ROOM = 256;   // of a block that grows
+static const int MOST_AT_FIRST = 1 << 20;    // bytes of a value that is written before all is measured
 
 // How one call writes. Taken when it starts, so that sizing and writing agree.
 struct Encoding {
     HWND window;
     char syntax;
     bool by_length;   // sequences and items with their lengths, else with delimiters
+    bool is_first_attempt;   // what is unusual is left to a second one
 };
 
 static Encoding encoding_of(HWND window, char syntax)
 {
-    return {window, syntax, DICOM_Flag_Seq_Size != 0};
+    return {window, syntax, DICOM_Flag_Seq_Size != 0, false};
 }
 
 // ---- what the standard says of a VR (DICOM PS3.5 7.1.2, 7.3)
@@ -126,27 +128,83 @@ static int attribute_size(const Encoding &how, const DICOM_List *tag)
     return static_cast<int>(bytes);
 }
 
-// ---- writing: each step takes the place to write to and returns the place behind
+// ---- where the bytes go
 
-static char *put_tag(char syntax, char *out, unsigned short group, unsigned short element)
+// What becomes of an attribute.
+enum Outcome {
+    WRITTEN,
+    UNUSUAL,     // given up by a first attempt, which reports nothing
+    NO_MEMORY,
+};
+
+// A stretch of a block that is being filled. Places in it are told as offsets, since the block moves when it grows.
+struct Output {
+    Write_Block *block;   // null: the stretch has the exact size already
+    char *start, *at, *end;
+    Outcome outcome;      // once something had to give up
+};
+
+static uint64_t larger_room(const Write_Block *block, uint64_t needed)
+{
+    uint64_t room = needed < SMALLEST_ROOM ? SMALLEST_ROOM : needed + needed / 2;
+    return room < block->limit ? room : block->limit;
+}
+
+static void take_over(Write_Block *block, void *grown, uint64_t room)
+{
+    *block->buffer = static_cast<char *>(grown);
+    block->capacity = room;
+}
+
+static Output output_to(Write_Block *block)
+{
+    uint64_t room = block->capacity > block->used ? block->capacity - block->used : 0;
+    char *at = *block->buffer + block->used;
+    return {block, *block->buffer, at, at + room, WRITTEN};
+}
+
+static bool give_up(Output *out, Outcome why)
+{
+    out->outcome = why;
+    return false;
+}
+
+// An attribute that cannot be written as it stands is left to attribute_size, which tells why.
+static bool grow(Output *out, uint64_t bytes)
+{
+    Write_Block *block = out->block;
+    uint64_t filled = static_cast<uint64_t>(out->at - out->start), needed = filled + bytes;
+    if (needed > block->limit || needed - block->used > INT_MAX)
+        return give_up(out, UNUSUAL);
+    uint64_t room = larger_room(block, needed);
+    void *grown = frame_try_realloc(*block->buffer, room);
+    if (grown == nullptr)
+        return give_up(out, NO_MEMORY);
+    take_over(block, grown, room);
+    out->start = *block->buffer;
+    out->at = out->start + filled;
+    out->end = out->start + room;
+    return true;
+}
+
+static inline bool has_room(Output *out, uint64_t bytes)
+{
+    return bytes <= static_cast<uint64_t>(out->end - out->at) || grow(out, bytes);
+}
+
+// ---- writing: what goes where there is room
+
+static inline char *put_tag(char syntax, char *out, unsigned short group, unsigned short element)
 {
     store_16(syntax, out, group);
     store_16(syntax, out + 2, element);
     return out + 4;
 }
 
-static char *put_item_tag(char syntax, char *out, unsigned short element, int length)
-{
-    out = put_tag(syntax, out, GROUP_ITEM, element);
-    store_32(syntax, out, static_cast<uint32_t>(length));
-    return out + 4;
-}
-
-static char *put_header(char syntax, char *out, const DICOM_List *tag, int length)
+static inline char *put_header_in(char syntax, char *out, const DICOM_List *tag, unsigned short vr, int length)
 {
     out = put_tag(syntax, out, tag->group, tag->element);
     if ((syntax & SYNTAX_EXPLICIT) != 0) {
-        unsigned short vr = working_vr(tag);
         out[0] = first_letter(vr);
         out[1] = second_letter(vr);
         if (!has_long_form(vr)) {
@@ -158,6 +216,13 @@ static char *put_header(char syntax, char *out, const DICOM_List *tag, int lengt
     }
     store_32(syntax, out, static_cast<uint32_t>(length));
     return out + 4;
+}
+
+// The usual syntax stands as a constant, so that nothing is asked about the order of bytes.
+static char *put_header(char syntax, char *out, const DICOM_List *tag, unsigned short vr, int length)
+{
+    return syntax == SYNTAX_EXPLICIT ? put_header_in(SYNTAX_EXPLICIT, out, tag, vr, length)
+                                     : put_header_in(syntax, out, tag, vr, length);
 }
 
 // A unit that the value does not fill to its end is copied as it stands.
@@ -181,34 +246,68 @@ static void put_value(char *out, const char *data, int size, int unit)
     memcpy(out + at, data + at, static_cast<size_t>(size - at));
 }
 
-static char *put_plain(const Encoding &how, char *out, const DICOM_List *tag)
+// ---- writing: each step returns whether it could do it all
+
+static bool put_item_tag(const Encoding &how, Output *out, unsigned short element, int length)
 {
-    unsigned short vr = working_vr(tag);
+    if (!has_room(out, ITEM_TAG))
+        return false;
+    put_tag(how.syntax, out->at, GROUP_ITEM, element);
+    store_32(how.syntax, out->at + 4, static_cast<uint32_t>(length));
+    out->at += ITEM_TAG;
+    return true;
+}
+
+static void warn_of_length(const Encoding &how, const DICOM_List *tag, unsigned short vr)
+{
+    REPORT(how.window, Flag_Error_Warning,
+           "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Length %d of VR=%c%c can not be written: "
+           "left without value", tag->group, tag->element, tag->size, shown_letter(first_letter(vr)),
+           shown_letter(second_letter(vr)));
+}
+
+// Whether a first attempt may write a plain value: nothing is said about it, and its bytes are in memory, so that an
+// attribute that proves too long has not been given gigabytes of room by then.
+static bool is_usual_value(const DICOM_List *tag)
+{
+    return tag->size == 0 || (tag->data != nullptr && tag->size > 0 && tag->size <= MOST_AT_FIRST);
+}
+
+static bool put_plain(const Encoding &how, Output *out, const DICOM_List *tag, unsigned short vr)
+{
+    if (how.is_first_attempt && !is_usual_value(tag))
+        return give_up(out, UNUSUAL);
     int size = value_size(tag);
     if (size != tag->size)
-        REPORT(how.window, Flag_Error_Warning,
-               "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Length %d of VR=%c%c can not be written: "
-               "left without value", tag->group, tag->element, tag->size, shown_letter(first_letter(vr)),
-               shown_letter(second_letter(vr)));
+        warn_of_length(how, tag, vr);
 
-    out = put_header(how.syntax, out, tag, size);
+    if (!has_room(out, plain_size(how, tag, vr)))
+        return false;
+    char *value = put_header(how.syntax, out->at, tag, vr, size);
+    out->at = value + size;
     if (tag->data == nullptr) {
-        memset(out, 0, static_cast<size_t>(size));   // a value that is still in its source
-        return out + size;
+        memset(value, 0, static_cast<size_t>(size));   // a value that is still in its source
+        return true;
     }
-    put_value(out, tag->data, size, swap_unit(how.syntax, vr));
+    int unit = swap_unit(how.syntax, vr);
+    if (unit == 1)
+        memcpy(value, tag->data, static_cast<size_t>(size));
+    else
+        put_value(value, tag->data, size, unit);
     REPORT(how.window, LEVEL_FUNCTION, "tag (%04x,%04x) = %d bytes tot, %d bytes data", tag->group, tag->element,
            header_size(how.syntax, vr), tag->size);
-    return out + size;
+    return true;
 }
 
 // Ends a sequence or an item: puts its length in the four bytes in front of its content, or the delimiter behind it.
-static char *put_end(const Encoding &how, char *content, char *out, unsigned short delimiter)
+//   content  offset from the output's start
+static bool put_end(const Encoding &how, Output *out, int64_t content, unsigned short delimiter)
 {
     if (!how.by_length)
-        return put_item_tag(how.syntax, out, delimiter, 0);
-    store_32(how.syntax, content - 4, static_cast<uint32_t>(out - content));
-    return out;
+        return put_item_tag(how, out, delimiter, 0);
+    char *start = out->start + content;
+    store_32(how.syntax, start - 4, static_cast<uint32_t>(out->at - start));
+    return true;
 }
 
 static void trace_writing(HWND window, const DICOM_List *tag)
@@ -216,25 +315,32 @@ static void trace_writing(HWND window, const DICOM_List *tag)
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
 }
 
-// Fills exactly the bytes that measure has counted.
-static char *put_attribute(const Encoding &how, char *out, const DICOM_List *tag)
+static bool put_attribute(const Encoding &how, Output *out, const DICOM_List *tag, int depth)
 {
     fetch_ahead(tag);
-    if (working_vr(tag) != VR_SQ)
-        return put_plain(how, out, tag);
+    unsigned short vr = working_vr(tag);
+    if (vr != VR_SQ)
+        return put_plain(how, out, tag, vr);
+    if (depth >= MAX_WRITTEN_DEPTH)
+        return give_up(out, UNUSUAL);
 
-    out = put_header(how.syntax, out, tag, UNDEFINED_LENGTH);
-    char *items = out;
+    if (!has_room(out, static_cast<uint64_t>(header_size(how.syntax, vr))))
+        return false;
+    out->at = put_header(how.syntax, out->at, tag, vr, UNDEFINED_LENGTH);
+    int64_t items = out->at - out->start;
     for (int i = 0; const DICOM_List *node = item_at(tag, i); i++) {
-        out = put_item_tag(how.syntax, out, ELEMENT_ITEM, UNDEFINED_LENGTH);
-        char *content = out;
+        if (!put_item_tag(how, out, ELEMENT_ITEM, UNDEFINED_LENGTH))
+            return false;
+        int64_t content = out->at - out->start;
         for (; node != nullptr; node = node->next) {
             trace_writing(how.window, node);
-            out = put_attribute(how, out, node);
+            if (!put_attribute(how, out, node, depth + 1))
+                return false;
         }
-        out = put_end(how, content, out, ELEMENT_ITEM_END);
+        if (!put_end(how, out, content, ELEMENT_ITEM_END))
+            return false;
     }
-    return put_end(how, items, out, ELEMENT_SEQUENCE_END);
+    return put_end(how, out, items, ELEMENT_SEQUENCE_END);
 }
 
 // ---- the block
@@ -251,27 +357,52 @@ static bool reserve(HWND window, Write_Block *to, int bytes)
     if (needed <= to->capacity)
         return true;
 
-    uint64_t room = needed < SMALLEST_ROOM ? SMALLEST_ROOM : needed + needed / 2;
-    if (room > to->limit)
-        room = to->limit;
+    uint64_t room = larger_room(to, needed);
     void *grown = ALLOC_REALLOC_ROOM(window, "*buffer", *to->buffer, room, needed, 1);
     if (grown == nullptr)
         return false;
-    *to->buffer = static_cast<char *>(grown);
-    to->capacity = room;
+    take_over(to, grown, room);
     return true;
 }
 
+static void report_no_room(const Encoding &how, const DICOM_List *tag, const Write_Block *to)
+{
+    int size = attribute_size(how, tag);
+    if (size > 0)
+        frame_fail(how.window, "realloc", static_cast<size_t>(to->used) + static_cast<size_t>(size), 1, "*buffer",
+                   SOURCE, __LINE__);
+}
+
+static bool append_output(const Output &out, Write_Block *to)
+{
+    to->used = static_cast<unsigned int>(out.at - out.start);
+    return true;
+}
+
+// Most attributes are written in one walk, without a look at how long they become: a walk through items that no cache
+// holds waits for its memory each time. What needs a report, or has to be looked at whole first, gives up on that and
+// is measured before anything is said; so is everything while the walks are traced.
 bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Block *to)
 {
     Encoding how = encoding_of(window, syntax);
+    how.is_first_attempt = report_threshold < LEVEL_FUNCTION;
+    if (how.is_first_attempt) {
+        Output out = output_to(to);
+        if (put_attribute(how, &out, tag, 0))
+            return append_output(out, to);
+        if (out.outcome == NO_MEMORY) {
+            report_no_room(how, tag, to);
+            return false;
+        }
+        how.is_first_attempt = false;
+    }
     int size = attribute_size(how, tag);
     if (size == 0 || !reserve(window, to, size))
         return false;
     trace_writing(window, tag);
-    put_attribute(how, *to->buffer + to->used, tag);
-    to->used += static_cast<unsigned int>(size);
-    return true;
+    Output out = output_to(to);
+    put_attribute(how, &out, tag, 0);
+    return append_output(out, to);
 }
 
 // A node for the length element of a group, over four bytes of the caller.
@@ -331,8 +462,10 @@ char *DICOM_Attribute_To_Str(HWND window, char syntax, const DICOM_List *tag)
     if (size == 0)
         return nullptr;
     char *buffer = static_cast<char *>(ALLOC_MALLOC(window, "buffer", size, 1));
-    if (buffer != nullptr)
-        put_attribute(how, buffer, tag);
+    if (buffer != nullptr) {
+        Output out = {nullptr, buffer, buffer, buffer + size, WRITTEN};
+        put_attribute(how, &out, tag, 0);
+    }
     return buffer;
 }
 

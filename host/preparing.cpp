@@ -1,0 +1,222 @@
+// A tree made ready to be written in one encoding: what is not to be written taken out, gaps closed, tags in order, and
+// marked what is left to the host. The library's writers make the bytes of all that they can write as it is wanted;
+// theirs are not: values that stay in the source, VRs that the writers do not know, fragments, sequences of VR UN, empty
+// items, sequences below the ninth level, and all that holds such a thing.
+#include "host/save_internal.h"
+
+namespace velmora_host
+{
+
+static const int MOST_IN_SHORT_FORM = 65535;
+
+// ---- what is left to the host ---------------------------------------------------------
+
+bool is_opaque(const Building *building, const DICOM_List *node)
+{
+    return node->item == nullptr && !building->set->opaque.empty() && find_opaque(*building->set, node) != nullptr;
+}
+
+unsigned short written_vr(const Building *building, const DICOM_List *node)
+{
+    unsigned short vr = true_vr(node);
+    if (node->item != nullptr && vr != VR_UN && !is_encapsulated(node))
+        return VR_SQ;
+    if (is_opaque(building, node))
+        return vr == VR_UN ? VR_UN : VR_SQ;
+    int size = 0;
+    if (vr == VR_SQ && node->item == nullptr && value_of(*building->set, node, &size) != nullptr)
+        return VR_UN;   // bytes that are no items
+    const VR_Form &form = vr_form(vr);
+    if (form.is_later && building->options->later_vrs_as_un)
+        return VR_UN;
+    // The short form cannot tell a greater length (DICOM PS3.5, 6.2.2).
+    int most = building->options->even_lengths ? MOST_IN_SHORT_FORM - 1 : MOST_IN_SHORT_FORM;
+    return !form.is_long && node->size > most ? static_cast<unsigned short>(VR_UN) : vr;
+}
+
+// Most values are none of those that is_hosts_value looks for, which these few questions tell.
+static bool is_plainly_not_hosts(const Building *building, const DICOM_List *node, unsigned char mode)
+{
+    unsigned short vr = working_vr(node);
+    const VR_Form &form = vr_form(vr);
+    return node->data != nullptr && node->size > 0 && node->size <= MOST_IN_SHORT_FORM && form.vr == vr &&
+           !form.is_later && vr != VR_SQ && !is_big_endian(node->syntax) && !is_big_endian(mode) &&
+           (node->flag & FLAG_GUESSED_VR) == 0 && (!building->options->even_lengths || node->size % 2 == 0) &&
+           building->set->opaque.empty();
+}
+
+// Whether the value of an attribute without items is the host's to write.
+static bool is_hosts_value(const Building *building, const DICOM_List *node, unsigned char mode)
+{
+    int size = 0;
+    bool has_bytes = value_of(*building->set, node, &size) != nullptr;
+    if (is_opaque(building, node) || (is_explicit(mode) && written_vr(building, node) != working_vr(node)))
+        return true;
+    const VR_Form &form = vr_form(true_vr(node));
+    if (!has_bytes)
+        return is_explicit(mode) && form.is_later;
+    bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
+    bool is_unread = node->data == nullptr, is_padded = building->options->even_lengths && node->size % 2 != 0;
+    return is_unread || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
+           (is_explicit(mode) && form.is_later);
+}
+
+// Whether an attribute with items is the host's to write whatever is in them.
+static bool is_hosts_sequence(const DICOM_List *node)
+{
+    return working_vr(node) != VR_SQ;
+}
+
+static unsigned char mode_in_items(const DICOM_List *node, unsigned char mode)
+{
+    bool is_unknown = is_explicit(mode) && true_vr(node) == VR_UN;
+    return is_unknown ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
+}
+
+// A node that bears its mark already is not written to: each line of memory that changes has to be stored again.
+static void mark(DICOM_List *node, bool is_hosts)
+{
+    unsigned short flag = static_cast<unsigned short>(is_hosts ? node->flag | FLAG_USED : node->flag & ~FLAG_USED);
+    if (node->flag != flag)
+        node->flag = flag;
+}
+
+bool mark_for_host(const Building *building, DICOM_List *list, unsigned char mode)
+{
+    bool has_mark = false;
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        bool is_hosts = node->item == nullptr ? is_hosts_value(building, node, mode) : is_hosts_sequence(node);
+        for (int i = 0; node->item != nullptr && i < node->nb_item && node->item[i] != nullptr; i++) {
+            is_hosts |= is_empty_item(node->item[i]);
+            is_hosts |= mark_for_host(building, node->item[i], mode_in_items(node, mode));
+        }
+        mark(node, is_hosts);
+        has_mark |= is_hosts;
+    }
+    return has_mark;
+}
+
+// ---- what is lost ---------------------------------------------------------------------
+
+// A stream has no form for an attribute with both: that of items, which hold more than one attribute, is taken.
+static bool has_lost_value(const DICOM_List *node)
+{
+    return node->item != nullptr && node->data != nullptr && node->size > 0;
+}
+
+void tell_of_lost_values(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (has_lost_value(node))
+            Error_Fct(nullptr, Flag_Error_Warning,
+                      "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) has items and a value, and the %d bytes "
+                      "of its value are not written",
+                      node->group, node->element, node->size);
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            tell_of_lost_values(node->item[i]);
+    }
+}
+
+// ---- what goes, and what is out of order ----------------------------------------------
+
+// What the walk through a tree has to know, and what it finds.
+struct Preparing {
+    Building building;
+    Prepared found;
+    bool has_gap;       // there is work for close_gaps
+    bool is_unsorted;
+};
+
+static bool is_unwanted(const Save_Options &options, const DICOM_List *node)
+{
+    bool is_private = (node->group & 1) != 0 || (node->flag & FLAG_PRIVATE) != 0;
+    return node->element == 0 || (node->flag & FLAG_INVALID) != 0 || (is_private && !options.keep_private);
+}
+
+static void drop(DICOM_List **list, DICOM_List **link)
+{
+    DICOM_List *node = *link;
+    *link = node->next;
+    DICOM_Attribute_Free(nullptr, node);
+    if (*list != nullptr)
+        (*list)->last = nullptr;
+}
+
+static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode);
+
+// Returns whether the items hold what is the host's to write.
+static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char mode)
+{
+    bool has_mark = false;
+    unsigned char inside = node->nb_item > 0 ? mode_in_items(node, mode) : mode;
+    for (int i = 0; i < node->nb_item; i++) {
+        has_mark |= prepare_chain(preparing, &node->item[i], true, inside);
+        preparing->has_gap |= node->item[i] == nullptr;
+        has_mark |= node->item[i] != nullptr && is_empty_item(node->item[i]);
+    }
+    if (preparing->found.fragments == nullptr && is_encapsulated(node))
+        preparing->found.fragments = node;
+    preparing->found.has_lost_values |= has_lost_value(node);
+    return has_mark;
+}
+
+// At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.
+//   is_item  the chain is that of an item, where marks of empty items are not to stand beside attributes
+static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode)
+{
+    bool has_mark = false, has_item_mark = false;
+    unsigned int last_tag = 0;
+    for (DICOM_List **link = list; *link != nullptr;) {
+        DICOM_List *node = *link;
+        fetch_ahead(node);
+        if (is_unwanted(*preparing->building.options, node)) {
+            drop(list, link);
+            continue;
+        }
+        unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
+        preparing->is_unsorted |= tag < last_tag;
+        last_tag = tag;
+        has_item_mark |= is_item_mark(node);
+        bool is_hosts = false;
+        if (node->item != nullptr)
+            is_hosts = is_hosts_sequence(node) | prepare_items(preparing, node, mode);
+        else if (!is_plainly_not_hosts(&preparing->building, node, mode))
+            is_hosts = is_hosts_value(&preparing->building, node, mode);
+        mark(node, is_hosts);
+        has_mark |= is_hosts;
+        link = &node->next;
+    }
+    preparing->has_gap |= is_item && has_item_mark && (*list)->next != nullptr;
+    return has_mark;
+}
+
+static const DICOM_List *find_fragments(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (is_encapsulated(node))
+            return node;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            if (const DICOM_List *found = find_fragments(node->item[i]))
+                return found;
+    }
+    return nullptr;
+}
+
+Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char mode)
+{
+    Preparing preparing = {{set, &options, 0, nullptr, {}}, {nullptr, false}, false, false};
+    prepare_chain(&preparing, &set->tree, false, mode);
+    if (!preparing.has_gap && !preparing.is_unsorted)
+        return preparing.found;
+
+    if (preparing.has_gap)
+        close_gaps(set->tree);
+    DICOM_Root root = {};
+    if (preparing.is_unsorted)
+        DICOM_Attribute_Sort(nullptr, &root, &set->tree);
+    mark_for_host(&preparing.building, set->tree, mode);
+    preparing.found.fragments = find_fragments(set->tree);
+    return preparing.found;
+}
+
+}   // namespace velmora_host
