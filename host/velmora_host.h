@@ -130,9 +130,10 @@ enum Load_Result {
     UNREADABLE,       // the bytes cannot be had, or memory ran out
 };
 
-// For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, and the
-// loading of a large data set lets the heap grow at once by what the tree will take, in huge pages where the system has
-// them. That sets malloc's M_MXFAST, M_TOP_PAD and M_TRIM_THRESHOLD; what a large tree took stays with the program.
+// For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, what one
+// data set took is kept for the next, and the loading of a large data set lets the heap grow at once by what the tree will
+// take, in huge pages where the system has them. That sets malloc's M_MXFAST, M_TOP_PAD, M_TRIM_THRESHOLD and
+// M_MMAP_THRESHOLD.
 void tune_heap();
 
 // Load a stream, find out how it is encoded, and make the formatted tree.
