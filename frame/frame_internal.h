@@ -46,7 +46,14 @@ inline void *frame_calloc(HWND window, size_t count, size_t size, const char *wh
     return block != nullptr ? block : frame_fail(window, "calloc", count, size, what, source, line);
 }
 
-// The same without a report: its caller makes one that says more.
+// For a block that its caller fills at once: the report is that of a cleared one.
+inline void *frame_calloc_unset(HWND window, size_t count, size_t size, const char *what, const char *source, int line)
+{
+    void *block = frame_is_refused() ? nullptr : malloc(count * size);
+    return block != nullptr ? block : frame_fail(window, "calloc", count, size, what, source, line);
+}
+
+// A block that is made larger, without a report: its caller makes one that says more.
 inline void *frame_try_realloc(void *block, size_t bytes)
 {
     return frame_is_refused() ? nullptr : realloc(block, bytes > 0 ? bytes : 1);
@@ -62,6 +69,8 @@ char *frame_strdup(HWND window, const char *text, const char *what, const char *
     frame_malloc((window), (size_t)(count) * (size_t)(size), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
 #define ALLOC_CALLOC(window, what, count, size) \
     frame_calloc((window), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
+#define ALLOC_CALLOC_UNSET(window, what, count, size) \
+    frame_calloc_unset((window), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
 #define ALLOC_REALLOC(window, what, block, count, size) \
     frame_realloc((window), (block), (size_t)(count) * (size_t)(size), (size_t)(count), (size_t)(size), (what), SOURCE, __LINE__)
 // The same for a block that is made larger than the report says, so that it need not grow at every step.

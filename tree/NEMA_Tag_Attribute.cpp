@@ -170,11 +170,12 @@ DICOM_List *refuse_insert(HWND window, const DICOM_List *source)
 
 DICOM_List *append_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List **chain, DICOM_List *source)
 {
-    DICOM_List *insert = static_cast<DICOM_List *>(ALLOC_CALLOC(window, "insert", 1, sizeof(DICOM_List)));
+    DICOM_List *insert = static_cast<DICOM_List *>(ALLOC_CALLOC_UNSET(window, "insert", 1, sizeof(DICOM_List)));
     if (insert == nullptr)
         return nullptr;
+    begin_copy(root, insert, source);
     link_at_end(chain, insert);
-    if (DICOM_Attribute_Copy_Tag(window, root, list, insert, source))
+    if (finish_copy(window, root, list, insert, source))
         return insert;
     REPORT(window, Flag_Error_Warning, "    \xF1\x05WARNING:\x02 Failed in DICOM_Attribute_Copy(%04x,%04x)",
            source->group, source->element);

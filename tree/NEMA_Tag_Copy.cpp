@@ -133,6 +133,12 @@ static int copy_description(HWND window, DICOM_List *target, const DICOM_List *s
     return 1;
 }
 
+// A guess is good enough to show a value, but not to pass it on as a fact.
+static unsigned short vr_to_copy(const DICOM_List *source)
+{
+    return (source->flag & FLAG_GUESSED_VR) != 0 ? static_cast<unsigned short>(VR_UN) : source->vr;
+}
+
 static int copy_fields(HWND window, const DICOM_Root *root, DICOM_List *target, const DICOM_List *source)
 {
     target->depth = static_cast<unsigned char>(root->Sequence_Depth);
@@ -142,8 +148,7 @@ static int copy_fields(HWND window, const DICOM_Root *root, DICOM_List *target, 
     take_over(target->syntax, source->syntax);
     take_over(target->type, source->type);
     take_over(target->vr_explicit, source->vr_explicit);
-    // A guess is good enough to show a value, but not to pass it on as a fact.
-    take_over(target->vr, (source->flag & FLAG_GUESSED_VR) != 0 ? static_cast<unsigned short>(VR_UN) : source->vr);
+    take_over(target->vr, vr_to_copy(source));
     take_over(target->stream_word, source->stream_word);
     take_over(target->pos, source->pos);
     take_over(target->data_pos, source->data_pos);
@@ -308,6 +313,47 @@ static int copy_chain(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_Li
         }
     }
     return 1;
+}
+
+void begin_copy(const DICOM_Root *root, DICOM_List *target, const DICOM_List *source)
+{
+    target->syntax = source->syntax;
+    target->depth = static_cast<unsigned char>(root->Sequence_Depth);
+    target->flag = source->flag;
+    target->group = source->group;
+    target->element = source->element;
+    target->vr_explicit = source->vr_explicit;
+    target->vr = vr_to_copy(source);
+    target->type = source->type;
+    target->vm = 0;
+    target->stream_word = source->stream_word;
+    target->pos = source->pos;
+    target->data_pos = source->data_pos;
+    target->size = target->nb_item = 0;
+    target->data = target->description = nullptr;
+    target->db = nullptr;
+    target->item = nullptr;
+    target->next = target->last = nullptr;
+}
+
+int finish_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
+{
+    REPORT(window, LEVEL_ATTRIBUTE, "in DICOM_Attribute_Copy_Tag(%04x,%04x)", source->group, source->element);
+    set_sequence(root, root->Sequence_Depth, source->group, source->element, 0);
+    if (source->data != nullptr && source->size > 0) {
+        target->data = static_cast<char *>(ALLOC_MALLOC(window, "target->data", source->size, 1));
+        if (target->data == nullptr)
+            return 0;
+        memcpy(target->data, source->data, static_cast<size_t>(source->size));
+    }
+    target->size = source->size;
+    if (source->description != nullptr && !copy_description(window, target, source))
+        return 0;
+    target->db = source->db;
+    if (source->item == nullptr)
+        return 1;
+    Copy_Places places = {};
+    return copy_items(window, root, list, target, source, &places);
 }
 
 int DICOM_Attribute_Copy_Tag(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_List *target, DICOM_List *source)
