@@ -225,8 +225,13 @@ static DICOM_List *find_creator(HWND window, DICOM_Root *root, Creators *creator
                                 unsigned short element)
 {
     // A chain above the cursor's depth is left by a walk down, and who wants the lookup's traces gets the lookup.
-    bool wants_walk = creators->list == nullptr || creators->list->depth < root->Sequence_Depth;
+    const DICOM_List *list = creators->list;
+    bool wants_walk = list == nullptr || list->depth < root->Sequence_Depth;
     bool wants_traces = report_threshold >= LEVEL_FUNCTION;
+    // Hosts that read element by element ask for one node at a time.
+    bool is_alone = list != nullptr && list->next == nullptr && !is_creator_element(list->element);
+    if (is_alone && !wants_walk && !wants_traces)
+        return nullptr;
     if (!creators->is_plain && !wants_walk && !wants_traces && creators->count < 0)
         collect_creators(window, creators);
     if (creators->is_plain || wants_walk || wants_traces)

@@ -80,10 +80,13 @@ inline bool is_unread(const DICOM_List *tag)
 
 // Nodes that were made one after the other mostly lie one after the other, and the next ones can be on their way while
 // this one is looked at. The processor sees that by itself in a long chain, but not from item to item: a plain walk of
-// a tree that no cache holds takes half the time with this hint. It does no harm where something else lies there.
+// a tree that no cache holds takes half the time with this hint. It does no harm where something else lies there. A node
+// lies on two lines of the cache.
 inline void fetch_ahead(const DICOM_List *node)
 {
-    __builtin_prefetch(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(node) + 512));
+    uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 512;
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead));
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead + 64));
 }
 
 // Takes the cursor through the items of a sequence and calls work with the address of each item's head, up to the

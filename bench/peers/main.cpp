@@ -7,6 +7,7 @@
 
 #include "bench/peers/floor.h"
 #include "bench/peers/measures.h"
+#include "host/velmora_host.h"
 
 static const Library *const libraries[] = {
     &library_ours,
@@ -20,16 +21,18 @@ static const Library *const libraries[] = {
 enum : size_t { MOST_LIBRARIES = sizeof libraries / sizeof libraries[0] };
 static size_t compared = MOST_LIBRARIES;   // the first of them
 
-static const char USAGE[] = "Usage: bench_peers [--rounds N] [--only INPUT] [--corpus DIR] [--alone] [--files DIR] [--make DIR]\n"
+static const char USAGE[] = "Usage: bench_peers [--rounds N] [--only INPUT] [--corpus DIR] [--alone] [--plain-heap] [--files DIR] [--make DIR]\n"
                             "  --rounds N    paired runs of each input, 7 without this\n"
                             "  --only INPUT  this input alone\n"
                             "  --corpus DIR  the files of this folder as one more input\n"
                             "  --alone       this library alone, for profiles\n"
+                            "  --plain-heap  malloc as the system sets it up, without tune_heap of the host library\n"
                             "  --files DIR   where the made files are kept, /dev/shm/velmora_peers without this\n"
                             "  --make DIR    only make the files, for the comparison of programs\n";
 
 struct Choice {
     int rounds = 7;
+    bool plain_heap = false;
     std::string only, corpus, files = "/dev/shm/velmora_peers", make;
 };
 
@@ -176,6 +179,8 @@ static void keep_common_files(Input *input)
 static int run(const Choice &choice)
 {
     make_files(choice.files);
+    if (!choice.plain_heap)   // as a program around this library has it; it is the heap of the others, too
+        velmora_host::tune_heap();
     for (size_t i = 0; i < compared; i++)
         libraries[i]->prepare();
     std::vector<Input> inputs = made_inputs(choice.files);
@@ -217,6 +222,9 @@ int main(int argc, char **argv)
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (strcmp(argv[i], "--alone") == 0) {
             compared = 1;
+            i--;
+        } else if (strcmp(argv[i], "--plain-heap") == 0) {
+            choice.plain_heap = true;
             i--;
         } else if (value != nullptr && strcmp(argv[i], "--rounds") == 0 && atoi(value) > 0) {
             choice.rounds = atoi(value);
