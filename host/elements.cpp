@@ -51,9 +51,14 @@ static void append_value(Building *building, const DICOM_List *node, unsigned ch
     append_padding(is_padded, padding_of(node), to);
 }
 
+// Fragments; or what stood in the items of an UN and could not be read. That gets a length: whatever it looks like, it is
+// not to be taken for the end of anything (DICOM PS3.5, 6.2.2).
 static void append_fragments(Building *building, const DICOM_List *node, unsigned char mode, Pieces *to)
 {
-    append_header(to, mode, node->group, node->element, true_vr(node), NO_LENGTH);
+    bool is_pixel_data = node->group == 0x7FE0 && node->element == 0x0010;
+    bool by_length = is_explicit(mode) && true_vr(node) == VR_UN && !is_pixel_data;
+    Length_Place place = append_header(to, mode, node->group, node->element, true_vr(node), NO_LENGTH);
+    int64_t begin = to->size;
     for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
         int size = 0;
         const char *bytes = value_of(*building->set, node->item[i], &size);
@@ -62,7 +67,10 @@ static void append_fragments(Building *building, const DICOM_List *node, unsigne
         append_bytes(building, node->item[i], bytes, size, 1, to);
         append_padding(is_padded, '\0', to);
     }
-    append_header(to, mode, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0);
+    if (by_length)
+        set_length(to, place, mode, static_cast<unsigned int>(to->size - begin));
+    else
+        append_header(to, mode, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0);
 }
 
 // ---- sequences ------------------------------------------------------------------------

@@ -155,6 +155,8 @@ TEST(HostHostile, TakesNoUnreadableItemsForFragments)
         {"items of a short VR", element({0x0008, 0x0050}, "", item({"\xFF"}, BY_LENGTH, IMPLICIT) +
                                         delimiter(ELEMENT_SEQUENCE_END, IMPLICIT), IMPLICIT, 0xFFFFFFFF), IMPLICIT},
         {"an item in an item",  element({0x0008, 0x0051}, "UN", item({inner}), SYNTAX_EXPLICIT, 0xFFFFFFFF), SYNTAX_EXPLICIT},
+        {"a delimiter in an item", element({0x0008, 0x0051}, "UN", item({delimiter(ELEMENT_SEQUENCE_END)}) +
+                                        delimiter(ELEMENT_SEQUENCE_END), SYNTAX_EXPLICIT, 0xFFFFFFFF), SYNTAX_EXPLICIT},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
