@@ -245,7 +245,8 @@ static bool may_have_items(const DICOM_List *node)
 static bool refuse_value(Setting *setting, unsigned short vr)
 {
     const char letters[] = {static_cast<char>(vr >> 8), static_cast<char>(vr & 0xFF), '\0'};
-    return fail(setting, "is of VR " + std::string(letters) + " and cannot have the value " + quoted(setting->what->value));
+    return fail(setting,
+                "is of VR " + std::string(letters) + " and cannot have the value " + quoted(setting->what->value));
 }
 
 static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
