@@ -166,14 +166,25 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
     return "";
 }
 
+// What is_ambiguous tells of in whole_road.cpp, in one chain.
+static bool has_ambiguous_tag(const DICOM_List *list)
+{
+    for (const DICOM_List *node = list; node != nullptr; node = node->next) {
+        bool stands_twice =
+            node->next != nullptr && node->group == node->next->group && node->element == node->next->element;
+        if (stands_twice || node->group == 0xFEFF || node->group == 0x0200 || node->group == GROUP_FILE_META)
+            return true;
+    }
+    return false;
+}
+
 static std::string compare_chains(const Sides &sides, const DICOM_List *a, const DICOM_List *b)
 {
+    if (sides.reading > 0 && has_ambiguous_tag(a)) {
+        *sides.has_lost_vr = true;
+        return "";
+    }
     for (; a != nullptr && b != nullptr; a = a->next, b = b->next) {
-        // Below the ninth level too, nothing is said of a tag that stands twice.
-        if (sides.reading > 0 && a->next != nullptr && a->group == a->next->group && a->element == a->next->element) {
-            *sides.has_lost_vr = true;
-            return "";
-        }
         std::string difference = compare_nodes(sides, a, b);
         if (!difference.empty())
             return difference;

@@ -56,7 +56,7 @@ struct Loaded_Input {
 // The first difference of two data sets that make_editable has seen, empty when there is none. Padding up to an even
 // length is no difference when it was asked for, nor are VRs that one side does not have.
 //   has_lost_vr  gets whether a stream without VRs told less: what held items may have become a value then; or whether a
-//                tag stands twice below the ninth level
+//                tag below the ninth level stands twice or looks like another in the other byte order
 std::string first_difference(const velmora_host::Data_Set &a, const velmora_host::Data_Set &b,
                              const velmora_host::Save_Options &options, bool *has_lost_vr);
 

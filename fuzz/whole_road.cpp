@@ -46,15 +46,15 @@ static Save_Options options_of(unsigned char steps, unsigned char encodings)
 
 // Attributes of one tag in one chain, which the library orders by what they hold, and that may differ by how lengths
 // are written; and a tag that is that of an item in the other byte order.
-static bool is_ambiguous(const DICOM_List *list)
+static bool is_ambiguous(const DICOM_List *list, bool is_item)
 {
     for (const DICOM_List *node = list; node != nullptr; node = node->next) {
         if (node->next != nullptr && node->group == node->next->group && node->element == node->next->element)
             return true;
-        if (node->group == 0xFEFF || node->group == 0x0200)
+        if (node->group == 0xFEFF || node->group == 0x0200 || (is_item && node->group == GROUP_FILE_META))
             return true;
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            if (is_ambiguous(node->item[i]))
+            if (is_ambiguous(node->item[i], true))
                 return true;
     }
     return false;
@@ -101,7 +101,7 @@ static void save_and_load_again(Data_Set *set, Save_Options options)
     options.change = nullptr;
     if (!save_to_memory(&back.set, options, &again, &error))
         fail("what was read back is not written: %s", error.c_str());
-    if (!options.standard_groups_only && !changed_inside && !is_ambiguous(set->tree))
+    if (!options.standard_groups_only && !changed_inside && !is_ambiguous(set->tree, false))
         compare(*set, back.set, options, written, again);
 }
 
