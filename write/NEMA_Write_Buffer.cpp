@@ -173,6 +173,8 @@ static bool give_up(Output *out, Outcome why)
 static bool grow(Output *out, uint64_t bytes)
 {
     Write_Block *block = out->block;
+    if (block == nullptr)
+        return give_up(out, UNUSUAL);
     uint64_t filled = static_cast<uint64_t>(out->at - out->start), needed = filled + bytes;
     if (needed > block->limit || needed - block->used > INT_MAX)
         return give_up(out, UNUSUAL);
@@ -189,7 +191,7 @@ static bool grow(Output *out, uint64_t bytes)
 
 static inline bool has_room(Output *out, uint64_t bytes)
 {
-    return bytes <= static_cast<uint64_t>(out->end - out->at) || grow(out, bytes);
+    return (out->at != nullptr && bytes <= static_cast<uint64_t>(out->end - out->at)) || grow(out, bytes);
 }
 
 // ---- writing: what goes where there is room
@@ -401,8 +403,7 @@ bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Blo
         return false;
     trace_writing(window, tag);
     Output out = output_to(to);
-    put_attribute(how, &out, tag, 0);
-    return append_output(out, to);
+    return put_attribute(how, &out, tag, 0) && append_output(out, to);
 }
 
 // A node for the length element of a group, over four bytes of the caller.
