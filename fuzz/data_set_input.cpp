@@ -71,12 +71,14 @@ static bool is_same_vr(const Sides &sides, const DICOM_List *a, const DICOM_List
 {
     if (a->vr_explicit == VR_NONE || b->vr_explicit == VR_NONE || a->vr_explicit == b->vr_explicit)
         return true;
-    if (a->item != nullptr && !is_encapsulated(a) && b->vr_explicit == VR_SQ)
+    bool has_items = a->item != nullptr ? !is_encapsulated(a) : find_opaque(*sides.a, a) != nullptr;
+    if (has_items && b->vr_explicit == VR_SQ)
         return true;   // what holds items is a sequence, whatever its VR said
     if (a->vr_explicit == VR_UH && b->vr_explicit == VR_US)
         return true;
     return b->vr_explicit == VR_UN && (vr_form(a->vr_explicit).is_later ? sides.options->later_vrs_as_un
-                                                                        : a->size > 65535 || a->vr_explicit == VR_SQ);
+                                                                        : a->size > 65535 || a->size < 0 ||
+                                                                              a->vr_explicit == VR_SQ);
 }
 
 // One that has no items on the other side had none that could be read.
@@ -141,6 +143,11 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
     }
     const Opaque *in_a = a->item == nullptr ? find_opaque(*sides.a, a) : nullptr;
     const Opaque *in_b = b->item == nullptr ? find_opaque(*sides.b, b) : nullptr;
+    // What is damaged below the ninth level may be read in another way once it stands elsewhere.
+    if ((in_a != nullptr || in_b != nullptr) && sides.a->damages > 0) {
+        *sides.has_lost_vr = true;
+        return "";
+    }
     if ((in_a != nullptr && b->item != nullptr) || (in_b != nullptr && a->item != nullptr))
         return compare_risen(sides, a, b);
     // Without VRs, bytes of some other VR than the dictionary's may look like items, or the other way.
