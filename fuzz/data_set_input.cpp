@@ -59,7 +59,7 @@ static bool is_same_value(const Sides &sides, const DICOM_List *a, const DICOM_L
     std::string of_a = little_endian_value(*sides.a, a), of_b = little_endian_value(*sides.b, b);
     if (sides.options->even_lengths && of_a.size() % 2 != 0 && of_b.size() == of_a.size() + 1) {
         // As they are written: what is left behind the last whole number of a value is turned together with the padding.
-        int unit = is_big_endian(sides.b->mode) ? turning_unit(b) : 1;
+        int unit = is_big_endian(b->syntax) ? turning_unit(b) : 1;
         for (std::string *value : {&of_a, &of_b})
             reverse_units(value->data(), static_cast<int>(value->size()), unit, value->data());
         of_b.pop_back();

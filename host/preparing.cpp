@@ -179,7 +179,7 @@ static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item,
         has_item_mark |= is_item_mark(node);
         bool is_hosts = false;
         if (node->item != nullptr)
-            is_hosts = is_hosts_sequence(node) | prepare_items(preparing, node, mode);
+            is_hosts = prepare_items(preparing, node, mode) || is_hosts_sequence(node);
         else if (!is_plainly_not_hosts(&preparing->building, node, mode))
             is_hosts = is_hosts_value(&preparing->building, node, mode);
         mark(node, is_hosts);
