@@ -179,7 +179,7 @@ static bool grow(Output *out, uint64_t bytes)
     if (needed > block->limit || needed - block->used > INT_MAX)
         return give_up(out, UNUSUAL);
     uint64_t room = larger_room(block, needed);
-    void *grown = frame_try_realloc(*block->buffer, room);
+    void *grown = frame_try_realloc(*block->buffer, static_cast<size_t>(room));
     if (grown == nullptr)
         return give_up(out, NO_MEMORY);
     take_over(block, grown, room);
