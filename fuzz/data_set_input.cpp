@@ -31,6 +31,7 @@ struct Sides {
     const Save_Options *options;
     int reading;         // of sequences below the ninth level around these
     bool in_fragments;   // the chains are fragments of encapsulated data
+    bool in_unknown;     // they are items of an UN, which are little endian in any stream
     bool *has_lost_vr;   // gets whether what holds items became a value, or the other way, since no VR tells
 };
 
@@ -59,7 +60,7 @@ static bool is_same_value(const Sides &sides, const DICOM_List *a, const DICOM_L
     std::string of_a = little_endian_value(*sides.a, a), of_b = little_endian_value(*sides.b, b);
     if (sides.options->even_lengths && of_a.size() % 2 != 0 && of_b.size() == of_a.size() + 1) {
         // As they are written: what is left behind the last whole number of a value is turned together with the padding.
-        int unit = is_big_endian(b->syntax) ? turning_unit(b) : 1;
+        int unit = is_big_endian(sides.b->mode) && !sides.in_unknown ? turning_unit(b) : 1;
         for (std::string *value : {&of_a, &of_b})
             reverse_units(value->data(), static_cast<int>(value->size()), unit, value->data());
         of_b.pop_back();
@@ -92,7 +93,7 @@ static std::string compare_opaque(const Sides &sides, const DICOM_List *node, co
     Load_Result loaded_b = in_b != nullptr ? open_opaque(*sides.b, *in_b, &b, &error) : NOT_A_DATA_SET;
     prepare_tree(&a, *sides.options, MODE_EXPLICIT_LITTLE);
     prepare_tree(&b, *sides.options, MODE_EXPLICIT_LITTLE);
-    Sides inside = {&a, &b, sides.options, sides.reading + 1, false, sides.has_lost_vr};
+    Sides inside = {&a, &b, sides.options, sides.reading + 1, false, sides.in_unknown, sides.has_lost_vr};
     if (loaded_a == LOADED && loaded_b == LOADED)
         difference = compare_chains(inside, a.tree, b.tree);
     else if (loaded_a == LOADED && (in_b != nullptr || a.tree->nb_item > 0))
@@ -165,6 +166,7 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
         return told(a, "has another value: ") + std::to_string(a->size) + " and " + std::to_string(b->size) + " bytes";
     Sides inside = sides;
     inside.in_fragments = is_encapsulated(a);
+    inside.in_unknown |= true_vr(a) == VR_UN;
     for (int i = 0; i < count; i++) {
         std::string difference = compare_chains(inside, a->item[i], b->item[i]);
         if (!difference.empty())
@@ -201,5 +203,5 @@ static std::string compare_chains(const Sides &sides, const DICOM_List *a, const
 
 std::string first_difference(const Data_Set &a, const Data_Set &b, const Save_Options &options, bool *has_lost_vr)
 {
-    return compare_chains({&a, &b, &options, 0, false, has_lost_vr}, a.tree, b.tree);
+    return compare_chains({&a, &b, &options, 0, false, false, has_lost_vr}, a.tree, b.tree);
 }
