@@ -112,14 +112,6 @@ inline DICOM_List *find_pair(DICOM_List **at, const DICOM_List *other)
     return *at != nullptr && has_same_tag(*at, other) ? *at : nullptr;
 }
 
-// The node of a sorted chain that has this tag; else null. The look ends where it would stand.
-inline DICOM_List *find_sorted(DICOM_List *list, unsigned short group, unsigned short element)
-{
-    while (list != nullptr && comes_before(list, group, element))
-        list = list->next;
-    return list != nullptr && list->group == group && list->element == element ? list : nullptr;
-}
-
 inline bool has_items(const DICOM_List *node)
 {
     return node->item != nullptr && node->nb_item > 0 && node->item[0] != nullptr;

@@ -130,12 +130,12 @@ static bool store_time(Conforming *run, unsigned short group, unsigned short ele
 
 static std::string text_at(const Conforming *run, unsigned short group, unsigned short element)
 {
-    return text_of(find_sorted(*list_before(run, group, element), group, element));
+    return text_of(find_in_sorted_chain(*list_before(run, group, element), group, element));
 }
 
 static int number_at(const Conforming *run, unsigned short group, unsigned short element)
 {
-    const DICOM_List *node = find_sorted(*list_before(run, group, element), group, element);
+    const DICOM_List *node = find_in_sorted_chain(*list_before(run, group, element), group, element);
     return node != nullptr && node->data != nullptr && node->size >= 2 ? get_16(0, node->data) : -1;
 }
 
@@ -307,7 +307,7 @@ static bool make_photometric(Conforming *run, const DICOM_List *wanted)
 {
     static const unsigned short tables[] = {0x1101, 0x1102, 0x1103};
     for (unsigned short table : tables) {
-        const DICOM_List *node = find_sorted(*list_before(run, 0x0028, table), 0x0028, table);
+        const DICOM_List *node = find_in_sorted_chain(*list_before(run, 0x0028, table), 0x0028, table);
         if (node == nullptr || node->size != 6)
             return false;
     }
@@ -325,7 +325,7 @@ static bool make_frames(Conforming *run, const DICOM_List *wanted)
 
 static bool is_there(const Conforming *run, unsigned short group, unsigned short element)
 {
-    const DICOM_List *node = find_sorted(*list_before(run, group, element), group, element);
+    const DICOM_List *node = find_in_sorted_chain(*list_before(run, group, element), group, element);
     return node != nullptr && (node->size > 0 || has_items(node));
 }
 
@@ -404,10 +404,10 @@ static DICOM_List *make_value(HWND, DICOM_Root *root, DICOM_List **target, DICOM
         if (maker.group != wanted->group || maker.element != wanted->element)
             continue;
         bool is_wanted = wanted->type == TYPE_1 || (maker.also_conditional && wanted->type == TYPE_1C);
-        DICOM_List *node = find_sorted(*target, wanted->group, wanted->element);
+        DICOM_List *node = find_in_sorted_chain(*target, wanted->group, wanted->element);
         if (!is_wanted || (node != nullptr && node->size > 0) || !maker.make(current, wanted))
             return nullptr;
-        node = find_sorted(*target, wanted->group, wanted->element);
+        node = find_in_sorted_chain(*target, wanted->group, wanted->element);
         if (node != nullptr)
             node->vr_explicit = maker.vr;
         return node;

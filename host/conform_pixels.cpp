@@ -124,7 +124,7 @@ static void read_encapsulated(const Data_Set &set, const DICOM_List *pixels, Pix
 
 static std::string photometric(const Data_Set &set)
 {
-    return text_of(find_sorted(set.tree, 0x0028, 0x0004));
+    return text_of(find_in_sorted_chain(set.tree, 0x0028, 0x0004));
 }
 
 // DICOM PS3.3, C.7.6.3.1.2.
@@ -137,7 +137,7 @@ static int samples_of(const std::string &photometric)
 
 static int number_at(const Data_Set &set, unsigned short element)
 {
-    const DICOM_List *node = find_sorted(set.tree, 0x0028, element);
+    const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0028, element);
     return node != nullptr && node->data != nullptr && node->size >= 2 ? get_16(0, node->data) : -1;
 }
 
@@ -147,7 +147,7 @@ static void read_native(const Data_Set &set, int size, Pixel_Facts *facts)
     static const int usual_bits[] = {8, 16, 32};
     int rows = number_at(set, 0x0010), columns = number_at(set, 0x0011), allocated = number_at(set, 0x0100);
     int samples = number_at(set, 0x0002) > 0 ? number_at(set, 0x0002) : samples_of(photometric(set));
-    int frames = atoi(text_of(find_sorted(set.tree, 0x0028, 0x0008)).c_str());
+    int frames = atoi(text_of(find_in_sorted_chain(set.tree, 0x0028, 0x0008)).c_str());
     if (rows <= 0 || columns <= 0 || samples <= 0)
         return;
     int64_t pixels = int64_t(rows) * columns * samples;
@@ -169,7 +169,7 @@ static int sign_of_values(const Data_Set &set)
 {
     static const unsigned short elements[] = {0x0106, 0x0107, 0x0120};
     for (unsigned short element : elements) {
-        const DICOM_List *node = find_sorted(set.tree, 0x0028, element);
+        const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0028, element);
         if (node != nullptr && node->size > 0 && (node->vr_explicit == VR_US || node->vr_explicit == VR_SS))
             return node->vr_explicit == VR_SS;
     }
@@ -178,7 +178,7 @@ static int sign_of_values(const Data_Set &set)
 
 static void look_up(const Data_Set &set, Pixel_Facts *facts)
 {
-    const DICOM_List *pixels = find_sorted(set.tree, 0x7FE0, 0x0010);
+    const DICOM_List *pixels = find_in_sorted_chain(set.tree, 0x7FE0, 0x0010);
     if (pixels != nullptr && has_items(pixels))
         read_encapsulated(set, pixels, facts);
     else if (pixels != nullptr && pixels->size > 0)

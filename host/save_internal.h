@@ -72,6 +72,7 @@ std::string code_strings(const std::string &text);
 
 // The first node of a chain with this tag, or null. Never makes one.
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element);
+// The same in a sorted chain: the look ends where it would stand.
 DICOM_List *find_in_sorted_chain(DICOM_List *list, unsigned short group, unsigned short element);
 
 // ---- pieces of a stream (pieces.cpp) --------------------------------------------------
