@@ -2,6 +2,7 @@
 // another number, date or UID than the one that was meant: such a value is put back. They also know one date in a value
 // and one byte in a character, and take small letters out of code strings.
 #include <ctype.h>
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <algorithm>
@@ -179,7 +180,7 @@ static Verdict judge_decimals(const std::string &was, const std::string &is, std
     rewritten->clear();
     for (size_t i = 0; i < before.size(); i++) {
         double a = 0, b = 0;
-        if (!before[i].empty() && !parse_number(before[i], &a))
+        if (!before[i].empty() && (!parse_number(before[i], &a) || !isfinite(a)))
             return IN_DOUBT;
         is_same = is_same && before[i].empty() == after[i].empty() &&
                   (before[i].empty() || (parse_number(after[i], &b) && is_about(a, b)));
@@ -229,6 +230,7 @@ struct Judge {
 };
 
 static const Judge judges[] = {
+    {VR_AE, judge_text    },
     {VR_AS, judge_age     },
     {VR_CS, judge_text    },
     {VR_DA, judge_date    },

@@ -77,19 +77,38 @@ static bool is_opaque(const Data_Set &set, const DICOM_List *node)
     return !set.opaque.empty() && find_opaque(set, node) != nullptr;
 }
 
-// The length of a sequence says nothing where no items came of it, nor that of an item where no attributes did.
+// Whether bytes stand in the place of a sequence's items.
+static bool is_no_sequence(const Data_Set &set, const DICOM_List *node)
+{
+    int size = 0;
+    return true_vr(node) == VR_SQ && !is_opaque(set, node) && value_of(set, node, &size) != nullptr;
+}
+
+// The length of a sequence says nothing where no items came of it and there are no other bytes, nor that of an item
+// where no attributes did.
 static void forget_lengths(const Data_Set &set, DICOM_List *list)
 {
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         if (true_vr(node) != VR_SQ)
             continue;
-        if (node->item == nullptr && !is_opaque(set, node))
+        if (node->item == nullptr && !is_opaque(set, node) && !is_no_sequence(set, node))
             node->size = 0;
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++) {
             if (is_item_mark(node->item[i]))
                 node->item[i]->size = 0;
             forget_lengths(set, node->item[i]);
         }
+    }
+}
+
+// Bytes that are no items are a value that is not allowed; they are kept or dropped as such a value is.
+static void mark_no_sequences(const Data_Set &set, DICOM_List *list)
+{
+    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+        if (is_no_sequence(set, node))
+            node->flag |= FLAG_INVALID;
+        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
+            mark_no_sequences(set, node->item[i]);
     }
 }
 
@@ -458,6 +477,7 @@ static bool run_steps(Conforming *run, std::string *error)
     forget_lengths(*run->set, *tree);
     take_snapshot(*tree, &run->before);
     clean_values(run);
+    mark_no_sequences(*run->set, *tree);
     if (run->options->give != nullptr && !run->options->give(run->set, run->options->user, error))
         return false;
     sort(run);

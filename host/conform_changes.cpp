@@ -47,7 +47,8 @@ static std::string number_text(unsigned short vr, const char *at)
 
 static bool is_bulk(unsigned short vr)
 {
-    static const unsigned short vrs[] = {VR_OB, VR_OD, VR_OF, VR_OL, VR_OV, VR_OW, VR_SV, VR_UN, VR_UV, VR_NONE};
+    static const unsigned short vrs[] = {VR_OB, VR_OD, VR_OF, VR_OL, VR_OV,  VR_OW,
+                                           VR_SQ, VR_SV, VR_UN, VR_UV, VR_NONE};
     for (unsigned short each : vrs)
         if (each == vr)
             return true;
@@ -195,8 +196,8 @@ static const char *value_before(const Comparison &c, const Seen &seen)
     if (seen.value >= 0)
         return c.run->before.values.data() + seen.value;
     const Source &source = c.run->set->source;
-    bool is_in_source = seen.size >= SMALLEST_UNREAD_VALUE && seen.items == 0 && seen.vr != VR_SQ &&
-                        seen.data_pos >= 0 && seen.data_pos <= source.size && seen.size <= source.size - seen.data_pos;
+    bool is_in_source = seen.size > 0 && seen.items == 0 && seen.data_pos >= 0 && seen.data_pos <= source.size &&
+                        seen.size <= source.size - seen.data_pos;
     return is_in_source ? source.bytes + seen.data_pos : nullptr;
 }
 
@@ -259,7 +260,7 @@ static void tell_added(Comparison *c, const DICOM_List *node)
 static void compare_values(Comparison *c, const DICOM_List *node)
 {
     const Seen &seen = c->seen();
-    bool was_left = seen.value < 0 && seen.size >= SMALLEST_UNREAD_VALUE && node->data_pos == seen.data_pos &&
+    bool was_left = seen.value < 0 && (node->flag & ORIGIN_DICOM) != 0 && node->data_pos == seen.data_pos &&
                     node->size == seen.size;
     if (was_left)
         return;   // fetched or not, it is the same

@@ -83,6 +83,9 @@ struct Making_For {
 
 bool is_uid(const std::string &text);
 
+// The value of an attribute of one unsigned number; -1: it has none.
+int short_number(const DICOM_List *node);
+
 // The facts, looked up once.
 const Pixel_Facts &pixel_facts(Conforming *run);
 

@@ -135,8 +135,7 @@ static std::string text_at(const Conforming *run, unsigned short group, unsigned
 
 static int number_at(const Conforming *run, unsigned short group, unsigned short element)
 {
-    const DICOM_List *node = find_in_sorted_chain(*list_before(run, group, element), group, element);
-    return node != nullptr && node->data != nullptr && node->size >= 2 ? get_16(0, node->data) : -1;
+    return short_number(find_in_sorted_chain(*list_before(run, group, element), group, element));
 }
 
 // ---- what the instance is -------------------------------------------------------------

@@ -135,10 +135,23 @@ static int samples_of(const std::string &photometric)
     return photometric == "RGB" || photometric.compare(0, 4, "YBR_") == 0 ? 3 : -1;
 }
 
+// Where chrominance is sampled less often, samples and pixels do not make the length.
+static bool is_subsampled(const std::string &photometric)
+{
+    return photometric.find("_42") != std::string::npos;
+}
+
+int short_number(const DICOM_List *node)
+{
+    if (node == nullptr || node->data == nullptr || node->size < 2)
+        return -1;
+    unsigned short vr = true_vr(node);
+    return vr == VR_US || vr == VR_SS || vr == VR_UN ? get_16(0, node->data) : -1;
+}
+
 static int number_at(const Data_Set &set, unsigned short element)
 {
-    const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0028, element);
-    return node != nullptr && node->data != nullptr && node->size >= 2 ? get_16(0, node->data) : -1;
+    return short_number(find_in_sorted_chain(set.tree, 0x0028, element));
 }
 
 // Bits of a sample and number of frames, if the one that is missing makes the length come out.
@@ -148,11 +161,14 @@ static void read_native(const Data_Set &set, int size, Pixel_Facts *facts)
     int rows = number_at(set, 0x0010), columns = number_at(set, 0x0011), allocated = number_at(set, 0x0100);
     int samples = number_at(set, 0x0002) > 0 ? number_at(set, 0x0002) : samples_of(photometric(set));
     int frames = atoi(text_of(find_in_sorted_chain(set.tree, 0x0028, 0x0008)).c_str());
-    if (rows <= 0 || columns <= 0 || samples <= 0)
+    if (rows <= 0 || columns <= 0 || samples <= 0 || is_subsampled(photometric(set)))
         return;
     int64_t pixels = int64_t(rows) * columns * samples;
+    if (pixels > size)
+        return;
+    int64_t all = pixels * (frames > 0 ? frames : 1);
     for (int bits : usual_bits) {
-        int64_t bytes = pixels * (frames > 0 ? frames : 1) * bits / 8;
+        int64_t bytes = all <= size ? all * bits / 8 : -1;
         if (allocated < 0 && (bytes == size || bytes + 1 == size))
             facts->bits_allocated = bits;
     }

@@ -76,6 +76,14 @@ static unsigned char mode_asked_for(const Data_Set &set, const Save_Options &opt
     return options.mode == MODE_UNKNOWN ? mode_of_input(set) : options.mode;
 }
 
+// Items of an UN whose bytes are no attributes look like fragments. Pixel data, if it is in fragments, is told of first.
+static bool are_unread_items(const Data_Set &set, const DICOM_List *fragments)
+{
+    const DICOM_List *pixels = find_in_chain(set.tree, 0x7FE0, 0x0010);
+    return fragments != nullptr && fragments != pixels && true_vr(fragments) == VR_UN &&
+           (pixels == nullptr || !is_encapsulated(pixels));
+}
+
 // Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
 static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, const Save_Options &options,
                             Target_Encoding *encoding, std::string *error)
@@ -93,17 +101,26 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
                   "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s", uid.c_str());
         uid.clear();
     }
+    bool is_unread = are_unread_items(set, fragments);
     bool is_compressed = !is_native(uid) && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
     if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE &&
         (fragments != nullptr || is_compressed)) {
         *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
                  ", which is only written as explicit VR little endian";
+        if (is_unread && !is_compressed)
+            *error = "it has a UN with items whose bytes are no attributes, which is only written as explicit VR little "
+                     "endian";
         return false;
     }
     bool keeps_uid = encoding->mode == MODE_EXPLICIT_LITTLE && !is_native(uid) &&
                      (came_as == encoding->mode || fragments != nullptr);
     encoding->uid = keeps_uid ? uid : std::string(native_uid(encoding->mode));
-    if (fragments != nullptr && !keeps_uid)
+    if (is_unread)
+        Error_Fct(nullptr, Flag_Error_Warning,
+                  "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) has items whose bytes are no attributes; they "
+                  "are written as they are",
+                  fragments->group, fragments->element);
+    else if (fragments != nullptr && !keeps_uid)
         Error_Fct(nullptr, Flag_Error_Warning,
                   "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) is compressed, but no transfer syntax says how",
                   fragments->group, fragments->element);

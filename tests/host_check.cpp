@@ -208,6 +208,7 @@ TEST(Check, TellsByItsStatus)
     folder.write("good", CLEAN);
     folder.write("bad", CLEAN + TWO_AGES);
     folder.write("old", CLEAN + element({0x0032, 0x4000}, "LT", "note"));
+    folder.write("false", element({0x0010, 0x0020}, "LO", "\x02 Retired from DICOM" + Bytes(64, 'x')));
     ASSERT_EQ(system(("mkdir " + folder.path + "/top; cp " + folder.path + "/good " + folder.path + "/top").c_str()),
               0);
     folder.write("top/note.txt", "a text");
@@ -219,6 +220,7 @@ TEST(Check, TellsByItsStatus)
         {{"none", "bad"}, 3, "2 files: 1 with findings (1 warning, 0 remarks), 1 failed\n"},
         {{"top"}, 0, "1 file: 1 clean\n"},
         {{"--ignore", "retired", "old", "bad"}, 1, "2 files: 1 with findings (1 warning, 0 remarks), 1 clean\n"},
+        {{"--ignore", "retired", "false"}, 1, "1 file: 1 with findings (1 warning, 0 remarks)\n"},
         {{"--ignore", "retired", "--ignore", "size", "old", "bad"}, 0, "2 files: 2 clean\n"},
         {{"--quiet", "good"}, 0, ""}, {{"--quiet", "bad", "old"}, 1, ""}, {{"--quiet", "bad", "none"}, 3, ""},
         {{"--ignore", "everything", "bad"}, 2, ""}, {{"--format", "xml", "bad"}, 2, ""}, {{}, 2, ""},

@@ -42,6 +42,8 @@ static const Value_Row value_rows[] = {
      "~ [1.23456789012345678] [1.23456789012345]"},
     {"an exponent behind too many digits", {0x0018, 0x0050}, "DS", "1.234567890123456e-05 ",
      "~ [1.234567890123456e-05] [1.2345678901e-05]", "~ [1.234567890123456e-05] [1.2345678901e-05]"},
+    {"a number beyond any", {0x0018, 0x0050}, "DS", "1e999999999999999999", "?w 2",
+     "- [1e999999999999999999] its value is not allowed"},
     {"an integer with a point", {0x0020, 0x0013}, "IS", "12.0", "~ [12.0] [12]", "~ [12.0] [12]"},
     {"no integer", {0x0020, 0x0013}, "IS", "12.7", "?w 2", "- [12.7] its value is not allowed"},
     {"a UID with letters", {0x0020, 0x0052}, "UI", "1.2.3.LOCAL.5 ", "?w 2",
@@ -53,6 +55,10 @@ static const Value_Row value_rows[] = {
     {"a code with a slash", {0x0010, 0x0040}, "CS", "N/A ", "?w 2", "~ [N/A] [N_A]"},
     {"a text that is too long", {0x0008, 0x0050}, "SH", "12345678901234567 ", "?w 2",
      "~ [12345678901234567] [1234567890123456]"},
+    {"a title of 17 characters", {0x0008, 0x0054}, "AE", "12345678901234567 ", "?w 2",
+     "~ [12345678901234567] [1234567890123456]"},
+    {"bytes that are no items", {0x0008, 0x1140}, "SQ", "no items", "?w 2", "- [8 bytes] its value is not allowed"},
+    {"many of them", {0x0008, 0x1140}, "SQ", Bytes(2000, 'x'), "?w 2", "- [2000 bytes] its value is not allowed"},
     {"too many values", {0x0010, 0x0020}, "LO", "one\\two ", "?w 2", "- [one\\two] its value is not allowed"},
     {"padding in front", {0x0010, 0x0020}, "LO", " ID 7 ", "", ""},
     {"a number of a wrong length", {0x0028, 0x0010}, "US", "abc ", "?w 2", "- [25185\\8291] its value is not allowed"},
@@ -288,6 +294,13 @@ TEST(Conform_Values, CountsTheFrames)
         {"by the starts of images", encapsulated({"", start, "AB", start}), "+ 0028,0008 [2] as the pixel data says\n"},
         {"by the length", size + element(PIXELS, "OB", Bytes(72, 'p')), "+ 0028,0008 [3] as the pixel data says\n"},
         {"not at all", encapsulated({"", "AB"}), "? 0028,0008 1\n"},
+        {"not where the colours are of half the pixels", short_value(0x0002, 3) +
+         element({0x0028, 0x0004}, "CS", "YBR_FULL_422") + short_value(0x0010, 4) + short_value(0x0011, 6) +
+         short_value(0x0100, 8) + element(PIXELS, "OB", Bytes(144, 'p')), "? 0028,0008 1\n"},
+        {"not by rows in letters", short_value(0x0002, 1) + element({0x0028, 0x0010}, "LO", Bytes("\4\0", 2)) +
+         short_value(0x0011, 6) + short_value(0x0100, 8) + element(PIXELS, "OB", Bytes(72, 'p')), "? 0028,0008 1\n"},
+        {"not by a size beyond any", short_value(0x0002, 0xFFFF) + short_value(0x0010, 0xFFFF) +
+         short_value(0x0011, 0xFFFF) + short_value(0x0100, 0xFFF8) + element(PIXELS, "OB", "p\1"), "? 0028,0008 1\n"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);

@@ -66,6 +66,14 @@ TEST(HostRepair, MendsValuesAndSaysWhatItDid)
          element({0x0010, 0x0020}, "LO", "ID"), "0010,0020 Patient ID: removed, it stands there twice\n"},
         {"once with nothing", element({0x0010, 0x0020}, "LO", "") + element({0x0010, 0x0020}, "LO", "ID"),
          element({0x0010, 0x0020}, "LO", "ID"), "0010,0020 Patient ID: removed, it stands there twice\n"},
+        {"nothing between two values", element({0x0010, 0x0020}, "LO", "ID") + element({0x0010, 0x0020}, "LO", "") +
+         element({0x0010, 0x0020}, "LO", "ID") + element({0x0010, 0x0020}, "LO", "OTHER "),
+         element({0x0010, 0x0020}, "LO", "ID") + element({0x0010, 0x0020}, "LO", "OTHER "),
+         "0010,0020 Patient ID: removed, it stands there twice\n0010,0020 Patient ID: removed, it stands there twice\n"},
+        {"a number beyond any", element({0x0018, 0x0050}, "DS", "1e999999999999999999"),
+         element({0x0018, 0x0050}, "DS", "1e999999999999999999"),
+         "0018,0050 DS Slice Thickness: '1e999999999999999999' left as it is: '1e99999999999999' would say something "
+         "else\n"},
         {"out of order", element({0x0010, 0x0020}, "LO", "ID") + element({0x0010, 0x0010}, "PN", "A^"),
          element({0x0010, 0x0010}, "PN", "A^") + element({0x0010, 0x0020}, "LO", "ID"),
          "attributes put into the order of their tags\n"},

@@ -74,6 +74,7 @@ TEST(HostSave, WritesWhatElseTheHeadHolds)
 TEST(HostSave, NamesTheSyntaxThatIsWritten)
 {
     Bytes jpeg = element(PIXELS, "OB", fragments({"", "AB"}), 8, 0xFFFFFFFF), native = element(PIXELS, "OW", "12");
+    Bytes unread = element({0x0009, 0x1001}, "UN", fragments({"abcdef", "zz"}), 8, 0xFFFFFFFF);
     const struct { const char *name, *input_uid; Bytes body; unsigned char to; const char *uid, *error; } rows[] = {
         {"as it came", "1.2.840.10008.1.2.1", native, MODE_UNKNOWN, "1.2.840.10008.1.2.1", ""},
         {"to implicit", "1.2.840.10008.1.2.1", native, 0, "1.2.840.10008.1.2", ""},
@@ -86,6 +87,10 @@ TEST(HostSave, NamesTheSyntaxThatIsWritten)
         {"without pixel data", "1.2.840.10008.1.2.4.50", "", 0, "1.2.840.10008.1.2", ""},
         {"compressed, not said", "1.2.840.10008.1.2.1", jpeg, 9, "",
          "its pixel data is compressed (1.2.840.10008.1.2.1), which is only written as explicit VR little endian"},
+        {"items of an UN that could not be read", "1.2.840.10008.1.2.1", unread, 9, "",
+         "it has a UN with items whose bytes are no attributes, which is only written as explicit VR little endian"},
+        {"pixel data behind such items", "1.2.840.10008.1.2.4.50", unread + jpeg, 0, "",
+         "its pixel data is compressed (1.2.840.10008.1.2.4.50), which is only written as explicit VR little endian"},
         {"a syntax of its own", "1.2.3.4", native, 8, "1.2.3.4", ""},
         {"a name that is none", "1.2.NONE", native, 8, "1.2.840.10008.1.2.1", ""},
     };
@@ -99,6 +104,20 @@ TEST(HostSave, NamesTheSyntaxThatIsWritten)
             EXPECT_NE(saved.bytes.find(element({0x0002, 0x0010}, "UI", uid)), Bytes::npos);
         }
     }
+}
+
+TEST(HostSave, TellsCompressedPixelsFromItemsThatCouldNotBeRead)
+{
+    Bytes head = part10_head("1.2.840.10008.1.2.1") + FIRST;
+    Bytes unread = element({0x0009, 0x1001}, "UN", fragments({"abcdef", "zz"}), 8, 0xFFFFFFFF);
+    Bytes jpeg = element(PIXELS, "OB", fragments({"", "AB"}), 8, 0xFFFFFFFF);
+    const struct { Bytes body; const char *warning; } rows[] = {
+        {unread, "9\x02,\x01""1001\x02) has items whose bytes are no attributes; they are written as they are"},
+        {jpeg, "\x02) is compressed, but no transfer syntax says how"},
+        {unread + jpeg, "\x02) is compressed, but no transfer syntax says how"},
+    };
+    for (const auto &row : rows)
+        EXPECT_NE(save_as(head + row.body, MODE_UNKNOWN, 8).warnings.find(row.warning), std::string::npos);
 }
 
 // ---- values in each byte order --------------------------------------------------------

@@ -25,7 +25,8 @@ struct Kind_Row {
     const char *kind;
 };
 
-// The first row that fits counts.
+// What stands first in a report counts, and of two rows that begin there the first: a report's own words stand in front
+// of the values that it shows, which may be anything.
 static constexpr Kind_Row kind_rows[] = {
     {"Retired from DICOM",         "retired"   },
     {"does not match definition",  "vr"        },
@@ -56,10 +57,15 @@ static constexpr char OTHER_KIND[] = "stream";
 
 static const char *kind_of(const char *report)
 {
-    for (const Kind_Row &row : kind_rows)
-        if (strstr(report, row.text) != nullptr)
-            return row.kind;
-    return OTHER_KIND;
+    const char *kind = OTHER_KIND, *first = nullptr;
+    for (const Kind_Row &row : kind_rows) {
+        const char *found = strstr(report, row.text);
+        if (found != nullptr && (first == nullptr || found < first)) {
+            first = found;
+            kind = row.kind;
+        }
+    }
+    return kind;
 }
 
 extern constexpr char finding_kinds[] = "stream structure order repaired odd-length vr retired padding characters length "

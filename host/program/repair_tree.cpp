@@ -287,13 +287,15 @@ static DICOM_List *spare_one(const Data_Set &set, DICOM_List *first, DICOM_List 
 // A tag stands once in a data set (DICOM PS3.5, 7.1).
 static void mark_duplicates(Repair *repair, DICOM_List *list, const std::string &path)
 {
-    for (DICOM_List *node = list; node != nullptr; node = node->next) {
+    for (DICOM_List *node = list, *kept = nullptr; node != nullptr; node = node->next) {
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
             mark_duplicates(repair, node->item[i], path_into(path, node, i + 1));
-        DICOM_List *next = node->next;
-        if (next == nullptr || tag_number(next) != tag_number(node))
+        DICOM_List *first = kept;
+        kept = node;
+        if (first == nullptr || tag_number(first) != tag_number(node))
             continue;
-        if (DICOM_List *spare = spare_one(*repair->set, node, next)) {
+        if (DICOM_List *spare = spare_one(*repair->set, first, node)) {
+            kept = spare == node ? first : node;
             spare->flag |= FLAG_INVALID;
             repair->report->removed++;
             write_line(repair->report, shown_place(path, spare, VR_NONE) + ": removed, it stands there twice");
