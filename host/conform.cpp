@@ -3,6 +3,8 @@
 // there, it would leave an empty one behind, in the data set or in the template, which all data sets share.
 #include "host/conform_internal.h"
 
+#include <algorithm>
+#include <functional>
 #include <new>
 
 namespace velmora_host
@@ -33,11 +35,36 @@ static bool is_sorted(const DICOM_List *list)
     return true;
 }
 
+// The nodes of a long chain that was sorted lie anywhere in memory, and each step walks through all of them. So what is
+// in them changes places until they lie in their order; nothing refers to a node but the chain.
+static void lay_in_order(DICOM_List **list)
+{
+    static const size_t FEWEST = 4096;   // what is shorter stays in the processor's cache
+    std::vector<DICOM_List *> places;
+    for (DICOM_List *node = *list; node != nullptr; node = node->next)
+        places.push_back(node);
+    if (places.size() < FEWEST)
+        return;
+    std::vector<DICOM_List> nodes;
+    nodes.reserve(places.size());
+    for (const DICOM_List *place : places)
+        nodes.push_back(*place);
+    std::sort(places.begin(), places.end(), std::less<DICOM_List *>());
+    for (size_t i = 0; i < places.size(); i++) {
+        *places[i] = nodes[i];
+        places[i]->next = i + 1 < places.size() ? places[i + 1] : nullptr;
+    }
+    *list = places[0];
+    (*list)->last = nullptr;
+}
+
 static void sort(Conforming *run)
 {
     DICOM_Root root = {};
-    if (!is_sorted(run->set->tree))
-        DICOM_Attribute_Sort(nullptr, &root, &run->set->tree);
+    if (is_sorted(run->set->tree))
+        return;
+    DICOM_Attribute_Sort(nullptr, &root, &run->set->tree);
+    lay_in_order(&run->set->tree);
 }
 
 static bool says_something(const DICOM_List *node)

@@ -47,8 +47,7 @@ static std::string number_text(unsigned short vr, const char *at)
 
 static bool is_bulk(unsigned short vr)
 {
-    static const unsigned short vrs[] = {VR_OB, VR_OD, VR_OF, VR_OL, VR_OV,  VR_OW,
-                                           VR_SQ, VR_SV, VR_UN, VR_UV, VR_NONE};
+    static const unsigned short vrs[] = {VR_OB, VR_OD, VR_OF, VR_OL, VR_OV, VR_OW, VR_SQ, VR_SV, VR_UN, VR_UV, VR_NONE};
     for (unsigned short each : vrs)
         if (each == vr)
             return true;

@@ -146,6 +146,36 @@ TEST(Conform, DropsWhatIsEmptyAndMayBeAbsent)
 }
 
 // An offset table without entries is empty, and an item of it looks like an attribute that may be absent.
+TEST(Conform, BringsALongDataSetIntoItsOrder)
+{
+    static const int COUNT = 6000, STEP = 2711;   // which have no factor in common
+    std::vector<Bytes> elements;
+    for (int i = 0; i < COUNT; i++) {
+        Tag tag = {static_cast<unsigned short>(0x0009 + i / 100 * 2), static_cast<unsigned short>(0x1000 + i % 100)};
+        Bytes inside = element(INSTANCE, "UI", "1.2." + std::to_string(10000 + i) + Bytes(1, '\0'));
+        elements.push_back(i % 50 == 7 ? sequence(tag, BY_DELIMITER, {item({inside}, BY_DELIMITER)})
+                                       : element(tag, "LO", "value " + std::to_string(1000 + i % 1000 * 2)));
+    }
+    Bytes sorted = CT, shuffled;
+    for (int i = 0; i < COUNT; i++) {
+        sorted += elements[static_cast<size_t>(i)];
+        shuffled += elements[static_cast<size_t>(i) * STEP % COUNT];
+    }
+    shuffled += CT;
+    Conformed one;
+    std::string error;
+    Bytes of_sorted, of_shuffled;
+    one.define("(0008,0060) type=1\n");
+    one.conform(sorted);
+    EXPECT_EQ(one.told(), "");
+    ASSERT_TRUE(save_to_memory(&one.set, Save_Options(), &of_sorted, &error)) << error;
+    one.conform(shuffled);
+    EXPECT_EQ(one.told(), "");
+    ASSERT_TRUE(save_to_memory(&one.set, Save_Options(), &of_shuffled, &error)) << error;
+    EXPECT_TRUE(of_sorted == of_shuffled);
+    EXPECT_NE(of_sorted.find(sorted), Bytes::npos);
+}
+
 TEST(Conform, LosesNoPixelData)
 {
     Bytes fragments = number_16(0xFFFE) + number_16(0xE000) + number_32(0) + number_16(0xFFFE) + number_16(0xE000) +
