@@ -191,4 +191,24 @@ TEST(Definitions, TellTheCheckWhatIsMissing)
               "\"Patient's Name\"\n"
               "3 files: 1 with findings (3 warnings, 0 remarks), 2 clean\n");
     EXPECT_EQ(definitions.run({"check", "--module", "ct_image", "other"}).status, 1);
+
+    // All items are looked at, of an optional sequence those that are there; many elements make no difference.
+    definitions.write("DICOM_Module_T.txt", "T\n");
+    definitions.write("DICOM_Attributes_T.txt", "(0008,1140) type=1 VR=SQ\n>(0008,1150) type=1 VR=UI\n"
+                                                "(0040,0275) type=3 VR=SQ\n>(0040,0009) type=2 VR=SH\n"
+                                                "(0040,A730) type=3 VR=SQ\n>(0040,A040) type=1 VR=CS\n");
+    for (int more : {0, 100}) {
+        Bytes id = element({0x0040, 0x0009}, "SH", "ID"), rest;
+        for (int i = 0; i < more; i++)
+            rest += element({0x0011, static_cast<unsigned short>(0x1000 + i)}, "LO", "");
+        Bytes odd = item({element({0x0008, 0x1155}, "UI", "1.22"), rest});
+        definitions.write("items", start + sequence({0x0008, 0x1140}, BY_LENGTH, {odd, item({}), odd}) + rest +
+                                       sequence({0x0040, 0x0275}, BY_LENGTH, {item({id}), item({rest})}));
+        run = definitions.run({"check", "--verbose", "--ignore", "order", "--module", "T", "items"});
+        std::string places;
+        for (size_t at = 0; (at = run.out.find("items: ", at)) != std::string::npos; at += 7)
+            places += run.out.substr(at + 7, run.out.find(" -- ", at) - at - 7) + " ";
+        EXPECT_EQ(places, "0008,1140[1]/0008,1150 0008,1140[2]/0008,1150 0008,1140[3]/0008,1150 "
+                          "0040,0275[2]/0040,0009 ");
+    }
 }

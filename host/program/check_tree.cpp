@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "host/program/check_template.h"
 #include "host/program/definitions.h"
 #include "host/program/element_values.h"
 #include "host/program/messages.h"
@@ -375,97 +376,16 @@ static DICOM_List *template_of(const Check &check, const Data_Set &set)
     return DICOM_Module_Read(nullptr, name.c_str());
 }
 
-struct Verification {
-    const Check *check;
-    DICOM_Root root;   // where the library stands
-};
-
-static void take_missing(void *user, int level, const char *report)
+static void take_missing(void *user, const Finding &finding)
 {
-    const Verification *at = static_cast<const Verification *>(user);
-    if (level != LEVEL_WARNINGS)
-        return;
-    Finding finding = finding_of(level, report);
-    std::vector<Step> steps;
-    for (int i = 0; i < at->root.Sequence_Depth; i++)
-        steps.push_back({at->root.Sequence_Group[i], at->root.Sequence_Element[i], at->root.Item_Number[i + 1]});
-    finding.path = path_of(steps);
-    finding.name = name_of_tag(finding.group, finding.element);
-    tell(*at->check, finding);
+    tell(*static_cast<const Check *>(user), finding);
 }
 
-static bool is_demanded(const DICOM_List *wanted)
+static void verify(Check *check, const Data_Set &set)
 {
-    return wanted->type == TYPE_1 || wanted->type == TYPE_2;
-}
-
-static unsigned int tag_number(const DICOM_List *node)
-{
-    return static_cast<unsigned int>(node->group) << 16 | node->element;
-}
-
-// The first attribute of each tag that a chain of a template demands, null where there is none: in one walk through the
-// chain, of which hostile data sets have long ones.
-typedef std::unordered_map<unsigned int, DICOM_List *> Met;
-
-static Met find_demanded(DICOM_List *chain, const DICOM_List *tmplt)
-{
-    Met met;
-    for (const DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next)
-        if (is_demanded(wanted))
-            met.emplace(tag_number(wanted), nullptr);
-    for (DICOM_List *node = chain; node != nullptr && !met.empty(); node = node->next) {
-        auto at = met.find(tag_number(node));
-        if (at != met.end() && at->second == nullptr)
-            at->second = node;
-    }
-    return met;
-}
-
-// DICOM_Postproc_Verification, which would look for each attribute from the head of the chain on: here it gets single
-// nodes of the template, each with what was found for it.
-static void verify_chain(Verification *at, DICOM_List *chain, const DICOM_List *tmplt)
-{
-    Met met = find_demanded(chain, tmplt);
-    for (const DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next) {
-        if (!is_demanded(wanted))
-            continue;
-        DICOM_Root here = {};
-        bool is_any = wanted->group == ANY_TAG_NUMBER || wanted->element == ANY_TAG_NUMBER;
-        DICOM_List *found = is_any ? DICOM_Attribute_Get(nullptr, &here, chain, wanted->group, wanted->element, 0)
-                                   : met[tag_number(wanted)];
-        DICOM_List alone = *wanted, only = {};
-        bool goes_inside = wanted->type == TYPE_1 && at->root.Sequence_Depth < MAX_SEQUENCE_DEPTH;
-        alone.next = nullptr;
-        if (goes_inside)
-            alone.item = nullptr;   // else the library says that it does not go there
-        if (found != nullptr) {
-            only = *found;
-            only.next = nullptr;
-            only.depth = static_cast<unsigned char>(at->root.Sequence_Depth);
-        }
-        DICOM_Postproc_Verification(nullptr, &at->root, found != nullptr ? &only : nullptr, &alone, 0);
-        if (!goes_inside || wanted->item == nullptr)
-            continue;
-        DICOM_Attribute_Sequence_Start(nullptr, &at->root, wanted->group, wanted->element, wanted->flag, 0);
-        for (int i = 0; i < wanted->nb_item && wanted->item[i] != nullptr; i++) {
-            bool is_there = found != nullptr && found->item != nullptr && i < found->nb_item;
-            DICOM_Attribute_Item_Start(nullptr, &at->root, 0);
-            verify_chain(at, is_there ? found->item[i] : nullptr, wanted->item[i]);
-            DICOM_Attribute_Item_Stop(nullptr, &at->root, 0);
-        }
-        DICOM_Attribute_Sequence_Stop(nullptr, &at->root, 0);
-    }
-}
-
-static void verify(const Check &check, const Data_Set &set)
-{
-    DICOM_List *wanted = template_of(check, set);
-    if (wanted == nullptr)
-        return;
-    Verification at = {&check, {}};
-    take_reports(take_missing, &at);
-    verify_chain(&at, set.tree, wanted);
+    DICOM_List *wanted = template_of(*check, set);
+    if (wanted != nullptr)
+        verify_by_template(set.tree, wanted, take_missing, check);
 }
 
 Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *tally, Finding_Teller *teller,
@@ -480,7 +400,7 @@ Load_Result check_file(const Input &input, const Check_Choice &choice, Tally *ta
     if (result == LOADED) {
         tally->elements += set->elements;
         judge_set(&check, set);
-        verify(check, *set);
+        verify(&check, *set);
         teller->finish();
     }
     take_reports(nullptr, nullptr);
