@@ -182,7 +182,7 @@ void note_first_reason(Conforming *run, const std::string &path, const DICOM_Lis
 struct Comparison {
     Conforming *run;
     size_t at = 0;   // in the snapshot
-    std::string path;
+    std::string path, charset;
 
     const Seen &seen() const
     {
@@ -222,7 +222,8 @@ static void tell(Comparison *c, Change_Kind kind, const Seen &tag, const std::st
 {
     auto why = c->run->reasons.find(key_of(c->path, tag.group, tag.element));
     c->run->result->changes.push_back(
-        {kind, tag.group, tag.element, c->path, name, before, after, why != c->run->reasons.end() ? why->second : ""});
+        {kind, tag.group, tag.element, c->path, name, before, after, c->charset,
+         why != c->run->reasons.end() ? why->second : ""});
 }
 
 static void tell_removed(Comparison *c)
@@ -277,7 +278,7 @@ static void compare_values(Comparison *c, const DICOM_List *node)
         tell(c, VALUE_CHANGED, tag_of(node), name_of(node), was, is);
 }
 
-static void compare_chains(Comparison *c, const DICOM_List *list);
+static void compare_chains(Comparison *c, DICOM_List *list);
 
 // A sequence with other items than before is told as one; else what is in the items is compared.
 static void compare_nodes(Comparison *c, const DICOM_List *node)
@@ -319,9 +320,12 @@ static bool is_other_of_same_tag(const Comparison &c, const DICOM_List *node)
     return old_size != size || (size > 0 && memcmp(before, after, static_cast<size_t>(size)) != 0);
 }
 
-static void compare_chains(Comparison *c, const DICOM_List *list)
+static void compare_chains(Comparison *c, DICOM_List *list)
 {
     const DICOM_List *node = list;
+    std::string around = c->charset, charset = text_of(find_in_sorted_chain(list, 0x0008, 0x0005));
+    if (!charset.empty())
+        c->charset = charset;
     while (node != nullptr || !c->seen().is_end) {
         const Seen &seen = c->seen();
         bool is_new = node != nullptr && (seen.is_end || comes_before(node, seen.group, seen.element));
@@ -339,11 +343,12 @@ static void compare_chains(Comparison *c, const DICOM_List *list)
             node = node->next;
     }
     c->at++;
+    c->charset = around;
 }
 
 void list_changes(Conforming *run)
 {
-    Comparison comparison = {run, 0, ""};
+    Comparison comparison = {run, 0, "", ""};
     compare_chains(&comparison, run->set->tree);
 }
 

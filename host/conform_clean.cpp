@@ -34,15 +34,14 @@ static void raise_code_strings(DICOM_List *list)
 
 struct Review {
     Conforming *run;
-    size_t at;   // in the snapshot, whose nodes are those of the tree, one by one
-    Character_Set charset;
+    size_t at = 0;   // in the snapshot, whose nodes are those of the tree, one by one
     std::string path;
 };
 
-static void review_value(Review *review, DICOM_List *node, const Seen &seen)
+static void review_value(Review *review, DICOM_List *node, const Seen &seen, const Character_Set &charset)
 {
     std::string was = without_padding(review->run->before.values.data() + seen.value, seen.size);
-    if (review_cleaning(node, was, review->charset) == CLEANED && node->size == 0 && !was.empty())
+    if (review_cleaning(node, was, charset) == CLEANED && node->size == 0 && !was.empty())
         note_reason(review->run, review->path, node, "its value is not allowed");
 }
 
@@ -55,32 +54,37 @@ static bool is_touched(const Review &review, const DICOM_List *node, const Seen 
            memcmp(was, node->data, static_cast<size_t>(seen.size)) != 0;
 }
 
-static void review_chain(Review *review, DICOM_List *list)
+// An item may have a character set of its own (DICOM PS3.3, C.12.1.1.2).
+static Character_Set charset_in(DICOM_List *list, const Character_Set &around)
 {
+    Character_Set charset = around;
+    std::string unknown, term = text_of(find_in_sorted_chain(list, 0x0008, 0x0005));
+    if (!term.empty())
+        parse_character_set(term.data(), term.size(), &charset, &unknown);
+    return charset;
+}
+
+static void review_chain(Review *review, DICOM_List *list, const Character_Set &around)
+{
+    Character_Set charset = charset_in(list, around);
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         const Seen &seen = review->run->before.nodes[review->at++];
         if (is_touched(*review, node, seen))
-            review_value(review, node, seen);
-        in_each_item(node, &review->path, [review](DICOM_List *item) { review_chain(review, item); });
+            review_value(review, node, seen, charset);
+        in_each_item(node, &review->path,
+                     [review, &charset](DICOM_List *item) { review_chain(review, item, charset); });
     }
     review->at++;   // the end of the chain
-}
-
-static Character_Set character_set(const Data_Set &set)
-{
-    Character_Set charset;
-    std::string unknown, term = text_of(find_in_chain(set.tree, 0x0008, 0x0005));
-    parse_character_set(term.data(), term.size(), &charset, &unknown);
-    return charset;
 }
 
 void clean_values(Conforming *run)
 {
     DICOM_Root root = {};
-    Review review = {run, 0, character_set(*run->set), ""};
+    Review review;
+    review.run = run;
     raise_code_strings(run->set->tree);
     DICOM_Attribute_Cleanup(nullptr, &root, run->set->tree);
-    review_chain(&review, run->set->tree);
+    review_chain(&review, run->set->tree, Character_Set());
 }
 
 }   // namespace velmora_host

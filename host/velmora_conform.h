@@ -32,6 +32,7 @@ struct Conform_Change {
     std::string path;                // what stands around it: "0040,a730[2]/0040,a168[1]/", empty at the top level
     std::string name;                // as the dictionary calls it; may be empty
     std::string before, after;       // the values in short, their bytes as they are; empty: none
+    std::string charset;             // Specific Character Set (0008,0005) that holds there in the end; may be empty
     std::string why;                 // may be empty: the value broke the rules of its VR
 };
 

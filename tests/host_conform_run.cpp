@@ -90,6 +90,20 @@ TEST(ConformRun, SetsWhatAPersonKnows)
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(conform.get("0010,0010", "b"), "Doe^J\xC3\xBCrgen\n");
     EXPECT_EQ(conform.get("0008,1140[1]/0008,1155", "b"), "1.2.3.4\n");
+
+    // In each item, shown as the item's own character set has it.
+    Bytes utf8 = item({element({0x0008, 0x0005}, "CS", "ISO_IR 192"), element({0x0008, 0x1150}, "UI", "1.22")});
+    Bytes latin = element({0x0008, 0x0005}, "CS", "ISO_IR 100");
+    conform.folder.write("items", latin + element({0x0008, 0x0060}, "CS", "CT") +
+                                      sequence({0x0008, 0x1140}, BY_LENGTH, {utf8, utf8}));
+    run = conform({"--set", "0008,1140/0008,0104=J\xC3\xBCrgen", "--set", "0008,1140[2]/0008,1155=1.20", "items", "b"});
+    std::string said;
+    for (size_t at = 0, end; (end = run.out.find('\n', at)) != std::string::npos; at = end + 1)
+        if (run.out.substr(at, end - at).find("(given)") != std::string::npos)
+            said += run.out.substr(at, end + 1 - at);
+    EXPECT_EQ(said, "items: added 0008,1140[1]/0008,0104 Code Meaning: J\xC3\xBCrgen (given)\n"
+                    "items: added 0008,1140[2]/0008,0104 Code Meaning: J\xC3\xBCrgen (given)\n"
+                    "items: added 0008,1140[2]/0008,1155 Referenced SOP Instance UID: 1.20 (given)\n");
 }
 
 TEST(ConformRun, WorksThroughAFolder)

@@ -101,6 +101,14 @@ TEST(Conform_Values, CountsCharactersRatherThanBytes)
         conformed.conform(element(CHARSET, "CS", row.charset) + element({0x0008, 0x0050}, "SH", row.value));
         EXPECT_EQ(conformed.told(), row.told);
     }
+
+    // An item may have a set of its own.
+    Bytes text = element({0x0008, 0x0050}, "SH", umlauts), utf8 = element(CHARSET, "CS", "ISO_IR 192");
+    Conformed conformed;
+    conformed.define("(0008,0005) type=1C\n(0008,1140) type=3\n>(0008,0005) type=1C\n>(0008,0050) type=2\n");
+    conformed.conform(element(CHARSET, "CS", "ISO_IR 100") +
+                      sequence({0x0008, 0x1140}, BY_LENGTH, {item({utf8, text}), item({text})}));
+    EXPECT_EQ(conformed.told(), "?w 0008,1140[2]/0008,0050 2\n");
 }
 
 // ---- UIDs -----------------------------------------------------------------------------

@@ -100,6 +100,13 @@ TEST(HostEdit, WritesTextsInTheCharacterSet)
         text += "\xC3\xBC";
     EXPECT_EQ(edit({"--set", "0020,0010=" + text}, charset).body, charset + element({0x0020, 0x0010}, "SH", text));
     EXPECT_EQ(edit({"--set", "0020,0010=" + text + "x"}, charset).status, 3);
+
+    // In an item with a set of its own that counts; behind it, that of the data set again.
+    Bytes latin = element({0x0008, 0x0005}, "CS", "ISO_IR 100"), code = element(CODE, "LO", "\xC3\xBC");
+    Bytes own = item({charset, code}, BY_DELIMITER), plain = item({element(CODE, "LO", "\xFC ")}, BY_DELIMITER);
+    Bytes in = latin + sequence(REFERENCES, BY_DELIMITER, {item({charset}, BY_DELIMITER), item({}, BY_DELIMITER)});
+    EXPECT_EQ(edit({"--set", "0008,1140/0008,0104=\xC3\xBC"}, in).body,
+              latin + sequence(REFERENCES, BY_DELIMITER, {own, plain}));
 }
 
 TEST(HostEdit, ReachesIntoSequences)

@@ -135,6 +135,7 @@ struct Setting {
     Data_Set *set;
     const Assignment *what;
     DICOM_Root root;
+    Character_Set charset;   // that holds at the cursor
     std::string error;
 };
 
@@ -173,12 +174,13 @@ static unsigned short vr_for(const Setting &setting, const DICOM_List *node, con
     return row->vr[0];
 }
 
-static Character_Set charset_of(const Data_Set &set)
+// An item may have a character set of its own (DICOM PS3.3, C.12.1.1.2).
+static Character_Set charset_in(const DICOM_List *chain, const Character_Set &around)
 {
-    Character_Set charset;
+    Character_Set charset = around;
     std::string unknown;
-    for (const DICOM_List *node = set.tree; node != nullptr; node = node->next)
-        if (node->group == 0x0008 && node->element == 0x0005 && node->data != nullptr)
+    for (const DICOM_List *node = chain; node != nullptr; node = node->next)
+        if (node->group == 0x0008 && node->element == 0x0005 && node->data != nullptr && node->size > 0)
             parse_character_set(node->data, static_cast<size_t>(node->size), &charset, &unknown);
     return charset;
 }
@@ -198,7 +200,7 @@ static int byte_of(const Character_Set &charset, const std::string &character)
 // A text in the character set of the data set, which is UTF-8 or one of single bytes if it is more than ASCII.
 static bool encode_text(Setting *setting, std::string *text)
 {
-    Character_Set charset = charset_of(*setting->set);
+    const Character_Set &charset = setting->charset;
     if (is_plain_text(text->data(), text->size()) || charset.coding == CODING_UTF_8)
         return true;
     bool has_bytes = charset.coding == CODING_ISO_2022 && charset.g1 != 0;
@@ -273,7 +275,7 @@ static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
     node->flag = ORIGIN_VELM;
     node->syntax = SYNTAX_EXPLICIT;
     DICOM_Attribute_Cleanup_Tag(nullptr, node);
-    bool is_allowed = review_cleaning(node, bytes, charset_of(*setting->set)) == LEFT_AS_ALLOWED;
+    bool is_allowed = review_cleaning(node, bytes, setting->charset) == LEFT_AS_ALLOWED;
     bool is_marked = (node->flag & (FLAG_INVALID | FLAG_SYNTAX_ERROR)) != 0;
     if (!is_allowed && (is_marked || (!bytes.empty() && node->size == 0)))
         return refuse_value(setting, vr);
@@ -283,10 +285,12 @@ static bool set_value(Setting *setting, DICOM_List *chain, const Tag_Step &step)
     return true;
 }
 
-static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
+//   around  the character set outside of the chain
+static bool set_along(Setting *setting, DICOM_List *chain, size_t at, const Character_Set &around)
 {
     const std::vector<Tag_Step> &steps = setting->what->path.steps;
     const Tag_Step &step = steps[at];
+    const Character_Set here = setting->charset = charset_in(chain, around);
     if (at + 1 == steps.size())
         return set_value(setting, chain, step);
     DICOM_List *node = chain;
@@ -309,7 +313,7 @@ static bool set_along(Setting *setting, DICOM_List *chain, size_t at)
     for (int i = 1; i <= last && done; i++) {
         DICOM_Attribute_Item_Start(nullptr, &setting->root, 15);
         if (i >= first)
-            done = set_along(setting, i <= count ? node->item[i - 1] : nullptr, at + 1);
+            done = set_along(setting, i <= count ? node->item[i - 1] : nullptr, at + 1, here);
         DICOM_Attribute_Item_Stop(nullptr, &setting->root, 15);
     }
     DICOM_Attribute_Sequence_Stop(nullptr, &setting->root, 15);
@@ -352,8 +356,8 @@ bool parse_assignment(const std::string &text, Assignment *what, std::string *er
 bool assign(Data_Set *set, const Assignment &what, std::string *error)
 {
     const Tag_Step &last = what.path.steps.back();
-    Setting setting = {set, &what, {}, ""};
-    bool done = set_along(&setting, set->tree, 0);
+    Setting setting = {set, &what, {}, {}, ""};
+    bool done = set_along(&setting, set->tree, 0, Character_Set());
     close_gaps(set->tree);
     if (!done)
         *error = tag_text(last.group, last.element) + " " + setting.error;

@@ -52,9 +52,11 @@ static void write_line(const Conform_Work &work, const std::string &text)
         write_out(text + "\n");
 }
 
-static std::string shown(const Character_Set &charset, const std::string &value)
+static std::string shown(const std::string &charset_term, const std::string &value)
 {
-    std::string text;
+    Character_Set charset;
+    std::string text, unknown;
+    parse_character_set(charset_term.data(), charset_term.size(), &charset, &unknown);
     append_utf8(charset, value.data(), value.size(), TEXT_WHOLE, &text, true);
     return visible(text);
 }
@@ -66,29 +68,39 @@ static std::string place_text(const std::string &path, unsigned short group, uns
     return name.empty() ? text : text + " " + visible(name);
 }
 
-static std::string place_of(const Assignment &what)
+// Whether an attribute is one of those that an assignment names: a step without an item is meant in all of them.
+static bool is_given(const Assignment &what, const Conform_Change &change)
 {
-    std::string place;
+    const std::string place = change.path + tag_text(change.group, change.element);
+    size_t at = 0;
     for (const Tag_Step &step : what.path.steps) {
-        place += tag_text(step.group, step.element);
-        place += step.item > 0 ? "[" + std::to_string(step.item) + "]/" : "";
+        std::string tag = tag_text(step.group, step.element);
+        if (place.compare(at, tag.size(), tag) != 0)
+            return false;
+        at += tag.size();
+        if (&step == &what.path.steps.back())
+            break;
+        size_t end = place.find("]/", at);
+        if (end == std::string::npos || (step.item > 0 && place.substr(at + 1, end - at - 1) != std::to_string(step.item)))
+            return false;
+        at = end + 2;
     }
-    return place;
+    return at == place.size();
 }
 
 // "added 0010,0020 Patient ID", "changed 0008,0020 Study Date: 2004.01.19 -> 20040119".
-static std::string change_text(const Conform_Work &work, const Conform_Change &change, const Character_Set &charset)
+static std::string change_text(const Conform_Work &work, const Conform_Change &change)
 {
     static const char *const words[] = {"added ", "changed ", "removed "};
     std::string text = words[change.kind] + place_text(change.path, change.group, change.element, change.name);
-    std::string before = shown(charset, change.before), after = shown(charset, change.after);
+    std::string before = shown(change.charset, change.before), after = shown(change.charset, change.after);
     if (change.kind == VALUE_CHANGED)
         text += ": " + (before.empty() ? "nothing" : before) + " -> " + (after.empty() ? "nothing" : after);
     else if (!before.empty() || !after.empty())
         text += ": " + before + after;
-    std::string why = change.why, place = change.path + tag_text(change.group, change.element);
+    std::string why = change.why;
     for (const Assignment &what : work.given)
-        if (place_of(what) == place)
+        if (is_given(what, change))
             why = "given";
     return why.empty() ? text : text + " (" + why + ")";
 }
@@ -109,8 +121,8 @@ static std::string counted(size_t count, const char *word)
     return std::to_string(count) + " " + word;
 }
 
-static void write_result(const Conform_Work &work, const Data_Set &set, const std::string &name,
-                         const Conform_Result &result, const int64_t counts[3])
+static void write_result(const Conform_Work &work, const std::string &name, const Conform_Result &result,
+                         const int64_t counts[3])
 {
     std::string file = visible(name) + ": ";
     write_line(work, file + result.module + ": " + std::to_string(counts[ADDED]) + " added, " +
@@ -118,13 +130,8 @@ static void write_result(const Conform_Work &work, const Data_Set &set, const st
                          " removed, " + counted(result.lacks.size(), "lacking"));
     if (work.is_quiet)
         return;
-    Character_Set charset;
-    std::string unknown;
-    for (const DICOM_List *node = set.tree; node != nullptr; node = node->next)
-        if (node->group == 0x0008 && node->element == 0x0005 && node->data != nullptr)
-            parse_character_set(node->data, static_cast<size_t>(node->size), &charset, &unknown);
     for (const Conform_Change &change : result.changes)
-        write_line(work, file + change_text(work, change, charset));
+        write_line(work, file + change_text(work, change));
     if (result.padded > 0)
         write_line(work, file + "changed the padding of " + counted(static_cast<size_t>(result.padded), "values"));
     for (const Conform_Lack &lack : result.lacks)
@@ -177,7 +184,7 @@ static Change conform_set(Data_Set *set, const std::string &name, Save_Options *
     for (int kind : {ADDED, ALTERED, REMOVED})
         tally->own[kind] += counts[kind];
     tally->own[FILES_LACKING] += !result.lacks.empty();
-    write_result(*work, *set, name, result, counts);
+    write_result(*work, name, result, counts);
     return result.changes.empty() && result.padded == 0 ? NOTHING_CHANGED : CHANGED;
 }
 
