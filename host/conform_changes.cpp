@@ -265,8 +265,11 @@ static void compare_values(Comparison *c, const DICOM_List *node)
     if (was_left)
         return;   // fetched or not, it is the same
     int size = 0;
-    const char *after = value_of(*c->run->set, node, &size);
-    const char *before = value_before(*c, seen);
+    const char *after = value_of(*c->run->set, node, &size), *before = value_before(*c, seen);
+    if (after == nullptr && node->data != nullptr && node->size == seen.size) {   // a sequence that is not opened
+        after = node->data;
+        size = node->size;
+    }
     int old_size = before != nullptr ? seen.size : 0;
     if (old_size == size && (size == 0 || memcmp(before, after, static_cast<size_t>(size)) == 0))
         return;

@@ -176,14 +176,21 @@ TEST(Conform, BringsALongDataSetIntoItsOrder)
     EXPECT_NE(of_sorted.find(sorted), Bytes::npos);
 }
 
-TEST(Conform, LosesNoPixelData)
+TEST(Conform, LosesNoPixelDataAndNothingBelowTheNinthLevel)
 {
+    auto nested = [](Bytes inside) {
+        for (int i = 0; i < 12; i++)
+            inside = sequence({0x7FE1, 0x1001}, BY_DELIMITER, {item({inside}, BY_DELIMITER)});
+        return inside;
+    };
     Bytes fragments = number_16(0xFFFE) + number_16(0xE000) + number_32(0) + number_16(0xFFFE) + number_16(0xE000) +
                       number_32(6) + "ABCDEF" + delimiter(ELEMENT_SEQUENCE_END);
     const struct { const char *name; Bytes pixels; } rows[] = {
         {"encapsulated", element(PIXELS, "OB", fragments, SYNTAX_EXPLICIT, 0xFFFFFFFF)},
         {"native, fetched", element(PIXELS, "OW", Bytes(300000, 'p'))},
         {"native, left in the source", element(PIXELS, "OW", Bytes(1200000, 'p'))},
+        {"a sequence below the ninth level", nested(element(ID, "LO", "A1"))},
+        {"a long one", nested(element(ID, "LO", Bytes(2000, 'x')))},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
