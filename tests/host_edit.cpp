@@ -44,6 +44,8 @@ TEST(HostEdit, SetsValuesByTheirVR)
         {"0020,0013=12.0", element({0x0020, 0x0013}, "IS", "12")},
         {"0029,1001:LO=mine", element({0x0029, 0x1001}, "LO", "mine")},
         {"0010,0010=", element({0x0010, 0x0010}, "PN", "")},
+        {"0008,ffff:LO=mine", element({0x0008, 0xFFFF}, "LO", "mine")},
+        {"ffff,ffff:LO=mine", element({0xFFFF, 0xFFFF}, "LO", "mine")},
     };
     for (const auto &row : rows) {
         Edited edited = edit({"--set", row.set}, FIRST);
@@ -69,7 +71,8 @@ TEST(HostEdit, RefusesWhatIsNoValue)
         EXPECT_NE(edited.err.find("is not changed: "), std::string::npos) << edited.err;
         EXPECT_EQ(edited.err.find("offset"), std::string::npos) << "a new value has no place in the file: " << edited.err;
     }
-    EXPECT_EQ(edit({"--set", "0002,0010=1.2"}, FIRST).status, 2);
+    for (const char *set : {"0002,0010=1.2", "fffe,e000:LO=x", "fffe,e000[1]/0010,0010=x", "0010,0000:UL=4"})
+        EXPECT_EQ(edit({"--set", set}, FIRST).status, 2) << set;
     EXPECT_EQ(edit({"--set", "0010,0010:XX=x"}, FIRST).status, 2);
     EXPECT_EQ(edit({}, FIRST).status, 2);
     std::string deep = "0008,0104";

@@ -221,11 +221,11 @@ static bool encode_text(Setting *setting, std::string *text)
     return true;
 }
 
-// The node at the cursor, which is made if it is not there.
+// The node at the cursor, which is made if it is not there. DICOM_Attribute_Get would take a tag of FFFF for any.
 static DICOM_List *find_or_add(Setting *setting, const Tag_Step &step, unsigned short vr)
 {
     DICOM_Attribute_Add(nullptr, &setting->root, &setting->set->tree, step.group, step.element, vr, 0);
-    return DICOM_Attribute_Get(nullptr, &setting->root, setting->set->tree, step.group, step.element, 0);
+    return DICOM_Attribute_Find(nullptr, &setting->root, &setting->set->tree, step.group, step.element);
 }
 
 static void give_bytes(DICOM_List *node, const std::string &bytes)
@@ -349,6 +349,10 @@ bool parse_assignment(const std::string &text, Assignment *what, std::string *er
             *error = quoted(tag) + " cannot be set: it may name several attributes";
         else if (step.group == GROUP_FILE_META)
             *error = quoted(tag) + " cannot be set: group 0002 is made anew when a file is written";
+        else if (step.group == GROUP_ITEM)
+            *error = quoted(tag) + " cannot be set: items come into being with what is in them";
+        else if (step.element == 0)
+            *error = quoted(tag) + " cannot be set: --group-length writes the lengths of groups";
     }
     return error->empty();
 }
