@@ -154,6 +154,8 @@ TEST(ConformRun, RefusesWrongUse)
         {{"--module", "Nothing", "a", "b"}, "there is no template 'Nothing'; velmora template lists them"},
         {{"--uid-root", "1..2", "a", "b"}, "'1..2' is no UID that leaves room for another part"},
         {{"--override", "absent", "a", "b"}, "--override names 'absent', which cannot be read"},
+        {{"--override", "deep", "a", "b"}, "line 3 of 'deep' is about an item, which an override cannot change"},
+        {{"--override", "late", "a", "b"}, "line 2 of 'late' stands behind a greater tag; they must be in order"},
         {{"--set", "PatientID", "a", "b"}, "--set takes TAG=VALUE, not 'PatientID'"},
         {{"--set", "60xx,3000=1", "a", "b"}, "'60xx,3000' cannot be set: it may name several attributes"},
     };
@@ -161,6 +163,8 @@ TEST(ConformRun, RefusesWrongUse)
         SCOPED_TRACE(row.error);
         Conform_Run conform;
         conform.folder.write("a", WHOLE);
+        conform.folder.write("deep", "; a rule\n(0008,1140) type=1\n!>(0008,1150) \"1.2\"\n");
+        conform.folder.write("late", "+(0010,0020) \"X\"\n-(0008,0060)\n");
         Outcome run = conform(row.arguments);
         EXPECT_EQ(run.err, std::string("velmora: conform: ") + row.error + "; see velmora conform --help\n");
         EXPECT_EQ(run.status, 2);

@@ -219,17 +219,38 @@ static const Option_Row ROWS[] = {
 static const Option_Table OWN = {"Options", ROWS, true};
 static const Option_Table *const TABLES[] = {&OWN, &writing_options, &many_options, &journal_options, nullptr};
 
+// The library merges the lines of an override as they stand, so that a line for an item would be one for the top level,
+// and one out of order would be missed.
+static int judge_override(FILE *file, const char *path)
+{
+    char line[2048];
+    unsigned int last = 0;
+    for (int number = 1; fgets(line, sizeof line, file) != nullptr; number++) {
+        const char *at = line + strspn(line, " \t!=-+");
+        unsigned int group = 0, element = 0;
+        if (*at == '>')
+            return wrong_use(command_conform, "line %d of %s is about an item, which an override cannot change", number,
+                             quoted(path).c_str());
+        if (sscanf(at, "(%4x,%4x)", &group, &element) != 2)
+            continue;
+        unsigned int tag = group << 16 | element;
+        if (tag < last)
+            return wrong_use(command_conform, "line %d of %s stands behind a greater tag; they must be in order", number,
+                             quoted(path).c_str());
+        last = tag;
+    }
+    return STATUS_DONE;
+}
+
 static int take_override(const char *path)
 {
-    FILE *file = fopen(path, "r");
-    if (file == nullptr || strlen(path) >= sizeof DICOM_Override) {
-        if (file != nullptr)
-            fclose(file);
+    FILE *file = strlen(path) < sizeof DICOM_Override ? fopen(path, "re") : nullptr;
+    if (file == nullptr)
         return wrong_use(command_conform, "--override names %s, which cannot be read", quoted(path).c_str());
-    }
+    int status = judge_override(file, path);
     fclose(file);
     strcpy(DICOM_Override, path);
-    return STATUS_DONE;
+    return status;
 }
 
 static int take_option(const Option &option, void *user)
