@@ -34,6 +34,15 @@ static std::vector<std::string> split(const std::string &text)
     return split_values(text.data(), static_cast<int>(text.size()));
 }
 
+// Values that are empty at the end say nothing, nor do the backslashes in front of them.
+static std::vector<std::string> split_without_end(const std::string &text)
+{
+    std::vector<std::string> values = split(text);
+    while (!values.empty() && values.back().empty())
+        values.pop_back();
+    return values;
+}
+
 std::string code_strings(const std::string &text)
 {
     std::string result;
@@ -175,8 +184,8 @@ static std::string decimal_string(double number)
 // A cut may take the exponent away, and a decimal comma is no part of a decimal string.
 static Verdict judge_decimals(const std::string &was, const std::string &is, std::string *rewritten)
 {
-    std::vector<std::string> before = split(was), after = split(is);
-    bool is_same = before.size() == after.size();
+    std::vector<std::string> before = split_without_end(was), after = split_without_end(is);
+    bool is_same = before.size() == after.size(), has_form = true;
     rewritten->clear();
     for (size_t i = 0; i < before.size(); i++) {
         double a = 0, b = 0;
@@ -184,15 +193,17 @@ static Verdict judge_decimals(const std::string &was, const std::string &is, std
             return IN_DOUBT;
         is_same = is_same && before[i].empty() == after[i].empty() &&
                   (before[i].empty() || (parse_number(after[i], &b) && is_about(a, b)));
-        *rewritten += (i > 0 ? "\\" : "") + (before[i].empty() ? "" : decimal_string(a));
+        std::string anew = before[i].empty() ? "" : decimal_string(a);
+        has_form &= anew.empty() || (parse_number(anew, &b) && isfinite(b));   // not rounded up beyond any number
+        *rewritten += (i > 0 ? "\\" : "") + anew;
     }
-    return is_same ? FAITHFUL : REWRITTEN;
+    return is_same ? FAITHFUL : has_form ? REWRITTEN : IN_DOUBT;
 }
 
 // "12.0" is an integer, 12.7 is none.
 static Verdict judge_integers(const std::string &was, const std::string &is, std::string *)
 {
-    std::vector<std::string> before = split(was), after = split(is);
+    std::vector<std::string> before = split_without_end(was), after = split_without_end(is);
     for (size_t i = 0; i < before.size(); i++) {
         double a = 0, b = 0;
         bool is_same = before.size() == after.size() &&
@@ -210,18 +221,11 @@ static Verdict judge_as_whole(const std::string &, const std::string &, std::str
     return IN_DOUBT;
 }
 
-static std::vector<std::string> without_empty_end(std::vector<std::string> values)
-{
-    while (!values.empty() && values.back().empty())
-        values.pop_back();
-    return values;
-}
-
 // Blanks around the values and a backslash at the end mean nothing; a cut text or a code less some characters is
 // another one.
 static Verdict judge_text(const std::string &was, const std::string &is, std::string *)
 {
-    return without_empty_end(split(was)) == without_empty_end(split(is)) ? FAITHFUL : IN_DOUBT;
+    return split_without_end(was) == split_without_end(is) ? FAITHFUL : IN_DOUBT;
 }
 
 struct Judge {
@@ -267,7 +271,7 @@ static bool is_raised(const std::string &was, const std::string &is)
     std::string raised = was;
     for (char &c : raised)
         c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
-    return without_empty_end(split(raised)) == without_empty_end(split(is));
+    return split_without_end(raised) == split_without_end(is);
 }
 
 static bool fits_with_end(const DICOM_List *node, const std::string &was)

@@ -106,6 +106,14 @@ TEST(ConformRun, SetsWhatAPersonKnows)
                     "items: added 0008,1140[2]/0008,1155 Referenced SOP Instance UID: 1.20 (given)\n");
 }
 
+TEST(ConformRun, ShowsWhatIsNoCharacter)
+{
+    Conform_Run conform;
+    conform.folder.write("a", WHOLE + element({0x0018, 0x0015}, "CS", "\xC4 "));
+    EXPECT_EQ(conform({"a", "b"}).out, "a: CT_Image: 0 added, 1 changed, 0 removed, 0 lacking\n"
+                                       "a: changed 0018,0015 Body Part Examined: \xEF\xBF\xBD -> _\n");
+}
+
 TEST(ConformRun, WorksThroughAFolder)
 {
     for (const char *jobs : {"1", "3"}) {

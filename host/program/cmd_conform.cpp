@@ -57,7 +57,7 @@ static std::string shown(const std::string &charset_term, const std::string &val
     Character_Set charset;
     std::string text, unknown;
     parse_character_set(charset_term.data(), charset_term.size(), &charset, &unknown);
-    append_utf8(charset, value.data(), value.size(), TEXT_WHOLE, &text, true);
+    append_utf8(charset, value.data(), value.size(), TEXT_WHOLE, &text);
     return visible(text);
 }
 
