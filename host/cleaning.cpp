@@ -228,13 +228,19 @@ static Verdict judge_text(const std::string &was, const std::string &is, std::st
     return split_without_end(was) == split_without_end(is) ? FAITHFUL : IN_DOUBT;
 }
 
+// A title of which nothing was allowed is none; another one is not what was meant.
+static Verdict judge_title(const std::string &was, const std::string &is, std::string *rewritten)
+{
+    return is.empty() ? FAITHFUL : judge_text(was, is, rewritten);
+}
+
 struct Judge {
     unsigned short vr;
     Verdict (*judge)(const std::string &was, const std::string &is, std::string *rewritten);
 };
 
 static const Judge judges[] = {
-    {VR_AE, judge_text    },
+    {VR_AE, judge_title   },
     {VR_AS, judge_age     },
     {VR_CS, judge_text    },
     {VR_DA, judge_date    },
@@ -274,11 +280,10 @@ static bool is_raised(const std::string &was, const std::string &is)
     return split_without_end(raised) == split_without_end(is);
 }
 
-static bool fits_with_end(const DICOM_List *node, const std::string &was)
+// Whether a value of a known attribute has as many values as its definition asks for.
+static bool has_right_count(const DICOM_List *node, const std::string &value)
 {
-    if (node->db == nullptr)
-        return false;
-    int least = node->db->vn[0][0], most = node->db->vn[0][1], count = static_cast<int>(split(was).size());
+    int least = node->db->vn[0][0], most = node->db->vn[0][1], count = static_cast<int>(split(value).size());
     return count >= least && (most <= 0 || count <= most);
 }
 
@@ -300,7 +305,7 @@ Cleaned review_cleaning(DICOM_List *node, const std::string &was, const Characte
         return CLEANED;
     bool is_marked = (node->flag & FLAG_INVALID) != 0, is_less = node->size < static_cast<int>(was.size()) || is_marked;
     // A backslash at the end, which the library takes off, may stand for a value that the number of them calls for.
-    bool has_end = is_marked && !was.empty() && was.back() == '\\' && fits_with_end(node, was);
+    bool has_end = is_marked && !was.empty() && was.back() == '\\' && node->db != nullptr && has_right_count(node, was);
     if ((vr == VR_DA && are_dates(was)) || (is_less && is_allowed_text(vr, was, charset)) || has_end) {
         put_back(node, was);
         return LEFT_AS_ALLOWED;
@@ -308,6 +313,8 @@ Cleaned review_cleaning(DICOM_List *node, const std::string &was, const Characte
     Verdict verdict = judge(vr, was, is, &rewritten);
     if (verdict == FAITHFUL)
         return CLEANED;
+    if (verdict == REWRITTEN && is_marked && node->db != nullptr && !has_right_count(node, rewritten))
+        verdict = IN_DOUBT;   // well put, but too many or too few
     put_back(node, verdict == REWRITTEN ? rewritten : was);
     if (verdict == REWRITTEN)
         return CLEANED_ANEW;
@@ -318,8 +325,9 @@ Cleaned review_cleaning(DICOM_List *node, const std::string &was, const Characte
 bool settle_text(DICOM_List *node)
 {
     unsigned short vr = working_vr(node);
-    bool is_text = std::any_of(std::begin(judges), std::end(judges),
-                               [vr](const Judge &each) { return each.vr == vr && each.judge == judge_text; });
+    bool is_text = std::any_of(std::begin(judges), std::end(judges), [vr](const Judge &each) {
+        return each.vr == vr && (each.judge == judge_text || each.judge == judge_title);
+    });
     if (!is_text || node->data == nullptr)
         return false;
     if (vr == VR_CS)

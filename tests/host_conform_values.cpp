@@ -46,6 +46,8 @@ static const Value_Row value_rows[] = {
      "- [1e999999999999999999] its value is not allowed"},
     {"one that is rounded up to that", {0x0018, 0x0050}, "DS", "1.7976931348623157e308", "?w 2",
      "- [1.7976931348623157e308] its value is not allowed"},
+    {"two of which the first is too long", {0x0018, 0x0050}, "DS", "123456789.123456789e10\\2", "?w 2",
+     "- [123456789.123456789e10\\2] its value is not allowed"},
     {"a backslash behind a number", {0x0018, 0x0050}, "DS", "1.\\ ", "~ [1.\\] [1.]", "~ [1.\\] [1.]"},
     {"a backslash behind an integer", {0x0020, 0x0013}, "IS", "1\\", "~ [1\\] [1]", "~ [1\\] [1]"},
     {"an integer with a point", {0x0020, 0x0013}, "IS", "12.0", "~ [12.0] [12]", "~ [12.0] [12]"},

@@ -48,14 +48,21 @@ TEST(HostRepair, MendsValuesAndSaysWhatItDid)
         {"too many values", element({0x0028, 0x0010}, "US", "1234"), "",
          "0028,0010 US Rows: 12849\\13363 removed: Invalid number of values in data!, Expecting VN=1 but got 2 "
          "values\n"},
+        {"too many, of which one is too long", element({0x0018, 0x0050}, "DS", "123456789.123456789e10\\2"), "",
+         "0018,0050 DS Slice Thickness: '123456789.123456789e10\\2' removed: String too long! (22/vs/16 max) Truncated to "
+         "\"123456789.123456\"(789e10); Invalid number of values in data!, Expecting VN=1 but got 2 values\n"},
         {"a VR that tells nothing", element({0x0018, 0x9352}, "UN", "1234"), element({0x0018, 0x9352}, "UN", "1234"),
          ""},
+        {"an age without a unit", element({0x0010, 0x1010}, "AS", "7 "), element({0x0010, 0x1010}, "AS", "7 "), ""},
         {"no UID", element({0x0020, 0x000D}, "UI", "1.2.ABC."), element({0x0020, 0x000D}, "UI", "1.2.ABC."),
          "0020,000d UI Study Instance UID: '1.2.ABC.' left as it is: '1.2..' would say something else\n"},
         {"no integer", element({0x0020, 0x0013}, "IS", "12.7"), element({0x0020, 0x0013}, "IS", "12.7"),
          "0020,0013 IS Instance Number: '12.7' left as it is: '12' would say something else\n"},
         {"a code in small letters", element({0x0018, 0x0015}, "CS", "head"), element({0x0018, 0x0015}, "CS", "HEAD"),
          "0018,0015 CS Body Part Examined: 'head' became 'HEAD': 4 char in \"head\" not from set "
+         "\"ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\\"\n"},
+        {"what is no character", element({0x0018, 0x0015}, "CS", "\xC4 "), element({0x0018, 0x0015}, "CS", "_ "),
+         "0018,0015 CS Body Part Examined: '\xEF\xBF\xBD' became '_': 1 char in \"\\xc4\" not from set "
          "\"ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_ \\\"\n"},
         {"no date at all", element({0x0010, 0x0030}, "DA", "unknown "), element({0x0010, 0x0030}, "DA", ""),
          "0010,0030 DA Patient's Birth Date: 'unknown' became nothing: 8 char in \"unknown \" not from set "

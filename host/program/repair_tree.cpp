@@ -21,6 +21,7 @@ static const int DEEPEST_READING = 16;   // of sequences below the ninth level, 
 struct Repair {
     Data_Set *set;
     Repair_Report *report;
+    bool is_cleaning;                   // else reports are about a value that is shown
     std::vector<std::string> reasons;   // of the library, for the attribute at hand
     bool cut_text;                      // one of them is about the length or the number of values of a text
 };
@@ -44,6 +45,8 @@ static void take_reason(void *user, int level, const char *text)
     Repair *repair = static_cast<Repair *>(user);
     if (level != LEVEL_WARNINGS && level != LEVEL_REMARKS)
         return complain("%s", text_of_report(text).c_str());
+    if (!repair->is_cleaning)
+        return;
     Finding finding = finding_of(level, text);
     repair->reasons.push_back(finding.text);
     for (const char *kind : {"length", "values", "backslash"})
@@ -113,17 +116,22 @@ static bool is_touched(const DICOM_List *node, const Before &before)
            (node->size > 0 && memcmp(node->data, before.bytes.data(), before.bytes.size()) != 0);
 }
 
+// Whether nothing was done but that a blank was taken off which is put on again when the value is written.
+static bool is_without_its_padding(const DICOM_List *node, const Before &before)
+{
+    std::string text(node->data != nullptr ? node->data : "", static_cast<size_t>(node->size));
+    return (node->flag & FLAG_INVALID) == 0 && text.size() % 2 != 0 && text + padding_of(node) == before.bytes;
+}
+
 // A look at what the library's rules have made of a value: a number, date or UID that became another one is put back; a
 // text that was cut or has lost characters is not. What is invalid by the rules, or of which they leave nothing, goes,
 // but for a UID: others may refer to it.
 // Returns false when the value is to be left as it was for that.
-static bool is_cleaned_well(Repair *repair, DICOM_List *node, const Before &before, const Value_Context &context)
+static bool is_cleaned_well(DICOM_List *node, const Before &before, const Value_Context &context)
 {
     bool is_gone = (node->flag & FLAG_INVALID) != 0 || node->size == 0;
     bool is_emptied = node->size == 0;
-    size_t reasons = repair->reasons.size();
     bool is_well = review_cleaning(node, trimmed(before.bytes), context.charset) != LEFT_IN_DOUBT || settle_text(node);
-    repair->reasons.resize(reasons);   // settling a text says the same again
     if (is_well || !is_gone || working_vr(node) == VR_UI)
         return is_well;
     if (is_emptied) {
@@ -164,13 +172,15 @@ static void repair_value(Repair *repair, DICOM_List *node, const std::string &pa
     int threshold = Error_Get_Threshold();
     Error_Set_Threshold(LEVEL_REMARKS);
     take_reports(take_reason, repair);
+    repair->is_cleaning = true;
     DICOM_Attribute_Cleanup_Tag(nullptr, node);
+    repair->is_cleaning = false;   // settling a text says the same again
     if (is_touched(node, before)) {
         std::string was = shown_before(repair, node, before, context);
         std::string place = shown_place(path, node, value_vr(node, context)) + ": " + was;
         std::string would_be = shown_value(*repair->set, node, context);
-        bool is_well = is_cleaned_well(repair, node, before, context);
-        if (!is_well || may_be_wrong(*repair, node, before)) {
+        bool is_well = is_cleaned_well(node, before, context);
+        if (!is_well || may_be_wrong(*repair, node, before) || is_without_its_padding(node, before)) {
             give_value(node, before.bytes);
             node->flag = before.flag;
         }
@@ -200,7 +210,7 @@ static void repair_length(Repair *repair, const DICOM_List *node, const std::str
         return;
     repair->report->changed++;
     write_line(repair->report, shown_place(path, node, value_vr(node, context)) + ": " + std::to_string(size) +
-                                   " bytes padded to an even length");
+                                   (size == 1 ? " byte" : " bytes") + " padded to an even length");
 }
 
 static int64_t done_so_far(const Repair_Report &report)
@@ -310,7 +320,7 @@ static void mark_duplicates(Repair *repair, DICOM_List *list, const std::string 
 
 void repair_tree(Data_Set *set, const std::string &path, Repair_Report *report)
 {
-    Repair repair = {set, report, {}, false};
+    Repair repair = {set, report, false, {}, false};
     repair_chain(&repair, set->tree, path, outer_context());
     DICOM_Attribute_Remove(nullptr, &set->tree, REMOVE_DELETED);   // and what is invalid
     close_gaps(set->tree);
