@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -245,7 +246,10 @@ static void write_all(Target *target, const char *bytes, size_t size)
 {
     while (size > 0 && target->failure == 0) {
         ssize_t done = write(target->file, bytes, size);
-        if (done < 0 && errno != EINTR)
+        pollfd out = {target->file, POLLOUT, 0};
+        if (done < 0 && errno == EAGAIN)   // standard output may be a pipe that was told not to block
+            poll(&out, 1, -1);
+        else if (done < 0 && errno != EINTR)
             target->failure = errno;
         if (done > 0) {
             bytes += done;

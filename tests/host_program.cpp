@@ -152,6 +152,8 @@ TEST(Program, TakesFilesFromAnywhere)
          "a text\nvelmora: 1 of 2 files failed\n", 3},
         {{"--files-from", "-"}, "a\nb c\n", "# a\n" + lines + "# b c\n" + lines, "", 0},
         {{"--files-from", "-", "-0"}, std::string("a\0b c", 5), "# a\n" + lines + "# b c\n" + lines, "", 0},
+        {{"--files-from", "-"}, std::string("a\nb c\0a\na\n", 10), "# a\n" + lines, "velmora: standard input: has a "
+         "zero byte in a line, and is not read on; -0 reads paths that end with zero bytes\n", 3},
         {{"--files-from", "sub"}, "", "", "velmora: sub: cannot be read: Is a directory\n", 3},
         {{"--files-from", "none"}, "", "", "velmora: none: cannot be opened: No such file or directory\n", 3},
     };
@@ -393,4 +395,53 @@ TEST(Program, EndsQuietlyWhenNobodyReads)
     EXPECT_EQ(system(command.c_str()), 0);
     std::string full = std::string(VELMORA_PROGRAM) + " dump " + folder.path + "/a 2>/dev/null >/dev/full";
     EXPECT_EQ(WEXITSTATUS(system(full.c_str())), 3);
+}
+
+// A pipe or a terminal that others share with the program may be one that does not block.
+TEST(Program, WaitsForAReaderThatIsSlow)
+{
+    Folder folder;
+    std::string value;
+    for (int i = 0; i < 50000; i++)
+        value += std::to_string(i) + " and ";
+    folder.write("a", element({0x0008, 0x0060}, "CS", "CT") + element({0x0042, 0x0011}, "OB", value));
+    for (const std::vector<std::string> &line : {std::vector<std::string>{"get", "--raw", "0042,0011", "a"},
+                                                 {"get", "-j", "2", "--raw", "0042,0011", "a"},
+                                                 {"convert", "a", "-"}}) {
+        int ends[2], state = 0;
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        fcntl(ends[1], F_SETFL, O_NONBLOCK);
+        pid_t child = start_program(VELMORA_PROGRAM, line, folder.path, ends[1]);
+        close(ends[1]);
+        usleep(100000);
+        std::string got;
+        char block[65536];
+        for (ssize_t count; (count = read(ends[0], block, sizeof block)) > 0;)
+            got.append(block, static_cast<size_t>(count));
+        close(ends[0]);
+        waitpid(child, &state, 0);
+        EXPECT_EQ(WEXITSTATUS(state), 0);
+        EXPECT_NE(got.find(value), std::string::npos) << line[0] << " gave " << got.size() << " bytes";
+    }
+}
+
+// The number of a closed stream would go to the next file that is opened.
+TEST(Program, WritesNothingOfAClosedStreamIntoAFile)
+{
+    Folder folder;
+    folder.write("a", part10_head("1.2.840.10008.1.2.1") + element({0x0008, 0x0020}, "DA", "2004.01.19"));
+    ASSERT_EQ(velmora({"repair", "a", "whole"}, "", folder.path).status, 0);
+    const struct { const char *line, *file, *forbidden; int status; } rows[] = {
+        {"check --journal j a >&-", "j", "\na: ", 3},
+        {"check --journal k a none 2>&- >/dev/null", "k", "velmora: none", 3},
+        {"repair a out >&- 2>&-", "out", "a: 0008", 3}, {"repair a in <&- >&-", "in", "a: 0008", 3},
+        {"get 0008,0020 - <&-", "a", "velmora", 3},
+    };
+    for (const auto &row : rows) {
+        std::string command = "cd " + folder.path + " && exec 2>/dev/null; " + VELMORA_PROGRAM + " " + row.line;
+        EXPECT_EQ(WEXITSTATUS(system(command.c_str())), row.status) << row.line;
+        EXPECT_NE(folder.read(row.file), "") << row.line;
+        EXPECT_EQ(folder.read(row.file).find(row.forbidden), std::string::npos) << row.line;
+    }
+    EXPECT_EQ(folder.read("out"), folder.read("whole"));
 }

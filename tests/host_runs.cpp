@@ -113,3 +113,15 @@ Outcome run_program(const std::string &program, const std::vector<std::string> &
         run.status = WIFEXITED(state) ? WEXITSTATUS(state) : 1000 + WTERMSIG(state);
     return run;
 }
+
+pid_t start_program(const std::string &program, const std::vector<std::string> &arguments, const std::string &folder,
+                    int out)
+{
+    pid_t child = fork();
+    if (child != 0)
+        return child;
+    if (dup2(out, 1) < 0 || dup2(open("/dev/null", O_WRONLY), 2) < 0)
+        _exit(127);
+    become(program, arguments, folder);
+    _exit(127);
+}

@@ -2,6 +2,7 @@
 #ifndef VELMORA_TESTS_HOST_RUNS_H
 #define VELMORA_TESTS_HOST_RUNS_H
 
+#include <sys/types.h>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ struct Outcome {
 // Runs a program with arguments, in a folder if one is named, with input on its standard input.
 Outcome run_program(const std::string &program, const std::vector<std::string> &arguments,
                     const std::string &input = "", const std::string &folder = "");
+
+// Starts a program in a folder, its standard output being this file, and its messages dropped. Gives its process.
+pid_t start_program(const std::string &program, const std::vector<std::string> &arguments, const std::string &folder,
+                    int out);
 
 // A run of the program itself.
 inline Outcome velmora(const std::vector<std::string> &arguments, const std::string &input = "",

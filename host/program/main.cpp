@@ -1,4 +1,5 @@
 // velmora: the program. Finds the command and runs it; all else is the command's.
+#include <fcntl.h>
 #include <signal.h>
 #include <string.h>
 #include <new>
@@ -21,6 +22,16 @@ static int show_version()
 
 // ---- main -----------------------------------------------------------------------------
 
+// Where a standard stream is closed, the next file to be opened would take its number, and results or messages would be
+// written into that file. Each stays closed to its own use: reading or writing there fails.
+static void hold_standard_streams()
+{
+    static const int CLOSED_MODES[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (int stream = 0; stream < 3; stream++)
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", CLOSED_MODES[stream]);   // takes the lowest number that is free
+}
+
 static int run(int argc, char **argv)
 {
     if (argc < 2) {
@@ -38,6 +49,7 @@ static int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    hold_standard_streams();
     signal(SIGPIPE, SIG_IGN);   // a closed pipe shows as a failed write, which ends the run quietly
     velmora_host::tune_heap();
     start_messages();

@@ -2,6 +2,7 @@
 #include "host/program/output.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -30,6 +31,13 @@ static void touch_pages(const char *bytes, size_t count)
     static_cast<void>(*static_cast<const volatile char *>(bytes + count - 1));
 }
 
+// Whoever shares a pipe or a terminal with us may have told it not to block.
+static void wait_for_room()
+{
+    pollfd out = {STDOUT_FILENO, POLLOUT, 0};
+    poll(&out, 1, -1);
+}
+
 static void write_all(const char *bytes, size_t count)
 {
     if (diverted != nullptr) {
@@ -50,7 +58,9 @@ static void write_all(const char *bytes, size_t count)
         }
         if (done < 0 && errno == EPIPE)
             return;
-        if (done < 0 && errno != EINTR)
+        if (done < 0 && errno == EAGAIN)
+            wait_for_room();
+        else if (done < 0 && errno != EINTR)
             failure = errno;
         if (done > 0) {
             bytes += done;
@@ -139,6 +149,11 @@ char *room_out()
 void took_out(size_t count)
 {
     held += count;
+}
+
+bool is_output_whole()
+{
+    return failure == 0;
 }
 
 int finish_output()

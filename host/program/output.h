@@ -47,6 +47,9 @@ struct Diversion {
 void divert(const Diversion *to);
 const Diversion *diversion();
 
+// Whether standard output took all that was written out so far.
+bool is_output_whole();
+
 // Writes out what is left. Returns STATUS_UNREADABLE, and says so, when standard output failed; else STATUS_DONE.
 int finish_output();
 
