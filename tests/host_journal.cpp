@@ -129,6 +129,8 @@ TEST(Journal, SaysWhichFilesAreDoneAgain)
         {"nothing changed", "true", ""}, {"the last line torn", "truncate -s -9 j", "in/deep/c "},
         {"a line torn in its middle", "sed -i '/in.a/s|.*|{\"path\":\"in/a\",\"st|' j", "in/a "},
         {"a line of something else", "echo '[1]' >>j; echo x >>j; echo >>j", ""},
+        {"a line of brackets", "head -c 4000000 /dev/zero | tr '\\0' '[' >>j; echo >>j", ""},
+        {"a result of another place", "sed -i 's|out/b|out/a|' j", "in/b "},
         {"another time of the file", "touch -d '2001-01-01' in/b", "in/b "},
         {"another size of the file", "touch -r in/a ref; echo >>in/a; touch -r ref in/a", "in/a "},
         {"a result taken away", "rm out/deep/c", "in/deep/c "}, {"a file that is new", "cp in/a in/x", "in/x "},
@@ -220,6 +222,10 @@ TEST(Journal, IsOfOneRunOnly)
     EXPECT_EQ(archive.read("in/a"), file);
     // What only says how the run goes may change.
     EXPECT_EQ(archive("convert --jobs 2 --print-stats --syntax implicit --resume --journal j in out").status, 0);
+    // A result does not take its place.
+    EXPECT_EQ(archive("convert --journal out/new in/a out/new").err,
+              "velmora: in/a: is not written: out/new is the journal of this run\n");
+    EXPECT_EQ(archive.read("out/new").rfind("{\"journal\"", 0), 0u);
 }
 
 TEST(Journal, OfFilesReplacedKnowsTheNewOnes)
@@ -238,14 +244,8 @@ TEST(Journal, OfFilesReplacedKnowsTheNewOnes)
 // Starts a run, and kills it as soon as its journal has so many lines. False: it came to its end before.
 static bool kill_at(const Archive &archive, const std::string &jobs, size_t lines)
 {
-    pid_t child = fork();
-    if (child == 0) {
-        if (chdir(archive.folder.path.c_str()) != 0 || dup2(open("/dev/null", O_WRONLY), 2) < 0)
-            _exit(127);
-        execl(VELMORA_PROGRAM, "velmora", "convert", "-s", "implicit", "--journal", "j", "--resume", "--jobs",
-              jobs.c_str(), "in", "out", nullptr);
-        _exit(127);
-    }
+    pid_t child = start_program(VELMORA_PROGRAM, {"convert", "-s", "implicit", "--journal", "j", "--resume", "--jobs",
+                                                  jobs, "in", "out"}, archive.folder.path, 1);
     int state = 0;
     while (waitpid(child, &state, WNOHANG) == 0) {
         if (count_lines(archive.read("j")) >= lines) {
@@ -286,6 +286,50 @@ TEST(Journal, LosesNothingWhenARunIsKilled)
         }
         // Only a process that was killed itself leaves the beginning of a file behind, which nobody takes for one.
         EXPECT_EQ(archive("check -q out").status, archive("check -q whole").status);
+    }
+}
+
+// Where findings are the result, a file is not done before they are out: the reader stops reading, and the run is
+// killed; or the disk is full.
+TEST(Journal, OfACheckIsNotAheadOfWhatIsPrinted)
+{
+    for (const char *jobs : {"1", "3"}) {
+        Archive archive;
+        for (int i = 0; i < 200; i++)
+            archive.folder.write("in/deep/f" + std::to_string(i), ODD);
+        std::vector<std::string> line = {"check", "-v", "--jobs", jobs, "--journal", "j", "in"};
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        fcntl(ends[1], F_SETPIPE_SZ, 4096);
+        pid_t child = start_program(VELMORA_PROGRAM, line, archive.folder.path, ends[1]);
+        close(ends[1]);
+        size_t noted = 0;
+        for (int still = 0; still < 10; still++) {   // until nothing moves any more
+            usleep(20000);
+            size_t now = archive.read("j").size();
+            still = now == noted && now > 0 ? still : 0;
+            noted = now;
+        }
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        std::string printed;
+        char block[4096];
+        for (ssize_t got; (got = read(ends[0], block, sizeof block)) > 0;)
+            printed.append(block, static_cast<size_t>(got));
+        close(ends[0]);
+        std::vector<std::string> found = paths_of(archive.read("j"), {"found"});
+        EXPECT_GT(found.size(), 5u);
+        EXPECT_LT(found.size(), 150u);
+        for (const std::string &path : found)
+            EXPECT_NE(printed.find(path + ": "), std::string::npos) << path;
+
+        int full = open("/dev/full", O_WRONLY);
+        line.insert(line.end() - 1, "--resume");
+        waitpid(start_program(VELMORA_PROGRAM, line, archive.folder.path, full), nullptr, 0);
+        close(full);
+        EXPECT_EQ(paths_of(archive.read("j"), {"found"}), found);
+        Outcome rest = velmora(line, "", archive.folder.path);
+        EXPECT_EQ(count_lines(rest.out) - 1 + found.size(), 201u) << rest.out;
     }
 }
 

@@ -30,6 +30,7 @@
 typedef rapidjson::Writer<rapidjson::StringBuffer> Line_Writer;
 
 static const int VERSION = 1;
+static const unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag;   // brackets of any depth need no stack
 static const char BEGINNING[] = "{\"journal\":\"velmora\"";
 
 struct Known_Line {
@@ -67,9 +68,15 @@ static bool is_utf8(const std::string &text)
     return true;
 }
 
+// The form in which a text of any bytes stands in a line.
+static std::string line_text(const std::string &text)
+{
+    return is_utf8(text) ? text : visible(text);
+}
+
 static void put(Line_Writer *writer, const char *key, const std::string &text)
 {
-    std::string shown = is_utf8(text) ? text : visible(text);
+    std::string shown = line_text(text);
     writer->Key(key);
     writer->String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
 }
@@ -158,7 +165,7 @@ static std::string head_line(const Journal_Head &head)
     writer.Key("options");
     writer.StartArray();
     for (const std::string &option : options_taken()) {
-        std::string shown = is_utf8(option) ? option : visible(option);
+        std::string shown = line_text(option);
         writer.String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
     }
     writer.EndArray();
@@ -237,7 +244,7 @@ static void say_failure(const Journal &journal, const std::string &what)
 static void learn_line(Journal *journal, char *text, size_t length, int64_t offset)
 {
     rapidjson::Document line;
-    line.Parse(text, length);
+    line.Parse<PARSE_FLAGS>(text, length);
     if (!line.HasParseError() && line.IsObject() && line.HasMember("path"))
         journal->lines.push_back({key_of(line), offset});
 }
@@ -247,7 +254,7 @@ static bool compare_head(const Journal &journal, const char *text, size_t length
     rapidjson::Document begun, now;
     std::string head = head_line(journal.head);
     now.Parse(head.data(), head.size());
-    begun.Parse(text, length);
+    begun.Parse<PARSE_FLAGS>(text, length);
     if (begun.HasParseError() || !begun.IsObject()) {
         say_failure(journal, "has no first line that could be read; begin with another one");
         return false;
@@ -363,7 +370,7 @@ static bool read_line(const Journal &journal, int64_t offset, rapidjson::Documen
         text.append(block, static_cast<size_t>(got));
     }
     text.resize(text.find('\n'));
-    line->Parse(text.data(), text.size());
+    line->Parse<PARSE_FLAGS>(text.data(), text.size());
     return !line->HasParseError() && line->IsObject();
 }
 
@@ -382,8 +389,10 @@ static bool is_done(const Journal &journal, const rapidjson::Value &line, const 
     int status = status_of(line);
     bool is_same = status != STATUS_UNREADABLE && input.size >= 0 && number_at(line, "size") == input.size &&
                    text_at(line, "mtime") == input.mtime;
-    bool has_output = journal.head.writes_files && status != STATUS_SKIPPED;
-    return is_same && (!has_output || stat(input.output.c_str(), &state) == 0);
+    if (!journal.head.writes_files || status == STATUS_SKIPPED)
+        return is_same;
+    // A list may give a file another place than the walk did by which it was found before.
+    return is_same && text_at(line, "output") == line_text(input.output) && stat(input.output.c_str(), &state) == 0;
 }
 
 bool is_in_journal(Journal *journal, Input *input, File_Result *result)

@@ -7,7 +7,8 @@
 //
 // status is done, found (as of the exit status), skipped (no data set, and it need not be one) or failed, with a
 // message. A path that is no UTF-8 has its bytes in hexadecimal besides, under path_bytes. Each line is written at once
-// when its file is done, in the order in which that happens. Of several lines about a file the last one counts.
+// when its file is done, that is when its result is on the disk or was printed, in the order in which that happens. Of
+// several lines about a file the last one counts.
 #ifndef VELMORA_PROGRAM_JOURNAL_H
 #define VELMORA_PROGRAM_JOURNAL_H
 

@@ -78,8 +78,11 @@ void work_on_file(const Input &input, File_Fct work, void *user, File_Result *re
     }
     result->seconds = seconds_now() - start;
     std::string message = take_complaint();
-    if (result->status == STATUS_UNREADABLE)
-        result->message = message;
+    if (result->status != STATUS_UNREADABLE)
+        return;
+    result->message = message;
+    for (int64_t &count : result->tally.own)   // it counts as failed, and as that alone
+        count = 0;
 }
 
 // ---- all files ------------------------------------------------------------------------
@@ -89,7 +92,8 @@ struct Run {
     void *user;
     Journal *journal;   // null: there is none
     Tally *total;
-    int64_t known;   // files that the journal says are done
+    bool is_printed;   // what is written to standard output is all that comes of a file
+    int64_t known;     // files that the journal says are done
     int status;
 };
 
@@ -119,10 +123,15 @@ static bool is_known(Input *input, void *user)
     return true;
 }
 
+// A journal does not say that a file is done before its result is out, nor where that could not be written.
 static void note_result(const Input &input, const File_Result &result, void *user)
 {
     Run *run = static_cast<Run *>(user);
-    if (run->journal != nullptr)
+    if (run->journal == nullptr)
+        return;
+    if (run->is_printed)
+        flush_out();
+    if (!run->is_printed || is_output_whole())
         write_to_journal(run->journal, input, result);
 }
 
@@ -160,9 +169,9 @@ static void print_stats(const Tally &total, double seconds)
         processor += seconds_of(used.ru_utime) + seconds_of(used.ru_stime);
         memory = std::max(memory, used.ru_maxrss);
     }
-    complain("%lld files, %lld elements; %.3f s, %.3f s of the processors; at most %.1f MB in a process",
-             static_cast<long long>(total.files), static_cast<long long>(total.elements), seconds, processor,
-             static_cast<double>(memory) / 1024);
+    complain("%lld file%s, %lld element%s; %.3f s, %.3f s of the processors; at most %.1f MB in a process",
+             static_cast<long long>(total.files), total.files == 1 ? "" : "s", static_cast<long long>(total.elements),
+             total.elements == 1 ? "" : "s", seconds, processor, static_cast<double>(memory) / 1024);
 }
 
 static void say_the_end(const Tally &total, int64_t known)
@@ -191,7 +200,7 @@ int work_on_files(const Command &command, const Many_Choice &choice, File_Fct wo
 {
     static const Pool_Calls CALLS = {begin_worker, is_known, note_result, take_result};
     double start = seconds_now();
-    Run run = {work, user, nullptr, total, 0, STATUS_DONE};
+    Run run = {work, user, nullptr, total, !choice.journal.writes_files, 0, STATUS_DONE};
     if (choice.journal.is_resumed && choice.journal.path.empty())
         return wrong_use(command, "--resume needs the journal to go on with; --journal FILE names it");
     int status = STATUS_DONE;

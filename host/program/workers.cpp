@@ -25,6 +25,7 @@
 
 static const size_t FILES_IN_LINE = 16;         // for each worker
 static const size_t BYTES_IN_LINE = 32 << 20;   // waiting to be written; above that only the first file goes on
+static const size_t LONGEST_TEXT = 1 << 20;     // of one record; a longer one is sent in several
 static const size_t LONGEST_RECORD = 1 << 30;
 
 enum Record_Kind : char {
@@ -162,9 +163,13 @@ static void send_record(int socket, Record_Kind kind, const void *bytes, size_t 
         _exit(STATUS_UNREADABLE);   // the program has gone
 }
 
+// Copied piece by piece: a value in a mapped file that became shorter is no address to write from. See output.cpp.
 static void send_text(void *user, bool to_err, const char *bytes, size_t count)
 {
-    send_record(*static_cast<int *>(user), to_err ? RECORD_ERR : RECORD_OUT, bytes, count);
+    for (size_t at = 0; at < count; at += LONGEST_TEXT) {
+        std::string piece(bytes + at, std::min(LONGEST_TEXT, count - at));
+        send_record(*static_cast<int *>(user), to_err ? RECORD_ERR : RECORD_OUT, piece.data(), piece.size());
+    }
 }
 
 static void send_folded(void *user, const Folded_Lines &lines)
@@ -229,6 +234,7 @@ struct Pool {
     void *user;
     const Pool_Calls *calls;
     void *calls_user;
+    bool is_printed;   // a file is not done before its records are written
     std::vector<Worker> workers;
     std::deque<std::unique_ptr<Job>> line;
     size_t waiting_bytes = 0;
@@ -248,7 +254,7 @@ static Job *add_job(Pool *pool)
     return pool->line.back().get();
 }
 
-static void write_record(Pool *pool, const Record &record)
+static void write_record(Pool *pool, const Job &job, const Record &record)
 {
     switch (record.kind) {
     case RECORD_OUT:
@@ -258,7 +264,10 @@ static void write_record(Pool *pool, const Record &record)
     case RECORD_FOLDED:
         return tell_folded(unpack(record.bytes));
     case RECORD_DONE:
-        return pool->calls->take(unpack_result(record.bytes), pool->calls_user);
+        File_Result result = unpack_result(record.bytes);
+        if (pool->is_printed)
+            pool->calls->note(job.input, result, pool->calls_user);
+        return pool->calls->take(result, pool->calls_user);
     }
 }
 
@@ -270,7 +279,7 @@ static void write_first(Pool *pool)
         Job *job = pool->line.front().get();
         while (!job->records.empty()) {
             pool->waiting_bytes -= job->records.front().bytes.size();
-            write_record(pool, job->records.front());
+            write_record(pool, *job, job->records.front());
             job->records.pop_front();
         }
         if (!job->is_done)
@@ -340,7 +349,8 @@ static int stop_worker(Worker *worker)
 // The last record of a file.
 static void finish_job(Pool *pool, Job *job, const std::string &packed)
 {
-    pool->calls->note(job->input, unpack_result(packed), pool->calls_user);
+    if (!pool->is_printed)
+        pool->calls->note(job->input, unpack_result(packed), pool->calls_user);
     add_record(pool, job, RECORD_DONE, packed);
     job->is_done = true;
 }
@@ -482,6 +492,7 @@ int for_each_input_in_workers(const Many_Choice &choice, File_Fct work, void *us
     pool.user = user;
     pool.calls = &calls;
     pool.calls_user = calls_user;
+    pool.is_printed = !choice.journal.writes_files;
     pool.workers.resize(static_cast<size_t>(choice.jobs));
     pool.around = diversion();
     pool.diversion = {queue_text, queue_folded, &pool};

@@ -9,7 +9,7 @@
 struct Pool_Calls {
     void (*begin_worker)(void *user);                                          // in each worker, at its start
     bool (*is_known)(Input *input, void *user);                                // it need not be worked on
-    void (*note)(const Input &input, const File_Result &result, void *user);   // as soon as a file is done
+    void (*note)(const Input &input, const File_Result &result, void *user);   // as soon as its result is there
     void (*take)(const File_Result &result, void *user);                       // in the order of the files
 };
 

@@ -42,7 +42,7 @@ static const Option_Row WRITING_ROWS[] = {
      "files from lists keep their place below this folder, as those of a folder that is walked do"},
     {OPTION_IN_PLACE, "in-place", nullptr, nullptr, "replace the file itself"},
     {OPTION_DRY_RUN, "dry-run", nullptr, nullptr, "do all but write"},
-    {'v', "verbose", nullptr, nullptr, "remarks as well as warnings"},
+    {'v', "verbose", nullptr, nullptr, "remarks as well as warnings, and each line about what was done"},
     {0, nullptr, nullptr, nullptr, nullptr},
 };
 // clang-format on
@@ -84,6 +84,7 @@ int take_writing_option(const Option &option, Writing *writing)
         save->later_vrs_as_un = true;
         break;
     case 'v':
+        writing->shows_all = true;
         show_remarks();
         break;
     default:
@@ -163,18 +164,8 @@ static bool is_taken(Writing *writing, const std::string &output)
     return writing->has_many_sources && !add_name(&writing->outputs, output);
 }
 
-static void plan_output(Input *input, void *user)
+static void plan_in_folder(Writing *writing, Input *input)
 {
-    Writing *writing = static_cast<Writing *>(user);
-    if (writing->save.in_place) {
-        input->output = input->path;
-        if (input->path == "-" && !writing->is_target_open)
-            input->refusal = "cannot be replaced";
-        return;
-    }
-    input->output = writing->out;
-    if (!writing->into_folder)
-        return;
     if (input->path == "-") {
         input->refusal = "has no name for a file in " + visible(writing->out);
         return;
@@ -185,6 +176,23 @@ static void plan_output(Input *input, void *user)
                          "; --base keeps the folders apart";
     else if (is_read_by_run(*writing, *input))
         input->refusal = "is not written: " + visible(input->output) + " is to be read by this run as well";
+}
+
+static void plan_output(Input *input, void *user)
+{
+    Writing *writing = static_cast<Writing *>(user);
+    if (writing->save.in_place) {
+        input->output = input->path;
+        if (input->path == "-" && !writing->is_target_open)
+            input->refusal = "cannot be replaced";
+        return;
+    }
+    input->output = writing->out;
+    if (writing->into_folder)
+        plan_in_folder(writing, input);
+    const std::string &journal = writing->many.journal.path;
+    if (!journal.empty() && is_same_file(input->output, journal))
+        input->refusal = "is not written: " + visible(input->output) + " is the journal of this run";
 }
 
 // ---- one file -------------------------------------------------------------------------

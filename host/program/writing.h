@@ -35,6 +35,7 @@ struct Writing {
     Many_Choice many;
     velmora_host::Save_Options save;
     bool dry_run = false;
+    bool shows_all = false;        // each line about what was done
     bool keeps_old = false;        // in place, the old file stays as IN.bak
     bool takes_damaged = false;    // in place, of a file that could not be read in full as well
     Change_Fct change = nullptr;   // null: the data set is only written anew
