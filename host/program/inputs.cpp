@@ -95,28 +95,39 @@ struct Level {
 // Where the file system says at once that it is a file, nobody has to ask again.
 enum : char { IS_FILE = 'f', IS_NOT_KNOWN = '?' };
 
+static void take_name(Level *level, const dirent *entry)
+{
+    bool is_left_out = strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0 ||
+                       velmora_host::is_temporary_name(entry->d_name);
+    if (is_left_out || level->bytes.size() > UINT32_MAX - 1 - sizeof entry->d_name)
+        return;
+    level->names.push_back(static_cast<unsigned int>(level->bytes.size()));
+    level->bytes += entry->d_type == DT_REG ? IS_FILE : IS_NOT_KNOWN;
+    level->bytes.append(entry->d_name, strlen(entry->d_name) + 1);
+}
+
+// False: the names are not all there, which was said.
 static bool read_folder(Level *level)
 {
+    std::string error;
     DIR *folder = opendir(level->path.c_str());
-    if (folder == nullptr) {
-        std::string name = level->path.substr(0, level->path.find_last_not_of('/') + 1);
-        complain_about(name.empty() ? "/" : name, std::string("cannot be opened: ") + strerror(errno));
-        return false;
-    }
-    while (const dirent *entry = readdir(folder)) {
-        bool is_left_out = strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0 ||
-                           velmora_host::is_temporary_name(entry->d_name);
-        if (is_left_out || level->bytes.size() > UINT32_MAX - 1 - sizeof entry->d_name)
-            continue;
-        level->names.push_back(static_cast<unsigned int>(level->bytes.size()));
-        level->bytes += entry->d_type == DT_REG ? IS_FILE : IS_NOT_KNOWN;
-        level->bytes.append(entry->d_name, strlen(entry->d_name) + 1);
-    }
-    closedir(folder);
+    if (folder == nullptr)
+        error = std::string("cannot be opened: ") + strerror(errno);
+    errno = 0;
+    for (const dirent *entry; folder != nullptr && (entry = readdir(folder)) != nullptr; errno = 0)
+        take_name(level, entry);
+    if (folder != nullptr && errno != 0)
+        error = std::string("cannot be read to its end: ") + strerror(errno);
+    if (folder != nullptr)
+        closedir(folder);
     const char *bytes = level->bytes.data();
     std::sort(level->names.begin(), level->names.end(),
               [bytes](unsigned int a, unsigned int b) { return strcmp(bytes + a + 1, bytes + b + 1) > 0; });
-    return true;
+    if (error.empty())
+        return true;
+    std::string name = level->path.substr(0, level->path.find_last_not_of('/') + 1);
+    complain_about(name.empty() ? "/" : name, error);
+    return false;
 }
 
 // Whether it is the old form of a file that stands beside it.
@@ -186,21 +197,25 @@ static void take_list(Walk *walk, const std::string &name, bool zero_between)
         walk->status = STATUS_UNREADABLE;
         return;
     }
+    std::string shown = name == "-" ? "standard input" : name;
     char *line = nullptr;
     size_t room = 0;
     ssize_t length;
-    while ((length = getdelim(&line, &room, zero_between ? '\0' : '\n', list)) > 0) {
+    bool has_zeros = false;
+    while (!has_zeros && (length = getdelim(&line, &room, zero_between ? '\0' : '\n', list)) > 0) {
         std::string path(line, static_cast<size_t>(length));
-        while (!path.empty() &&
-               (path.back() == '\0' || (!zero_between && (path.back() == '\n' || path.back() == '\r'))))
+        has_zeros = !zero_between && path.find('\0') != std::string::npos;
+        while (!path.empty() && (zero_between ? path.back() == '\0' : path.back() == '\n' || path.back() == '\r'))
             path.pop_back();
-        if (!path.empty())
+        if (!path.empty() && !has_zeros)
             take_path(walk, path);
     }
-    if (ferror(list)) {
-        complain_about(name == "-" ? "standard input" : name, std::string("cannot be read: ") + strerror(errno));
+    if (ferror(list))
+        complain_about(shown, std::string("cannot be read: ") + strerror(errno));
+    else if (has_zeros)
+        complain_about(shown, "has a zero byte in a line, and is not read on; -0 reads paths that end with zero bytes");
+    if (ferror(list) || has_zeros)
         walk->status = STATUS_UNREADABLE;
-    }
     free(line);
     if (list != stdin)
         fclose(list);
