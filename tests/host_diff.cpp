@@ -75,3 +75,25 @@ TEST(HostDiff, TakesPaddingAndVRsIntoAccountAsAsked)
               1);
     EXPECT_EQ(diff(first, "no data set").status, 3);
 }
+
+// JSON is UTF-8 whatever the terminal is; and what cannot be decoded is said of the file that has it.
+TEST(HostDiff, TellsOfTextsInTheirCharacterSets)
+{
+    Folder folder;
+    Bytes latin = element({0x0008, 0x0005}, "CS", "ISO_IR 100"), plain = element({0x0008, 0x0060}, "CS", "CT");
+    folder.write("a", latin + element({0x0010, 0x0010}, "PN", "M\xFCller"));
+    folder.write("b", plain + element({0x0010, 0x0010}, "PN", "M\xFCll"));
+    std::string make = "localedef -i de_DE -f ISO-8859-1 --no-archive " + folder.path + "/de_DE >/dev/null 2>&1";
+    bool has_locale = system(make.c_str()) == 0;   // else the terminal is one of UTF-8, too
+    std::string to_latin = has_locale ? "M\xFCller" : "M\xC3\xBCller";
+    for (bool as_json : {false, true}) {
+        Outcome run = run_program("/usr/bin/env", {"LOCPATH=" + folder.path, "LC_ALL=de_DE", VELMORA_PROGRAM, "diff",
+                                                   "--format", as_json ? "jsonl" : "lines", "a", "b"},
+                                  "", folder.path);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_NE(run.out.find(as_json ? "\"'M\xC3\xBCller'\"" : "'" + to_latin + "'"), std::string::npos) << run.out;
+        EXPECT_EQ(run.err, "velmora: b: (0010,0010) what is no character of its set is shown as U+FFFD (1 times)\n");
+    }
+    EXPECT_EQ(velmora({"diff", "-", "-"}).err,
+              "velmora: diff: only one of the two can come from standard input; see velmora diff --help\n");
+}

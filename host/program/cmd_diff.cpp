@@ -1,5 +1,6 @@
 // velmora diff: what differs between two data sets.
 #include <getopt.h>
+#include <string.h>
 #include <algorithm>
 #include <vector>
 
@@ -37,6 +38,7 @@ struct Diff {
 
 // A chain of one of the two, with what stands around it.
 struct Side {
+    const std::string *name;   // of the file
     const Data_Set *set;
     const DICOM_List *list;
     Value_Context context;
@@ -48,6 +50,7 @@ static std::string line_of(const Side &side, const std::string &path, const DICO
 {
     if (node == nullptr)
         return "";
+    turn_to_file(*side.name);
     unsigned short vr = value_vr(node, side.context);
     return shown_place(path, node, vr) + ": " + shown_value(*side.set, node, side.context);
 }
@@ -66,13 +69,14 @@ static void write_side(Json *json, const char *key, const Side &side, const DICO
 {
     if (node == nullptr)
         return;
+    turn_to_file(*side.name);
     unsigned short vr = value_vr(node, side.context);
     json->key(key);
     json->start_object();
     json->key("vr");
     json->string({static_cast<char>(vr >> 8), static_cast<char>(vr & 0xFF)});
     json->key("value");
-    json->string(shown_value(*side.set, node, side.context));
+    json->string(value_in_utf8(*side.set, node, side.context));
     json->end_object();
 }
 
@@ -142,7 +146,8 @@ static int count_items(const DICOM_List *node)
 
 static Side item_of(const Side &around, const DICOM_List *sequence, int i)
 {
-    return {around.set, sequence->item[i], context_of(*around.set, sequence->item[i], around.context)};
+    turn_to_file(*around.name);
+    return {around.name, around.set, sequence->item[i], context_of(*around.set, sequence->item[i], around.context)};
 }
 
 // The items that both have are compared one by one; that there are more on one side is told of the sequence.
@@ -163,7 +168,7 @@ struct Opened {
         const Opaque *opaque = of->item == nullptr ? find_opaque(*side.set, of) : nullptr;
         std::string error;
         is_opened = opaque != nullptr && open_opaque(*side.set, *opaque, &set, &error) == LOADED;
-        inner = {is_opened ? &set : side.set, nullptr, side.context};
+        inner = {side.name, is_opened ? &set : side.set, nullptr, side.context};
         if (is_opened && set.tree != nullptr)
             node = set.tree;
         select_data_set(*side.set);
@@ -234,8 +239,9 @@ static int compare_files(Diff *diff, const std::string &path_a, const std::strin
     }
     if (status == STATUS_DONE) {
         begin_file(diff->name_a);
-        Side a = {&sets[0], sets[0].tree, context_of(sets[0], sets[0].tree, outer_context())};
-        Side b = {&sets[1], sets[1].tree, context_of(sets[1], sets[1].tree, outer_context())};
+        Side a = {&diff->name_a, &sets[0], sets[0].tree, context_of(sets[0], sets[0].tree, outer_context())};
+        turn_to_file(diff->name_b);
+        Side b = {&diff->name_b, &sets[1], sets[1].tree, context_of(sets[1], sets[1].tree, outer_context())};
         compare_chains(diff, "", a, b, 0);
         end_file(nullptr);
         status = diff->found > 0 ? STATUS_FOUND : STATUS_DONE;
@@ -305,6 +311,8 @@ static int run_diff(int argc, char **argv)
         return status;
     if (argc - optind != 2)
         return wrong_use(command_diff, "two files are compared, not %d", argc - optind);
+    if (strcmp(argv[optind], "-") == 0 && strcmp(argv[optind + 1], "-") == 0)
+        return wrong_use(command_diff, "only one of the two can come from standard input");
     return compare_files(&diff, argv[optind], argv[optind + 1]);
 }
 

@@ -23,14 +23,14 @@ struct Message {
 
 // Messages that differ in tags and numbers only.
 struct Kind {
-    std::string mask;
+    std::string file, mask;
     std::vector<Message> shown;
     int count = 0;
 };
 
 static std::string current_file;
-static std::vector<Kind> kinds;      // of the current file, in the order of their first message
-static int other_messages = 0;       // of it, of further kinds
+static std::vector<Kind> kinds;      // since begin_file, in the order of their first message
+static int other_messages = 0;       // of further kinds
 static std::string last_complaint;   // about any file
 static Line_Taker line_taker = nullptr;
 static void *line_user = nullptr;
@@ -85,12 +85,11 @@ std::string text_of_report(const char *report)
 static Kind *find_kind(const std::string &mask)
 {
     for (Kind &kind : kinds)
-        if (kind.mask == mask)
+        if (kind.mask == mask && kind.file == current_file)
             return &kind;
     if (kinds.size() == KINDS_OF_A_FILE)
         return nullptr;
-    kinds.emplace_back();
-    kinds.back().mask = mask;
+    kinds.push_back({current_file, mask, {}});
     return &kinds.back();
 }
 
@@ -180,9 +179,9 @@ static void find_place(const Data_Set &set, Message *message)
 
 // ---- telling --------------------------------------------------------------------------
 
-static std::string line_of(const Message &message)
+static std::string line_of(const std::string &file, const Message &message)
 {
-    std::string text = "velmora: " + visible(current_file) + ": ";
+    std::string text = "velmora: " + visible(file) + ": ";
     if (message.place.offset >= 0)
         text += "at offset " + std::to_string(message.place.offset);
     if (message.place.offset >= 0 && !message.place.path.empty())
@@ -200,11 +199,11 @@ static Folded_Kind folded_kind(const Data_Set *set, Kind *kind)
     for (Message &message : kind->shown) {
         if (set != nullptr)
             find_place(*set, &message);
-        told.lines += line_of(message);
+        told.lines += line_of(kind->file, message);
     }
     int more = kind->count - static_cast<int>(kind->shown.size());
     if (more > 0)
-        told.lines += "velmora: " + visible(current_file) + ": (" + std::to_string(more) + " more like that)\n";
+        told.lines += "velmora: " + visible(kind->file) + ": (" + std::to_string(more) + " more like that)\n";
     return told;
 }
 
@@ -213,6 +212,11 @@ void begin_file(const std::string &file)
     current_file = file;
     kinds.clear();
     other_messages = 0;
+}
+
+void turn_to_file(const std::string &file)
+{
+    current_file = file;
 }
 
 void end_file(const Data_Set *set)

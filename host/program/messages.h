@@ -37,6 +37,9 @@ std::string text_of_report(const char *report);
 void begin_file(const std::string &file);
 void end_file(const velmora_host::Data_Set *set);
 
+// Between the two, where there is more than one file: what follows is about this one.
+void turn_to_file(const std::string &file);
+
 // All reports go to this function instead; null ends that.
 typedef void (*Report_Taker)(void *user, int level, const char *report);
 void take_reports(Report_Taker taker, void *user);

@@ -81,10 +81,10 @@ static std::string shown_texts(const Data_Set &set, const DICOM_List *node, cons
         text += (is_first ? "" : "\\") + value;
         is_first = false;
     }
-    return "'" + for_terminal(shortened(text)) + "'";
+    return "'" + visible(shortened(text)) + "'";
 }
 
-std::string shown_value(const Data_Set &set, const DICOM_List *node, const Value_Context &context)
+std::string value_in_utf8(const Data_Set &set, const DICOM_List *node, const Value_Context &context)
 {
     if (node->item != nullptr || find_opaque(set, node) != nullptr)
         return node->item != nullptr ? shown_items(node) : "items";
@@ -102,4 +102,9 @@ std::string shown_value(const Data_Set &set, const DICOM_List *node, const Value
     default:
         return shown_texts(set, node, rule, context);
     }
+}
+
+std::string shown_value(const Data_Set &set, const DICOM_List *node, const Value_Context &context)
+{
+    return for_terminal(value_in_utf8(set, node, context));
 }

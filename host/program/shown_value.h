@@ -15,7 +15,8 @@ std::string shown_place(const std::string &path, const DICOM_List *node, unsigne
 std::string path_into(const std::string &path, const DICOM_List *sequence, int item);
 
 // The value in one line that can drive no terminal, cut at a length: texts between single quotes, numbers, bytes in
-// hexadecimal, "2 items". "nothing" for an empty value.
+// hexadecimal, "2 items". "nothing" for an empty value. In the character set of the terminal, or for programs.
 std::string shown_value(const velmora_host::Data_Set &set, const DICOM_List *node, const Value_Context &context);
+std::string value_in_utf8(const velmora_host::Data_Set &set, const DICOM_List *node, const Value_Context &context);
 
 #endif
