@@ -66,6 +66,26 @@ TEST(ConformRun, SaysLineByLineWhatItDid)
     EXPECT_EQ(conform({"whole", "c"}).status, 0);
 }
 
+TEST(ConformRun, CountsWhatIsTheSameInManyItems)
+{
+    Conform_Run conform;
+    Bytes items;
+    for (const char *date : {"2004.01.19", "2004.01.19", "1999.12.31", "2004.01.19", "2004.01.19", "2004.01.19"})
+        items += item({element({0x0008, 0x0020}, "DA", date) + element({0x0008, 0x1150}, "UI", Bytes("1.2\0", 4)) +
+                       element({0x0008, 0x1155}, "UI", Bytes("1.3\0", 4))});
+    size_t at = WHOLE.find(element({0x0010, 0x0010}, "PN", "Doe^Jane"));
+    conform.folder.write("a", WHOLE.substr(0, at) + element({0x0008, 0x1140}, "SQ", items) + WHOLE.substr(at));
+    const std::string head = "a: CT_Image: 0 added, 6 changed, 0 removed, 0 lacking\n",
+                      same = "0008,0020 Study Date: 2004.01.19 -> 20040119\n";
+    std::string each = head;
+    for (int number : {1, 2, 3, 4, 5, 6})
+        each += "a: changed 0008,1140[" + std::to_string(number) + "]/" +
+                (number == 3 ? "0008,0020 Study Date: 1999.12.31 -> 19991231\n" : same);
+    std::string first = each.substr(0, each.find("a: changed 0008,1140[5]"));
+    EXPECT_EQ(conform({"a", "b"}).out, first + "a: 2 more: changed " + same);
+    EXPECT_EQ(conform({"-v", "a", "b"}).out, each);
+}
+
 TEST(ConformRun, SetsWhatAPersonKnows)
 {
     Conform_Run conform;

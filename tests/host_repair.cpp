@@ -99,6 +99,33 @@ TEST(HostRepair, MendsValuesAndSaysWhatItDid)
     }
 }
 
+TEST(HostRepair, CountsWhatIsTheSameInManyItems)
+{
+    std::vector<Bytes> items;
+    for (int i = 0; i < 6; i++)
+        items.push_back(item({element({0x0008, 0x0020}, "DA", i == 4 ? "1999.12.31" : "2004.01.19")}, BY_DELIMITER));
+    Folder folder;
+    folder.write("in", file_of(sequence(REFERENCES, BY_DELIMITER, items) + element({0x0010, 0x0020}, "LO", "\xFF ")));
+    const std::string what = "0008,0020 DA Study Date: '2004.01.19' became '20040119': Old syntax! 2004.01.19 changed "
+                             "to 20040119\n";
+    auto in_item = [](const std::string &text, int number) {
+        return "in: 0008,1140[" + std::to_string(number) + "]/" + text;
+    };
+    std::string other = what;
+    for (size_t at; (at = other.find("2004")) != std::string::npos;)
+        other.replace(at, other[at + 4] == '.' ? 10 : 8, other[at + 4] == '.' ? "1999.12.31" : "19991231");
+    const std::string end = "1 file: 1 repaired (6 values mended, 0 attributes removed), 0 in order\n";
+    Outcome run = velmora({"repair", "in", "out"}, "", folder.path);
+    EXPECT_EQ(run.out, in_item(what, 1) + in_item(what, 2) + in_item(what, 3) + in_item(other, 5) +
+                           "in: 2 more: " + what + end);
+    run = velmora({"repair", "-v", "in", "out"}, "", folder.path);
+    EXPECT_EQ(run.out, in_item(what, 1) + in_item(what, 2) + in_item(what, 3) + in_item(what, 4) + in_item(other, 5) +
+                           in_item(what, 6) + end);
+    // What could not be written was not repaired.
+    run = velmora({"repair", "-q", "in", "none/out"}, "", folder.path);
+    EXPECT_EQ(run.out, "1 file: 0 repaired (0 values mended, 0 attributes removed), 0 in order, 1 failed\n");
+}
+
 TEST(HostRepair, KeepsItemsThatLoseAllTheirAttributes)
 {
     Bytes good = item({element(CLASS, "UI", "1.2.3.40")}, BY_DELIMITER);

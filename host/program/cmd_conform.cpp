@@ -6,6 +6,7 @@
 #include "host/program/assignment.h"
 #include "host/program/command.h"
 #include "host/program/definitions.h"
+#include "host/program/folding.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
 #include "host/program/tag_path.h"
@@ -27,7 +28,8 @@ static const char TEXT[] =
     "know is listed as lacking. Nothing is guessed. A value that is wrong is kept where the template asks for it, and "
     "taken out where it does not. Private attributes, and sequences that the template does not describe, stay as they "
     "are.\n"
-    "Each line says the file and what was done: added, changed, removed, or lacking.\n";
+    "Each line says the file and what was done: added, changed, removed, or lacking. What is the same in many items of "
+    "a file is told three times and counted from then on, unless --verbose asks for each.\n";
 
 struct Conform_Work {
     Writing writing;
@@ -89,10 +91,11 @@ static bool is_given(const Assignment &what, const Conform_Change &change)
 }
 
 // "added 0010,0020 Patient ID", "changed 0008,0020 Study Date: 2004.01.19 -> 20040119".
-static std::string change_text(const Conform_Work &work, const Conform_Change &change)
+//   around  the path of the items around it, or nothing
+static std::string change_text(const Conform_Work &work, const Conform_Change &change, const std::string &around)
 {
     static const char *const words[] = {"added ", "changed ", "removed "};
-    std::string text = words[change.kind] + place_text(change.path, change.group, change.element, change.name);
+    std::string text = words[change.kind] + place_text(around, change.group, change.element, change.name);
     std::string before = shown(change.charset, change.before), after = shown(change.charset, change.after);
     if (change.kind == VALUE_CHANGED)
         text += ": " + (before.empty() ? "nothing" : before) + " -> " + (after.empty() ? "nothing" : after);
@@ -130,9 +133,16 @@ static void write_result(const Conform_Work &work, const std::string &name, cons
                          " removed, " + counted(result.lacks.size(), "lacking"));
     if (work.is_quiet)
         return;
+    Repeats repeats;
+    repeats.shows_all = work.writing.shows_all;
     for (const Conform_Change &change : result.changes)
-        write_line(work, file + change_text(work, change));
-    if (result.padded > 0)
+        if (repeats.is_told(change_text(work, change, "")))
+            write_line(work, file + change_text(work, change, change.path));
+    for (const std::string &text : repeats.counted())
+        write_line(work, file + text);
+    if (result.padded == 1)
+        write_line(work, file + "changed the padding of 1 value");
+    else if (result.padded > 0)
         write_line(work, file + "changed the padding of " + counted(static_cast<size_t>(result.padded), "values"));
     for (const Conform_Lack &lack : result.lacks)
         write_line(work, file + lack_text(lack));

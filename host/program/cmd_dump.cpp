@@ -188,7 +188,7 @@ static int run_dump(int argc, char **argv)
     if (work.form != FORM_HTML)
         return work_on_files(command_dump, work.many, dump_input, &work, &total);
     show_remarks();
-    start_page(work.has_names ? "velmora dump" : work.many.inputs.paths[0]);
+    start_page(work.has_names ? "velmora dump" : name_of({work.many.inputs.paths[0], ""}));
     status = work_on_files(command_dump, work.many, dump_input, &work, &total);
     end_page();
     return status;

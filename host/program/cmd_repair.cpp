@@ -17,7 +17,8 @@ static const char EXAMPLES[] = "velmora repair --dry-run old.dcm\n"
 static const char TEXT[] =
     "Values are brought into the form that their VR asks for: padding, stray characters, dates of old forms, lengths. "
     "What cannot be mended is removed, and the rest sorted and written with a right head. Each line says what was done "
-    "to which attribute, with what was there before.\n"
+    "to which attribute, with what was there before. What is the same in many items of a file is told three times and "
+    "counted from then on, unless --verbose asks for each.\n"
     "With --in-place the original stays as IN.bak, and a file in which there is nothing to mend is not touched; "
     "--dry-run only says what would be done.\n"
     "IN is a file, a folder with all that is in it, or - for standard input. OUT is a file, - for standard output, or "
@@ -56,8 +57,10 @@ static Change repair_set(Data_Set *set, const std::string &name, Save_Options *s
     Repair_Report report;
     report.name = name;
     report.is_quiet = work->is_quiet;
+    report.repeats.shows_all = work->writing.shows_all;
     repair_tree(set, "", &report);
     report_stream(*set, &report);
+    finish_repair(report);
     if (report.below > 0)
         save->change = repair_inner;
     bool is_changed = report.changed + report.removed + report.other > 0;

@@ -1,12 +1,12 @@
-// Counts the kinds of lines over all files.
+// Counts the kinds of lines over all files, and the same lines in one.
 #include "host/program/folding.h"
 
 #include <string.h>
-#include <unordered_map>
 
 #include "host/program/output.h"
 
 static const int FILES_OF_A_KIND = 5;       // in which it is told before it is only counted
+static const int64_t PLACES_TOLD = 3;       // of the same text in one file
 static const size_t KINDS_COUNTED = 1000;   // what comes in more forms is told without counting
 
 struct Kind_Count {
@@ -44,6 +44,29 @@ std::string mask_of(const std::string &text)
     }
     return mask;
 }
+
+// ---- in one file ----------------------------------------------------------------------
+
+bool Repeats::is_told(const std::string &text)
+{
+    if (shows_all || (places.size() == KINDS_COUNTED && by_text.count(text) == 0))
+        return true;
+    auto [at, is_new] = by_text.emplace(text, places.size());
+    if (is_new)
+        places.push_back({text, 0});
+    return ++places[at->second].second <= PLACES_TOLD;
+}
+
+std::vector<std::string> Repeats::counted() const
+{
+    std::vector<std::string> lines;
+    for (const auto &[text, count] : places)
+        if (count > PLACES_TOLD)
+            lines.push_back(std::to_string(count - PLACES_TOLD) + " more: " + text);
+    return lines;
+}
+
+// ---- in all files ---------------------------------------------------------------------
 
 static bool is_told(const Folded_Kind &kind, bool to_err)
 {

@@ -2,7 +2,10 @@
 #ifndef VELMORA_PROGRAM_FOLDING_H
 #define VELMORA_PROGRAM_FOLDING_H
 
+#include <stdint.h>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 // The same thing, said once or several times about one file.
@@ -22,6 +25,22 @@ struct Folded_Lines {
         std::string text;
     };
     std::vector<Line> lines;
+};
+
+// What was done in one file, where the same is done in many places of it: told of the first places and counted for the
+// rest.
+struct Repeats {
+    bool shows_all = false;
+
+    // Whether this is to be told of one more place; the text is without the place.
+    bool is_told(const std::string &text);
+
+    // "17 more: TEXT" for each text that was not told of every place, in the order of their first places.
+    std::vector<std::string> counted() const;
+
+  private:
+    std::unordered_map<std::string, size_t> by_text;       // places in the list
+    std::vector<std::pair<std::string, int64_t>> places;   // how many each text has
 };
 
 // A text with tags and numbers as #: what it has in common with others.

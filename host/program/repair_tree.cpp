@@ -26,16 +26,23 @@ struct Repair {
     bool cut_text;                      // one of them is about the length or the number of values of a text
 };
 
-static void write_line(const Repair_Report *report, const std::string &text)
+//   path  of the items around what the text is about
+static void write_line(Repair_Report *report, const std::string &path, const std::string &text)
 {
-    if (!report->is_quiet)
-        write_out(visible(report->name) + ": " + text + "\n");
+    if (!report->is_quiet && report->repeats.is_told(text))
+        write_out(visible(report->name) + ": " + path + text + "\n");
 }
 
 void report_repair(Repair_Report *report, const std::string &text)
 {
     report->other++;
-    write_line(report, text);
+    write_line(report, "", text);
+}
+
+void finish_repair(const Repair_Report &report)
+{
+    for (const std::string &text : report.repeats.counted())
+        write_out(visible(report.name) + ": " + text + "\n");
 }
 
 // ---- one value ------------------------------------------------------------------------
@@ -151,8 +158,9 @@ static std::string shown_before(Repair *repair, DICOM_List *node, const Before &
     return shown;
 }
 
-static void tell_of_value(Repair *repair, const DICOM_List *node, const Before &before, const std::string &place,
-                          const std::string &was, const Value_Context &context)
+//   what  the attribute and its value before
+static void tell_of_value(Repair *repair, const DICOM_List *node, const Before &before, const std::string &path,
+                          const std::string &what, const std::string &was, const Value_Context &context)
 {
     bool is_invalid = (node->flag & FLAG_INVALID) != 0;
     std::string now = is_invalid ? "removed" : "became " + shown_value(*repair->set, node, context);
@@ -161,7 +169,7 @@ static void tell_of_value(Repair *repair, const DICOM_List *node, const Before &
     if (!is_invalid && (was == "''" || (has_same_text && now == "became " + was)))
         now = "padding mended";
     (is_invalid ? repair->report->removed : repair->report->changed)++;
-    write_line(repair->report, place + " " + now + reasons_text(*repair));
+    write_line(repair->report, path, what + " " + now + reasons_text(*repair));
 }
 
 static void repair_value(Repair *repair, DICOM_List *node, const std::string &path, const Value_Context &context)
@@ -177,7 +185,7 @@ static void repair_value(Repair *repair, DICOM_List *node, const std::string &pa
     repair->is_cleaning = false;   // settling a text says the same again
     if (is_touched(node, before)) {
         std::string was = shown_before(repair, node, before, context);
-        std::string place = shown_place(path, node, value_vr(node, context)) + ": " + was;
+        std::string what = shown_place("", node, value_vr(node, context)) + ": " + was;
         std::string would_be = shown_value(*repair->set, node, context);
         bool is_well = is_cleaned_well(node, before, context);
         if (!is_well || may_be_wrong(*repair, node, before) || is_without_its_padding(node, before)) {
@@ -185,9 +193,9 @@ static void repair_value(Repair *repair, DICOM_List *node, const std::string &pa
             node->flag = before.flag;
         }
         if (!is_well)
-            write_line(repair->report, place + " left as it is: " + would_be + " would say something else");
+            write_line(repair->report, path, what + " left as it is: " + would_be + " would say something else");
         else if (is_touched(node, before))
-            tell_of_value(repair, node, before, place, was, context);
+            tell_of_value(repair, node, before, path, what, was, context);
     }
     take_reports(nullptr, nullptr);
     Error_Set_Threshold(threshold);
@@ -209,8 +217,9 @@ static void repair_length(Repair *repair, const DICOM_List *node, const std::str
     if (value_of(*repair->set, node, &size) == nullptr || size % 2 == 0)
         return;
     repair->report->changed++;
-    write_line(repair->report, shown_place(path, node, value_vr(node, context)) + ": " + std::to_string(size) +
-                                   (size == 1 ? " byte" : " bytes") + " padded to an even length");
+    write_line(repair->report, path,
+               shown_place("", node, value_vr(node, context)) + ": " + std::to_string(size) +
+                   (size == 1 ? " byte" : " bytes") + " padded to an even length");
 }
 
 static int64_t done_so_far(const Repair_Report &report)
@@ -252,7 +261,8 @@ static void repair_chain(Repair *repair, DICOM_List *list, const std::string &pa
             repair_value(repair, node, path, context);
         if ((node->flag & FLAG_DELETED) != 0) {
             repair->report->removed++;
-            write_line(repair->report, shown_place(path, node, value_vr(node, context)) + ": removed, it has no value");
+            write_line(repair->report, path,
+                       shown_place("", node, value_vr(node, context)) + ": removed, it has no value");
         }
         repair_length(repair, node, path, context);
         for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
@@ -308,7 +318,7 @@ static void mark_duplicates(Repair *repair, DICOM_List *list, const std::string 
             kept = spare == node ? first : node;
             spare->flag |= FLAG_INVALID;
             repair->report->removed++;
-            write_line(repair->report, shown_place(path, spare, VR_NONE) + ": removed, it stands there twice");
+            write_line(repair->report, path, shown_place("", spare, VR_NONE) + ": removed, it stands there twice");
         } else {
             Error_Fct(nullptr, Flag_Error_Warning,
                       "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) stands there twice with different values, "

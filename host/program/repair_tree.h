@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "host/program/folding.h"
 #include "host/velmora_save.h"
 
 struct Repair_Report {
@@ -14,11 +15,15 @@ struct Repair_Report {
     int64_t other = 0;       // what was done beside: an order, a head
     int64_t below = 0;       // of all these, what was done below the ninth level of sequences
     int depth = 0;           // of readings around the one at hand
+    Repeats repeats;         // of lines
 };
 
 // Cleans the values of a tree that make_editable has seen, takes out what is invalid, and puts it into order.
 //   path  of the items around the tree, with "/" at its end
 void repair_tree(velmora_host::Data_Set *set, const std::string &path, Repair_Report *report);
+
+// Tells what was done in more places than were told. To be called when all is done.
+void finish_repair(const Repair_Report &report);
 
 // A line about the file as a whole, which counts as something that was done.
 void report_repair(Repair_Report *report, const std::string &text);
