@@ -76,6 +76,24 @@ TEST(HostDiff, TakesPaddingAndVRsIntoAccountAsAsked)
     EXPECT_EQ(diff(first, "no data set").status, 3);
 }
 
+// Below a hundred levels no sequence is opened, and so none passes for the same unseen.
+TEST(HostDiff, ComparesAtAnyDepth)
+{
+    for (int depth : {1, 9, 10, 25, 99, 100, 101, 109, 120}) {
+        Bytes a = element({0x0008, 0x0104}, "LO", "one "), b = element({0x0008, 0x0104}, "LO", "two ");
+        for (Bytes *bytes : {&a, &b}) {
+            for (int i = 0; i < depth; i++)
+                *bytes = sequence({0x0040, 0xA730}, BY_DELIMITER, {item({*bytes}, BY_DELIMITER)});
+            *bytes = element({0x0008, 0x0060}, "CS", "SR") + *bytes;
+        }
+        Outcome run = diff(a, b);
+        EXPECT_EQ(run.status, 1) << depth;
+        EXPECT_EQ(run.err.find("is compared as it stands") != std::string::npos, depth > 100) << depth;
+        EXPECT_EQ(run.out.find("'two'") != std::string::npos, depth <= 100) << depth;
+        EXPECT_EQ(diff(a, a).status, 0) << depth;
+    }
+}
+
 // JSON is UTF-8 whatever the terminal is; and what cannot be decoded is said of the file that has it.
 TEST(HostDiff, TellsOfTextsInTheirCharacterSets)
 {

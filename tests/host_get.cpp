@@ -154,6 +154,18 @@ static std::string value_shown(const Bytes &bytes, std::vector<std::string> argu
     return at == std::string::npos ? run.out : run.out.substr(at + 3);
 }
 
+TEST(Get, SaysHowDeepItLooks)
+{
+    Bytes deep = element({0x0008, 0x0104}, "LO", "word");
+    for (int i = 0; i < 101; i++)
+        deep = sequence({0x0040, 0xA730}, BY_DELIMITER, {item({deep}, BY_DELIMITER)});
+    Outcome run = velmora({"get", "--no-filename", "--all", "0008,0104", "-"}, deep);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("(0040,a730) lies deeper than 100 sequences and is not looked into\n"), std::string::npos);
+    run = velmora({"get", "--no-filename", "--all", "0008,0104", "-"}, deep.substr(20));   // in the item alone
+    EXPECT_EQ(run.out, "word\n");
+}
+
 TEST(Dump, ShowsTextsInTheCharacterSetOfTheTerminal)
 {
     Bytes german = element({0x0008, 0x0005}, "CS", "ISO_IR 100") + element({0x0010, 0x0010}, "PN", "M\xFCller ");

@@ -147,6 +147,10 @@ TEST(HostRepair, ReachesBelowTheNinthLevel)
     EXPECT_EQ(repaired.body, nested("19931124"));
     EXPECT_NE(repaired.said.find("0040,a730[1]/0010,0030 DA Patient's Birth Date: '1993.11.24' became"),
               std::string::npos);
+    // Two that differ down there alone are not one that stands there twice.
+    Bytes both = repair(file_of(nested("19930101") + nested("19940101").substr(FIRST.size()))).body;
+    EXPECT_NE(both.find("19930101"), Bytes::npos);
+    EXPECT_NE(both.find("19940101"), Bytes::npos);
 }
 
 TEST(HostRepair, MakesAHeadAndWritesWhatCouldBeRead)

@@ -199,6 +199,10 @@ static void compare_nodes(Diff *diff, const std::string &path, const Side &a, co
         is_same &= is_encapsulated(in_a) && is_encapsulated(in_b) && has_same_fragments({a.set, in_a}, {b.set, in_b});
     else
         is_same &= count_items(in_a) == count_items(in_b) && is_same_value({a.set, in_a}, {b.set, in_b}, diff->exact);
+    if (is_same && level == LEVELS_COMPARED && in_a->item != nullptr && in_b->item != nullptr) {
+        report_about(in_a, "lies deeper than %d sequences and is compared as it stands", LEVELS_COMPARED);
+        is_same = is_same_attribute({a.set, in_a}, {b.set, in_b});
+    }
     if (!is_same)
         tell(diff, path, a, in_a, b, in_b);
 }

@@ -92,11 +92,22 @@ bool has_other_vr(const DICOM_List *a, const DICOM_List *b)
     return a->vr_explicit != VR_NONE && b->vr_explicit != VR_NONE && a->vr_explicit != b->vr_explicit;
 }
 
+// Sequences below the ninth level are compared by their bytes.
+static bool is_same_opaque(const Sided_Node &a, const Opaque *in_a, const Sided_Node &b, const Opaque *in_b)
+{
+    if (in_a == nullptr || in_b == nullptr)
+        return in_a == in_b;
+    return in_a->mode == in_b->mode && in_a->size == in_b->size &&
+           memcmp(a.set->source.bytes + in_a->data_pos, b.set->source.bytes + in_b->data_pos,
+                  static_cast<size_t>(in_a->size)) == 0;
+}
+
 // At most nine levels deep, as trees are.
 bool is_same_attribute(const Sided_Node &a, const Sided_Node &b)
 {
     if (a.node->group != b.node->group || a.node->element != b.node->element || has_other_vr(a.node, b.node) ||
-        !is_same_value(a, b, true))
+        !is_same_value(a, b, true) ||
+        !is_same_opaque(a, find_opaque(*a.set, a.node), b, find_opaque(*b.set, b.node)))
         return false;
     int count = count_items(a.node);
     if (count != count_items(b.node))

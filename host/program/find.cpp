@@ -74,11 +74,14 @@ static void search_chain(Search *search, const Level &level, const std::vector<P
             search->take({level.place, node, &context_at(level), level.path + tag_text(node->group, node->element)},
                          search->user);
         }
-        if (selection.inside.empty() || level.place.depth >= DEEPEST_JSON)
+        if (selection.inside.empty())
             continue;
         const Data_Set &set = *level.place.set;
         const Opaque *opaque = set.opaque.empty() ? nullptr : find_opaque(set, node);
-        if (opaque != nullptr)
+        bool is_too_deep = level.place.depth >= DEEPEST_JSON;
+        if (is_too_deep && (opaque != nullptr || node->item != nullptr))
+            report_about(node, "lies deeper than %d sequences and is not looked into", static_cast<int>(DEEPEST_JSON));
+        else if (opaque != nullptr)
             search_opened(search, level, *opaque, selection.inside);
         else if (node->item != nullptr && !holds_fragments(node))
             search_items(search, level, level.place, node, selection.inside);

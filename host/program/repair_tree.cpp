@@ -229,10 +229,10 @@ static int64_t done_so_far(const Repair_Report &report)
 
 // A sequence below the ninth level. The repair is made on a data set of its own, to see what it comes to; it is made
 // again on the one that is written.
-static void repair_opaque(Repair *repair, const Opaque &which, const std::string &path)
+static void repair_opaque(Repair *repair, const DICOM_List *node, const Opaque &which, const std::string &path)
 {
     if (repair->report->depth == DEEPEST_READING)
-        return;
+        return report_about(node, "lies too deep in sequences to be mended, and stays as it is");
     Data_Set inner;
     std::string error;
     int64_t before = done_so_far(*repair->report);
@@ -252,7 +252,7 @@ static void repair_chain(Repair *repair, DICOM_List *list, const std::string &pa
     Value_Context context = context_of(*repair->set, list, around);
     for (DICOM_List *node = list; node != nullptr; node = node->next) {
         if (const Opaque *opaque = node->item == nullptr ? find_opaque(*repair->set, node) : nullptr) {
-            repair_opaque(repair, *opaque, path);
+            repair_opaque(repair, node, *opaque, path);
             continue;
         }
         if (is_to_be_fetched(node) && !fetch_value(*repair->set, node))
