@@ -186,8 +186,8 @@ TEST(Check, WritesALineOfJsonForEachFinding)
     folder.write("good", CLEAN);
     folder.write("b\"d\xFF", CLEAN + sequence({0x0010, 0x1100}, BY_LENGTH, {item({TWO_AGES})}) +
                                  element({0x0032, 0x4000}, "LT", "note"));
-    folder.write("none", "a text");
-    Outcome run = check({"--format", "jsonl", "good", "b\"d\xFF", "none"}, folder.path);
+    folder.write("no\nte", "a text");
+    Outcome run = check({"--format", "jsonl", "good", "b\"d\xFF", "no\nte"}, folder.path);
     EXPECT_EQ(
         run.out,
         "{\"file\":\"b\\\"d\\\\xff\",\"offset\":46,\"path\":\"0010,1100[1]\",\"tag\":\"0010,1010\",\"vr\":\"AS\","
@@ -195,9 +195,9 @@ TEST(Check, WritesALineOfJsonForEachFinding)
         "bytes but got 2 bytes\"}\n"
         "{\"file\":\"b\\\"d\\\\xff\",\"offset\":56,\"path\":\"\",\"tag\":\"0032,4000\",\"vr\":\"LT\",\"name\":\"Study "
         "Comments\",\"level\":\"remark\",\"kind\":\"retired\",\"text\":\"Retired from DICOM (Study Comments)\"}\n"
-        "{\"file\":\"none\",\"level\":\"error\",\"kind\":\"unreadable\",\"text\":\"is not a DICOM or ACR-NEMA data "
+        "{\"file\":\"no\\nte\",\"level\":\"error\",\"kind\":\"unreadable\",\"text\":\"is not a DICOM or ACR-NEMA data "
         "set, but a text\"}\n");
-    EXPECT_EQ(run.err, "velmora: none: is not a DICOM or ACR-NEMA data set, but a text\n"
+    EXPECT_EQ(run.err, "velmora: no\\nte: is not a DICOM or ACR-NEMA data set, but a text\n"
                        "velmora: 1 of 3 files failed\n");
     EXPECT_EQ(run.status, 3);
 }

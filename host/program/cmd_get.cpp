@@ -94,14 +94,10 @@ static std::vector<std::string> printed_values(const Found &found, size_t limit)
 
 static void write_json(const Get_Work &work, const Found &found)
 {
-    std::string name;
-    Character_Set utf8;
-    utf8.coding = CODING_UTF_8;
-    append_utf8(utf8, work.name.data(), work.name.size(), TEXT_WHOLE, &name);
     Json json(false);
     json.start_object();
     json.key("file");
-    json.string(name);
+    json.string(utf8_of(work.name));
     json.key("path");
     json.string(found.path);
     write_attribute(&json, work.form, found.place, found.node, *found.context);

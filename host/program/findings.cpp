@@ -6,9 +6,7 @@
 #include <iterator>
 #include <string_view>
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
+#include "host/program/json.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
 #include "host/program/tag_path.h"
@@ -191,48 +189,44 @@ static std::string line_of(const std::string &file, const Finding &finding, bool
 
 // ---- JSON -----------------------------------------------------------------------------
 
-typedef rapidjson::Writer<rapidjson::StringBuffer> Line_Writer;
-
-static void put(Line_Writer *writer, const char *key, const std::string &text)
+static void put(Json *json, const char *key, const std::string &utf8)
 {
-    writer->Key(key);
-    writer->String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    json->key(key);
+    json->string(utf8);
 }
 
-static std::string json_of(const std::string &file, const Finding &finding)
+static void write_json(const std::string &file, const Finding &finding)
 {
-    rapidjson::StringBuffer buffer;
-    Line_Writer writer(buffer);
-    writer.StartObject();
-    put(&writer, "file", visible(file));
+    Json json(false);
+    json.start_object();
+    put(&json, "file", utf8_of(file));
     if (finding.offset >= 0) {
-        writer.Key("offset");
-        writer.Int(finding.offset);
+        json.key("offset");
+        json.number(std::to_string(finding.offset));
     }
     if (finding.has_tag) {
-        put(&writer, "path", finding.path);
-        put(&writer, "tag", tag_text(finding.group, finding.element));
-        put(&writer, "vr", visible(vr_of(finding)));
-        put(&writer, "name", visible(finding.name));
+        put(&json, "path", finding.path);
+        put(&json, "tag", tag_text(finding.group, finding.element));
+        put(&json, "vr", visible(vr_of(finding)));
+        put(&json, "name", visible(finding.name));
     }
-    put(&writer, "level", level_of(finding));
-    put(&writer, "kind", finding.kind);
-    put(&writer, "text", finding.text);
-    writer.EndObject();
-    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+    put(&json, "level", level_of(finding));
+    put(&json, "kind", finding.kind);
+    put(&json, "text", finding.text);
+    json.end_object();
+    json.end_document();
 }
 
 void tell_unreadable_as_json(const std::string &file, const std::string &error)
 {
-    rapidjson::StringBuffer buffer;
-    Line_Writer writer(buffer);
-    writer.StartObject();
-    put(&writer, "file", visible(file));
-    put(&writer, "level", "error");
-    put(&writer, "kind", "unreadable");
-    put(&writer, "text", visible(error));
-    writer.EndObject();
-    write_out(std::string(buffer.GetString(), buffer.GetSize()) + "\n");
+    Json json(false);
+    json.start_object();
+    put(&json, "file", utf8_of(file));
+    put(&json, "level", "error");
+    put(&json, "kind", "unreadable");
+    put(&json, "text", visible(error));
+    json.end_object();
+    json.end_document();
 }
 
 // ---- telling --------------------------------------------------------------------------
@@ -248,7 +242,7 @@ void Finding_Teller::add(const Finding &finding)
         return;
     }
     if (form == FINDINGS_AS_JSON)
-        return write_out(json_of(file, finding));
+        return write_json(file, finding);
     if (shows_all)
         return write_out(line_of(file, finding, true));
 

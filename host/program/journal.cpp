@@ -21,9 +21,9 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include "host/charset.h"
 #include "host/program/command.h"
 #include "host/program/definitions.h"
+#include "host/program/json.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
 
@@ -55,28 +55,9 @@ static const char *const STATUS_WORDS[] = {"skipped", "done", "found", "", "fail
 
 // ---- JSON -----------------------------------------------------------------------------
 
-static bool is_utf8(const std::string &text)
-{
-    for (size_t i = 0; i < text.size();) {
-        size_t length = static_cast<unsigned char>(text[i]) < 0x80
-                            ? 1
-                            : velmora_host::utf8_character(text.data() + i, text.size() - i);
-        if (length == 0)
-            return false;
-        i += length;
-    }
-    return true;
-}
-
-// The form in which a text of any bytes stands in a line.
-static std::string line_text(const std::string &text)
-{
-    return is_utf8(text) ? text : visible(text);
-}
-
 static void put(Line_Writer *writer, const char *key, const std::string &text)
 {
-    std::string shown = line_text(text);
+    std::string shown = utf8_of(text);
     writer->Key(key);
     writer->String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
 }
@@ -165,7 +146,7 @@ static std::string head_line(const Journal_Head &head)
     writer.Key("options");
     writer.StartArray();
     for (const std::string &option : options_taken()) {
-        std::string shown = line_text(option);
+        std::string shown = utf8_of(option);
         writer.String(shown.data(), static_cast<rapidjson::SizeType>(shown.size()));
     }
     writer.EndArray();
@@ -392,7 +373,7 @@ static bool is_done(const Journal &journal, const rapidjson::Value &line, const 
     if (!journal.head.writes_files || status == STATUS_SKIPPED)
         return is_same;
     // A list may give a file another place than the walk did by which it was found before.
-    return is_same && text_at(line, "output") == line_text(input.output) && stat(input.output.c_str(), &state) == 0;
+    return is_same && text_at(line, "output") == utf8_of(input.output) && stat(input.output.c_str(), &state) == 0;
 }
 
 bool is_in_journal(Journal *journal, Input *input, File_Result *result)

@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "host/charset.h"
 #include "host/program/output.h"
 
 void Json_Stream::Flush()
@@ -96,7 +97,25 @@ void Json::end_document()
     indented.Reset(stream);
 }
 
-// ---- numbers --------------------------------------------------------------------------
+// ---- texts and numbers ----------------------------------------------------------------
+
+bool is_utf8(const std::string &text)
+{
+    for (size_t i = 0; i < text.size();) {
+        size_t length = static_cast<unsigned char>(text[i]) < 0x80
+                            ? 1
+                            : velmora_host::utf8_character(text.data() + i, text.size() - i);
+        if (length == 0)
+            return false;
+        i += length;
+    }
+    return true;
+}
+
+std::string utf8_of(const std::string &bytes)
+{
+    return is_utf8(bytes) ? bytes : visible(bytes);
+}
 
 static size_t take_digits(const std::string &text, size_t at, std::string *digits)
 {

@@ -78,6 +78,10 @@ class Json
     bool breaks_lines;
 };
 
+// A text of any bytes, as the name of a file is: as it is where that is UTF-8, else made visible.
+bool is_utf8(const std::string &text);
+std::string utf8_of(const std::string &bytes);
+
 // The number that a text stands for, in the form that JSON has for numbers: "+01.50" gives "1.50". Empty: it is none,
 // or one that a double cannot hold.
 std::string json_number(const std::string &text);
