@@ -105,8 +105,10 @@ TEST(HostDiff, TellsOfTextsInTheirCharacterSets)
     bool has_locale = system(make.c_str()) == 0;   // else the terminal is one of UTF-8, too
     std::string to_latin = has_locale ? "M\xFCller" : "M\xC3\xBCller";
     for (bool as_json : {false, true}) {
-        Outcome run = run_program("/usr/bin/env", {"LOCPATH=" + folder.path, "LC_ALL=de_DE", VELMORA_PROGRAM, "diff",
-                                                   "--format", as_json ? "jsonl" : "lines", "a", "b"},
+        Outcome run = run_program("/usr/bin/env",
+                                  {"LOCPATH=" + folder.path, "LC_ALL=de_DE",
+                                   "ASAN_OPTIONS=detect_leaks=0",   // the C library keeps what it makes of LOCPATH
+                                   VELMORA_PROGRAM, "diff", "--format", as_json ? "jsonl" : "lines", "a", "b"},
                                   "", folder.path);
         EXPECT_EQ(run.status, 1);
         EXPECT_NE(run.out.find(as_json ? "\"'M\xC3\xBCller'\"" : "'" + to_latin + "'"), std::string::npos) << run.out;

@@ -77,8 +77,17 @@ static int follow_path(const Input &input, Tally *tally, void *)
         raise(SIGKILL);
     if (has("exit"))
         _exit(7);
-    if (has("memory"))
+    if (has("memory")) {
+        begin_file(path);
+        take_reports([](void *, int, const char *) { raise(SIGABRT); }, nullptr);   // it would be there no more
+        Error_Set_Threshold(0);
         throw std::bad_alloc();
+    }
+    if (has("report")) {
+        begin_file(path);
+        Error_Fct(nullptr, Flag_Error_Warning, "told");
+        end_file(nullptr);
+    }
     if (has("remark"))
         complain_about(path, "a remark");
     if (has("fold")) {
@@ -96,7 +105,7 @@ static int follow_path(const Input &input, Tally *tally, void *)
 TEST(Many, GivesTheSameWhoeverDoesTheWork)
 {
     const std::vector<std::string> paths = {"slow 1", "2 remark", "3 found", "slow 4 remark", "5 fold", "6 skip",
-                                            "7 bad", "8 memory", "9"};
+                                            "7 bad", "8 memory", "9 report"};
     for (int jobs : {1, 2, 4, 20}) {
         Result result = work_on(paths, jobs, follow_path);
         EXPECT_EQ(result.text, "slow 1 begins\nslow 1 ends\n"
@@ -107,7 +116,8 @@ TEST(Many, GivesTheSameWhoeverDoesTheWork)
                                "6 skip begins\n6 skip ends\n"
                                "7 bad begins\n7 bad ends\n"
                                "8 memory begins\n! velmora: 8 memory: not enough memory\n"
-                               "9 begins\n9 ends\n"
+                               "9 report begins\n"
+                               "[told|velmora: 9 report: told\n|velmora: # files more: told\n]9 report ends\n"
                                "! velmora: 1 file of the folders is no data set\n"
                                "! velmora: 2 of 8 files failed\n");
         EXPECT_EQ(result.status, STATUS_UNREADABLE);

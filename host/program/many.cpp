@@ -32,7 +32,7 @@ static double seconds_now()
 
 std::string name_of(const Input &input)
 {
-    return input.path == "-" ? "standard input" : input.path;
+    return input.path == "-" ? "standard input" : input.path.empty() ? "''" : input.path;
 }
 
 int load_input(const Input &input, const Load_Options &options, Data_Set *set, Tally *tally)
@@ -64,11 +64,14 @@ int finish_input(const Input &input, const Data_Set &set, int status)
 void work_on_file(const Input &input, File_Fct work, void *user, File_Result *result)
 {
     double start = seconds_now();
+    int threshold = Error_Get_Threshold();
     take_complaint();
     try {
         if (input.refusal.empty())
             result->status = work(input, &result->tally, user);
     } catch (const std::bad_alloc &) {
+        forget_file();
+        Error_Set_Threshold(threshold);
         complain_about(name_of(input), "not enough memory");
         result->status = STATUS_UNREADABLE;
     }

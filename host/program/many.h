@@ -37,7 +37,7 @@ typedef int (*File_Fct)(const Input &input, Tally *tally, void *user);
 // Returns the highest exit status.
 int work_on_files(const Command &command, const Many_Choice &choice, File_Fct work, void *user, Tally *total);
 
-// "standard input" for "-".
+// "standard input" for "-", and quotes for nothing.
 std::string name_of(const Input &input);
 
 // Loads a file, with its messages. Unless the result is STATUS_DONE there is nothing to work on, and that was said.

@@ -228,9 +228,7 @@ void end_file(const Data_Set *set)
     tell_folded(told);
     if (other_messages > 0)
         complain("%s: (%d messages more)", visible(current_file).c_str(), other_messages);
-    current_file.clear();
-    kinds.clear();
-    other_messages = 0;
+    begin_file("");
 }
 
 void start_messages()
@@ -256,4 +254,11 @@ void take_reports(Report_Taker taker, void *user)
 {
     report_taker = taker;
     report_user = user;
+}
+
+void forget_file()
+{
+    take_lines(nullptr, nullptr);
+    take_reports(nullptr, nullptr);
+    begin_file("");
 }

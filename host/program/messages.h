@@ -44,6 +44,9 @@ void turn_to_file(const std::string &file);
 typedef void (*Report_Taker)(void *user, int level, const char *report);
 void take_reports(Report_Taker taker, void *user);
 
+// After an exception: nobody takes reports any more, and what was collected about a file is dropped.
+void forget_file();
+
 // Reports at LEVEL_LINES go to this function; null drops them.
 typedef void (*Line_Taker)(void *user, const char *text);
 void take_lines(Line_Taker taker, void *user);
