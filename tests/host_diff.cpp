@@ -91,6 +91,11 @@ TEST(HostDiff, ComparesAtAnyDepth)
         EXPECT_EQ(run.err.find("is compared as it stands") != std::string::npos, depth > 100) << depth;
         EXPECT_EQ(run.out.find("'two'") != std::string::npos, depth <= 100) << depth;
         EXPECT_EQ(diff(a, a).status, 0) << depth;
+        Bytes none = sequence({0x0040, 0xA730}, BY_DELIMITER, {}), one = a.substr(10);   // the innermost without items
+        for (int i = 0; i < depth; i++)
+            none = sequence({0x0040, 0xA730}, BY_DELIMITER, {item({none}, BY_DELIMITER)});
+        one = sequence({0x0040, 0xA730}, BY_DELIMITER, {item({one}, BY_DELIMITER)});
+        EXPECT_EQ(diff(a.substr(0, 10) + one, a.substr(0, 10) + none).status, 1) << depth;
     }
 }
 

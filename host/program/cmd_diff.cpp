@@ -185,24 +185,34 @@ struct Opened {
     const DICOM_List *node;
 };
 
+static bool is_same_closed(const Side &a, const DICOM_List *in_a, const Side &b, const DICOM_List *in_b, int level)
+{
+    bool has_items = in_a->item != nullptr && in_b->item != nullptr;
+    if (!has_items && find_opaque(*a.set, in_a) == nullptr && find_opaque(*b.set, in_b) == nullptr)
+        return true;
+    if (level == LEVELS_COMPARED)
+        report_about(in_a, "lies deeper than %d sequences and is compared as it stands", LEVELS_COMPARED);
+    return is_same_attribute({a.set, in_a}, {b.set, in_b});
+}
+
 static void compare_nodes(Diff *diff, const std::string &path, const Side &a, const DICOM_List *in_a, const Side &b,
                           const DICOM_List *in_b, int level)
 {
     bool has_fragments = is_encapsulated(in_a) || is_encapsulated(in_b);
     if (!has_fragments && level < LEVELS_COMPARED) {
         Opened opened_a(a, in_a), opened_b(b, in_b);
-        if (opened_a.node->item != nullptr && opened_b.node->item != nullptr)
+        bool has_items_a = opened_a.node->item != nullptr, has_items_b = opened_b.node->item != nullptr;
+        if (has_items_a && has_items_b)
             return compare_items(diff, path, opened_a.inner, opened_a.node, opened_b.inner, opened_b.node, level);
+        if (has_items_a || has_items_b)
+            return tell(diff, path, opened_a.inner, opened_a.node, opened_b.inner, opened_b.node);
     }
     bool is_same = !has_other_vr(in_a, in_b);
     if (has_fragments)
         is_same &= is_encapsulated(in_a) && is_encapsulated(in_b) && has_same_fragments({a.set, in_a}, {b.set, in_b});
     else
-        is_same &= count_items(in_a) == count_items(in_b) && is_same_value({a.set, in_a}, {b.set, in_b}, diff->exact);
-    if (is_same && level == LEVELS_COMPARED && in_a->item != nullptr && in_b->item != nullptr) {
-        report_about(in_a, "lies deeper than %d sequences and is compared as it stands", LEVELS_COMPARED);
-        is_same = is_same_attribute({a.set, in_a}, {b.set, in_b});
-    }
+        is_same &= count_items(in_a) == count_items(in_b) &&
+                   is_same_value({a.set, in_a}, {b.set, in_b}, diff->exact) && is_same_closed(a, in_a, b, in_b, level);
     if (!is_same)
         tell(diff, path, a, in_a, b, in_b);
 }

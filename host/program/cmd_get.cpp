@@ -148,7 +148,7 @@ enum { OPTION_NO_FILENAME = 256, OPTION_JSON, OPTION_LIMIT, OPTION_CHARSET };
 // clang-format off
 static const Option_Row ROWS[] = {
     {'t', "tag", "TAG", nullptr, "this attribute; may be given several times"},
-    {'a', "all", nullptr, nullptr, "wherever it stands, in sequences of any depth"},
+    {'a', "all", nullptr, nullptr, "wherever it stands, in sequences up to a hundred deep"},
     {'p', "path", nullptr, nullptr,
      "the path in front of each value, with a tab; so it is with several TAGs, with --all, and where TAG can mean "
      "several places"},

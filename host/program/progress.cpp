@@ -36,7 +36,7 @@ void show_progress(long long files, long long failed)
     if (now - started < FIRST_AFTER || now - last_shown < NEXT_AFTER)
         return;
     last_shown = now;
-    fprintf(stderr, "\r\033[K%lld files, %.0f s", files, now - started);
+    fprintf(stderr, "\r\033[K%lld file%s, %.0f s", files, files == 1 ? "" : "s", now - started);
     if (failed > 0)
         fprintf(stderr, ", %lld failed", failed);
     fflush(stderr);
