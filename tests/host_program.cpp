@@ -195,6 +195,9 @@ TEST(Program, SaysWhatIsWrongWithALineInOneLine)
          "velmora: dump: -0 is about lists; --files-from LIST names one; see velmora dump --help\n"},
         {{"repair", "x", "y", "/dev/null"},
          "velmora: repair: '/dev/null' is no folder, and that is where several results go; see velmora repair --help\n"},
+        {{"convert", "x", ""}, "velmora: convert: the name of where the result goes is empty; see velmora convert "
+         "--help\n"},
+        {{"check", "--journal", "", "x"}, "velmora: check: --journal names no file; see velmora check --help\n"},
         {{"dict"}, "velmora: dict: no tag and no text is given; see velmora dict --help\n"},
         {{"uid"}, "velmora: uid: no UID and no text is given; see velmora uid --help\n"},
         {{"fly"}, "velmora: there is no command 'fly'; velmora help names the commands\n"},

@@ -185,6 +185,7 @@ struct Opened {
     const DICOM_List *node;
 };
 
+// Sequences that were not opened: their trees node by node, and what has no tree by its bytes.
 static bool is_same_closed(const Side &a, const DICOM_List *in_a, const Side &b, const DICOM_List *in_b, int level)
 {
     bool has_items = in_a->item != nullptr && in_b->item != nullptr;

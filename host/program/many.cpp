@@ -278,6 +278,8 @@ int take_many_option(const Command &command, const Option &option, Many_Choice *
         choice->print_stats = true;
         return STATUS_DONE;
     case OPTION_JOURNAL:
+        if (option.value[0] == '\0')
+            return wrong_use(command, "--journal names no file");
         choice->journal.path = option.value;
         return STATUS_DONE;
     case OPTION_RESUME:

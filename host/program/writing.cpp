@@ -263,6 +263,8 @@ int run_writing(Writing *writing, int argc, char **argv, Tally *total)
             return wrong_use(command, "it is not said where the result goes");
         writing->out = inputs->paths.back();
         inputs->paths.pop_back();
+        if (writing->out.empty())
+            return wrong_use(command, "the name of where the result goes is empty");
     }
     bool several = has_several(*inputs);
     writing->into_folder = !writing->out.empty() && (several || is_folder(writing->out) || writing->out.back() == '/');
