@@ -304,10 +304,10 @@ TEST(Journal, OfACheckIsNotAheadOfWhatIsPrinted)
         pid_t child = start_program(VELMORA_PROGRAM, line, archive.folder.path, ends[1]);
         close(ends[1]);
         size_t noted = 0;
-        for (int still = 0; still < 10; still++) {   // until nothing moves any more
+        for (int i = 0, still = 0; i < 1500 && still < 10; i++) {   // until nothing moves any more
             usleep(20000);
-            size_t now = archive.read("j").size();
-            still = now == noted && now > 0 ? still : 0;
+            size_t now = paths_of(archive.read("j"), {"found"}).size();
+            still = now == noted && now > 5 ? still + 1 : 0;
             noted = now;
         }
         kill(child, SIGKILL);
