@@ -97,6 +97,15 @@ static std::string failure_text(const char *what, int code)
     return std::string(what) + ": " + strerror(code);
 }
 
+// Whether the file has its second name already, and is no link to itself: so a run leaves it that was killed between
+// the two steps of replacing it.
+static bool is_backed_up(const std::string &path, const std::string &backup)
+{
+    struct stat of_path, of_backup;
+    return stat(path.c_str(), &of_path) == 0 && lstat(backup.c_str(), &of_backup) == 0 &&
+           of_path.st_dev == of_backup.st_dev && of_path.st_ino == of_backup.st_ino;
+}
+
 static bool is_allowed(const std::string &path, const Save_Options &options, std::string *error)
 {
     struct stat state;
@@ -111,7 +120,8 @@ static bool is_allowed(const std::string &path, const Save_Options &options, std
         *error = "is no regular file, and is not replaced by one";
     else if (!options.in_place && !options.source.empty() && is_same_file(path, options.source))
         *error = "is the file that is read; it is only replaced with --in-place";
-    else if (!options.backup.empty() && lstat(options.backup.c_str(), &state) == 0)
+    else if (!options.backup.empty() && lstat(options.backup.c_str(), &state) == 0 &&
+             !is_backed_up(path, options.backup))
         *error = "is not replaced: " + options.backup + " exists already, and would be lost";
     return error->empty();
 }
@@ -307,7 +317,7 @@ int64_t put_from_file(Target *target, int file, int64_t from, int64_t size)
 // The old file gets its second name first, so that it is there under one of the two at any time.
 static bool keep_backup(const std::string &path, const std::string &backup, std::string *error)
 {
-    if (backup.empty() || link(path.c_str(), backup.c_str()) == 0)
+    if (backup.empty() || link(path.c_str(), backup.c_str()) == 0 || (errno == EEXIST && is_backed_up(path, backup)))
         return true;
     // File systems without hard links.
     if ((errno == EPERM || errno == EOPNOTSUPP || errno == EMLINK) && access(backup.c_str(), F_OK) != 0 &&

@@ -1,5 +1,6 @@
 // Whole runs of velmora repair: what is mended, what is taken out, and what is said about it.
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <filesystem>
 
 #include "tests/host_runs.h"
@@ -187,4 +188,13 @@ TEST(HostRepair, WorksInPlaceOnWhatNeedsIt)
     run = velmora({"repair", "-q", "--in-place", "."}, "", folder.path);
     EXPECT_EQ(run.out, "2 files: 0 repaired (0 values mended, 0 attributes removed), 2 in order\n") << run.err;
     EXPECT_TRUE(bytes_of(bad_path + ".bak") == bad);
+
+    // A run that was killed when the old file had its second name; and a second name that keeps nothing.
+    std::string half = folder.write("half", bad), lost = folder.write("lost", bad);
+    ASSERT_EQ(link(half.c_str(), (half + ".bak").c_str()) + symlink("lost", (lost + ".bak").c_str()), 0);
+    run = velmora({"repair", "-q", "--in-place", "half", "lost"}, "", folder.path);
+    EXPECT_EQ(run.out, "2 files: 1 repaired (1 value mended, 0 attributes removed), 0 in order, 1 failed\n");
+    EXPECT_NE(run.err.find("lost: is not replaced: lost.bak exists already, and would be lost\n"), std::string::npos);
+    EXPECT_TRUE(bytes_of(half + ".bak") == bad);
+    EXPECT_EQ(behind_head(bytes_of(half)), element({0x0010, 0x0030}, "DA", "19931124"));
 }
