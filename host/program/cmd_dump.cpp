@@ -72,7 +72,7 @@ static int dump_page(const Dump_Work &work, const Input &input, Data_Set *set, T
         complain_about(name_of(input), error);
         return STATUS_UNREADABLE;
     }
-    dump_html(*set, name_of(input), !work.has_names, found, work.only);
+    dump_html(*set, name_of(input), input.number, !work.has_names, found, work.only);
     return finish_input(input, *set, STATUS_DONE);
 }
 

@@ -275,10 +275,10 @@ static void start_section(const std::string &name, bool is_open, const std::stri
     write_out(text + "</h1><p>" + facts + "</p></summary>\n");
 }
 
-void dump_html(const Data_Set &set, const std::string &name, bool is_open, const Finding_Teller &found,
+void dump_html(const Data_Set &set, const std::string &name, size_t number, bool is_open, const Finding_Teller &found,
                const std::vector<Tag_Path> &only)
 {
-    Html_Marks marks(name, found.kept, only.empty() && !set.is_deflated);
+    Html_Marks marks(number, found.kept, only.empty() && !set.is_deflated);
     std::string facts;
     append_facts(set, &facts);
     facts += "; ";

@@ -19,10 +19,11 @@ void end_page();
 
 // A data set as a section that folds, whole or what of it stands under these tags.
 //   name     of the file
+//   number   of the section, which no other one on the page has
 //   is_open  whether the section is unfolded
 //   found    what the check of it found
-void dump_html(const velmora_host::Data_Set &set, const std::string &name, bool is_open, const Finding_Teller &found,
-               const std::vector<Tag_Path> &only);
+void dump_html(const velmora_host::Data_Set &set, const std::string &name, size_t number, bool is_open,
+               const Finding_Teller &found, const std::vector<Tag_Path> &only);
 
 // A section that says why there is none.
 void dump_failure(const std::string &name, const std::string &error);

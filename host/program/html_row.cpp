@@ -1,7 +1,6 @@
 #include "host/program/html_row.h"
 
 #include <stdint.h>
-#include <stdio.h>
 #include <algorithm>
 
 #include "host/program/html_text.h"
@@ -93,19 +92,8 @@ static void append_words(const Finding &finding, std::string *out)
 
 // ---- findings -------------------------------------------------------------------------
 
-// FNV-1a: the same name in every worker process, other names for other files.
-static std::string prefix_of(const std::string &name)
-{
-    uint32_t hash = 2166136261u;
-    for (char c : name)
-        hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-    char text[16];
-    snprintf(text, sizeof text, "f%08x-", hash);
-    return text;
-}
-
-Html_Marks::Html_Marks(const std::string &name, const std::vector<Finding> &list, bool in_order)
-    : prefix(prefix_of(name)), findings(list), written(list.size()), is_in_order(in_order)
+Html_Marks::Html_Marks(size_t number, const std::vector<Finding> &list, bool in_order)
+    : prefix("f" + std::to_string(number) + "-"), findings(list), written(list.size()), is_in_order(in_order)
 {
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding &a, const Finding &b) { return a.offset < b.offset; });

@@ -39,10 +39,10 @@ void write_column_heads();
 
 // Findings on their way to the rows that they are about.
 struct Html_Marks {
-    //   name         of the file: two files must not give the same names to their marks
+    //   number       of the section: two must not give the same names to their marks
     //   is_in_order  whether offsets ascend through the tree, so that a finding whose element the tree does not hold
     //                can stand between the two around it
-    Html_Marks(const std::string &name, const std::vector<Finding> &findings, bool is_in_order);
+    Html_Marks(size_t number, const std::vector<Finding> &findings, bool is_in_order);
 
     // A finding about the row that is written next.
     void say(const Finding &finding);

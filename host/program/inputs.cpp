@@ -20,6 +20,7 @@ struct Walk {
     void *user;
     const Input_Choice *choice;
     int status;
+    size_t files;   // so far
 };
 
 bool has_several(const Input_Choice &choice)
@@ -63,6 +64,7 @@ static void take_file(Walk *walk, const std::string &path, size_t top_length)
 {
     const Input_Choice &choice = *walk->choice;
     Input input;
+    input.number = ++walk->files;
     input.path = path;
     input.from_folder = top_length > 0;
     input.inside = path.substr(top_length > 0 ? path.find_first_not_of('/', top_length) : path.find_last_of('/') + 1);
@@ -223,7 +225,7 @@ static void take_list(Walk *walk, const std::string &name, bool zero_between)
 
 int for_each_input(const Input_Choice &choice, Input_Fct work, void *user)
 {
-    Walk walk = {work, user, &choice, STATUS_DONE};
+    Walk walk = {work, user, &choice, STATUS_DONE, 0};
     for (const std::string &path : choice.paths)
         take_path(&walk, path);
     for (const std::string &list : choice.lists)

@@ -14,6 +14,7 @@ struct Input {
     std::string refusal = {};   // why it is not worked on, as was found when it was planned
     int64_t size = -1;          // as the journal knows it; -1: there is no journal, or no such file
     std::string mtime = {};
+    size_t number = 0;   // in the order of the run, from 1
 };
 
 // Looks at a file in the order of the files and before any work: says where its result goes, or why there is none.

@@ -204,6 +204,7 @@ static void die_with_parent(pid_t parent)
         input.output = get_text(&at);
         input.refusal = get_text(&at);
         input.from_folder = get_number(&at) != 0;
+        input.number = get_number(&at);
         File_Result result;
         work_on_file(input, work, user, &result);
         flush_out();
@@ -457,6 +458,7 @@ static void give(Pool *pool, Worker *worker, Job *job)
     put_text(&bytes, job->input.output);
     put_text(&bytes, job->input.refusal);
     put_number(&bytes, job->input.from_folder);
+    put_number(&bytes, job->input.number);
     std::string request;
     put_text(&request, bytes);
     worker->job = job;
