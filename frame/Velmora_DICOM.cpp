@@ -44,6 +44,6 @@ int DICOM_Lib_Realloc(char **buffer, unsigned int size)
 
 void DICOM_Lib_Free(char **buffer)
 {
-    free(*buffer);
+    frame_free(*buffer);
     *buffer = nullptr;
 }

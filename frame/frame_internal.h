@@ -6,6 +6,7 @@
 #include <stdlib.h>
 
 #include "frame/Velmora_Frame.h"
+#include "frame/node_heap_internal.h"
 #include "util/util_internal.h"
 
 enum Report_Level {
@@ -30,6 +31,9 @@ inline bool frame_is_refused()
 void *frame_fail(HWND window, const char *operation, size_t count, size_t size, const char *what, const char *source,
                  int line);
 
+// Moves a value to a block of malloc's with room for more or fewer bytes. Null when memory ran out: it stays then.
+void *frame_move_from_node_heap(void *value, size_t bytes);
+
 // Each allocation says what it is for and where it stands; a failure is reported with that and gives null. The
 // dimensions are those that the report names. Use them through the macros below. The two that every attribute of a data
 // set goes through stand in line. A block of no bytes gets one, so that null always means failure.
@@ -53,10 +57,21 @@ inline void *frame_calloc_unset(HWND window, size_t count, size_t size, const ch
     return block != nullptr ? block : frame_fail(window, "calloc", count, size, what, source, line);
 }
 
+// Frees what any of these made. Null is left alone.
+inline void frame_free(void *block)
+{
+    if (is_in_node_heap(block))
+        node_heap_free(block);
+    else
+        free(block);
+}
+
 // A block that is made larger, without a report: its caller makes one that says more.
 inline void *frame_try_realloc(void *block, size_t bytes)
 {
-    return frame_is_refused() ? nullptr : realloc(block, bytes > 0 ? bytes : 1);
+    if (frame_is_refused())
+        return nullptr;
+    return is_in_node_heap(block) ? frame_move_from_node_heap(block, bytes) : realloc(block, bytes > 0 ? bytes : 1);
 }
 
 void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,

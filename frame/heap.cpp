@@ -11,6 +11,17 @@ void *frame_fail(HWND window, const char *operation, size_t count, size_t size, 
     return nullptr;
 }
 
+void *frame_move_from_node_heap(void *value, size_t bytes)
+{
+    void *moved = malloc(bytes > 0 ? bytes : 1);
+    if (moved == nullptr)
+        return nullptr;
+    size_t old_bytes = node_heap_value_size(value);
+    memcpy(moved, value, bytes < old_bytes ? bytes : old_bytes);
+    node_heap_free(value);
+    return moved;
+}
+
 void *frame_realloc(HWND window, void *block, size_t bytes, size_t count, size_t size, const char *what,
                     const char *source, int line)
 {

@@ -281,7 +281,7 @@ static bool insert_attribute(Definition *file, DICOM_List *tag, int depth)
         return false;
     if (tag->vr == VR_SQ || is_tag(tag, GROUP_ITEM, ELEMENT_ITEM)) {
         // A value goes first: the insertion copies as many bytes as the size says.
-        free(tag->data);
+        frame_free(tag->data);
         tag->data = nullptr;
         tag->size = UNDEFINED_LENGTH;
     }
@@ -314,8 +314,8 @@ static bool read_attribute(Definition *file, char *text, unsigned short flag, in
         tag->vr = tag->db->vr[0];
     convert_value(file, &line);
     bool done = copy_description(file, &line) && insert_attribute(file, tag, depth);
-    free(tag->data);
-    free(tag->description);
+    frame_free(tag->data);
+    frame_free(tag->description);
     return done;
 }
 

@@ -102,13 +102,13 @@ static bool read_rows(Code_Table *table, FILE *stream)
 static void release_table(Code_Table *table)
 {
     for (int i = 0; i < table->rows; i++) {
-        free(table->scheme[i]);
-        free(table->value[i]);
-        free(table->meaning[i]);
+        frame_free(table->scheme[i]);
+        frame_free(table->value[i]);
+        frame_free(table->meaning[i]);
     }
-    free(table->scheme);
-    free(table->value);
-    free(table->meaning);
+    frame_free(table->scheme);
+    frame_free(table->value);
+    frame_free(table->meaning);
 }
 
 /* ---- the score of a row ---------------------------------------------------------------- */
@@ -255,8 +255,8 @@ static int fill_fixed_entry(Code_Seq *code)
     char *value = scheme != nullptr ? ALLOC_STRDUP(hwnd, "code->code_value", "C-163A8") : nullptr;
     char *meaning = value != nullptr ? ALLOC_STRDUP(hwnd, "code->code_meaning", "TC-99m") : nullptr;
     if (meaning == nullptr) {
-        free(value);
-        free(scheme);
+        frame_free(value);
+        frame_free(scheme);
         return 0;
     }
     code->coding_scheme = scheme;

@@ -117,7 +117,7 @@ const char *DICOM_Module_Setup(HWND window, const char *directory)
     if (directory != nullptr) {
         // Copied before the old text goes: the argument may be the text that an earlier call returned.
         char *copy = directory[0] != '\0' ? ALLOC_STRDUP(window, "DICOM_Module_Dir", directory) : nullptr;
-        free(DICOM_Module_Dir);
+        frame_free(DICOM_Module_Dir);
         DICOM_Module_Dir = copy;
     }
     const char *now = DICOM_Module_Dir;

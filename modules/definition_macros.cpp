@@ -94,7 +94,7 @@ static DICOM_List *open_macro(HWND window, const char *name, const char *file, i
 void drop_macros(HWND window)
 {
     for (int i = 0; i < Include_Nb; i++) {
-        free(Include_Name[i]);
+        frame_free(Include_Name[i]);
         Include_Name[i] = nullptr;
         delete_list(window, &Include_List[i]);
     }

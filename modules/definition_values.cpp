@@ -133,7 +133,7 @@ int DICOM_Module_Read_Value(DICOM_List *node, char *value)
 {
     if (node == nullptr)
         return 0;
-    free(node->data);
+    frame_free(node->data);
     node->data = nullptr;
     node->size = 0;
     if (value == nullptr || value[0] == '\0')

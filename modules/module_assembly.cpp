@@ -243,7 +243,7 @@ void DICOM_Module_Free()
 {
     Mutex_Access_Start();
     for (int i = 0; i < Modality_Nb; i++) {
-        free(Modality_Name[i]);
+        frame_free(Modality_Name[i]);
         Modality_Name[i] = nullptr;
         delete_list(hwnd, &Modality_List[i]);
     }
@@ -255,7 +255,7 @@ void DICOM_Module_Cleanup()
 {
     Mutex_Access_Start();
     drop_macros(hwnd);   // those that no DICOM_Module_Read has come to drop
-    free(DICOM_Module_Dir);
+    frame_free(DICOM_Module_Dir);
     DICOM_Module_Dir = nullptr;
     forget_delimiter_nodes();
     Mutex_Access_Stop();

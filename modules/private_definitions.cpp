@@ -126,7 +126,7 @@ static int complement_node(HWND window, DICOM_List *node, const DICOM_List *line
     if (line->vr != VR_NONE)
         node->vr = line->vr;
     if (line->description != nullptr) {
-        free(node->description);
+        frame_free(node->description);
         node->description = nullptr;
         if (line->description[0] != '\0') {
             node->description = ALLOC_STRDUP(window, "tag->description", line->description);
@@ -171,12 +171,12 @@ void DICOM_Module_Free_Private()
 {
     Mutex_Access_Start();
     for (int i = 0; i < Private_Nb; i++) {
-        free(Private_Name[i]);
+        frame_free(Private_Name[i]);
         delete_list(hwnd, &Private_List[i]);
     }
-    free(Private_Name);
-    free(Private_List);
-    free(next_of_hash);
+    frame_free(Private_Name);
+    frame_free(Private_List);
+    frame_free(next_of_hash);
     Private_Name = nullptr;
     Private_List = nullptr;
     next_of_hash = nullptr;

@@ -114,7 +114,7 @@ static char *take_block(const Byte_Source &from, char format, int size, size_t e
     if (buf == nullptr)
         return nullptr;
     if (!take(from, size, buf)) {
-        free(buf);
+        frame_free(buf);
         return nullptr;
     }
     if (format & SYNTAX_SWAPPED_WORDS)

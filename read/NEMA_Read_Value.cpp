@@ -61,7 +61,7 @@ char *NEMA_Value_Hex(HWND window, DICOM_List *tag, unsigned short vr)
 void NEMA_Value_Cleanup()
 {
     for (char *&block : byte_blocks) {
-        free(block);
+        frame_free(block);
         block = nullptr;
     }
     release_texts();

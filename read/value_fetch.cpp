@@ -51,7 +51,7 @@ static char *fetch_from_file(HWND window, const DICOM_List *tag, const char *var
         return nullptr;
     char *data = allocate_value(window, tag, variable, place);
     if (data != nullptr && !read_file(window, descriptor, name, tag->size, data, place)) {
-        free(data);
+        frame_free(data);
         data = nullptr;
     }
     close(descriptor);

@@ -73,7 +73,7 @@ static int convert_text(const Value_Call &call, Number_Array *array, const char 
         count++;
         start = *end == '\\' ? end + 1 : nullptr;
     }
-    free(str);
+    frame_free(str);
     return count;
 }
 
@@ -200,7 +200,7 @@ float *NEMA_Value_Float(HWND window, DICOM_List *tag, unsigned short vr)
 
 static void free_numbers(Number_Array *array)
 {
-    free(array->numbers);
+    frame_free(array->numbers);
     *array = {};
 }
 

@@ -25,7 +25,7 @@ static int split_names(const Value_Call &call, Text_Array *work)
         return 0;
     memcpy(str, call.tag->data, size);
     int count = split_into(call.window, work, str);
-    free(str);
+    frame_free(str);
     return count;
 }
 
@@ -191,7 +191,7 @@ void release_records()
         Name_Array *array = &name_arrays[i];
         for (int k = 0; k < array->count; k++)
             Name_Free(&array->names[k]);
-        free(array->names);
+        frame_free(array->names);
         free_texts(&array->work);
         *array = {};
         Date_Free(&dates[i]);

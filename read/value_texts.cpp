@@ -55,8 +55,8 @@ int split_into(HWND window, Text_Array *array, const char *text)
 void free_texts(Text_Array *array)
 {
     for (int i = 0; i < array->room; i++)
-        free(array->texts[i]);
-    free(array->texts);
+        frame_free(array->texts[i]);
+    frame_free(array->texts);
     *array = {};
 }
 
@@ -84,7 +84,7 @@ static int take_split(const Value_Call &call, Text_Array *array)
     if (str == nullptr)
         return 0;
     int count = split_into(call.window, array, str);
-    free(str);
+    frame_free(str);
     return count;
 }
 

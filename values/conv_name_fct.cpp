@@ -40,7 +40,7 @@ static bool set_field(char **field, const char *text, const char *what)
     char *copy = ALLOC_STRDUP(hwnd, what, text);
     if (copy == nullptr)
         return false;
-    free(*field);
+    frame_free(*field);
     *field = copy;
     return true;
 }
@@ -337,7 +337,7 @@ void Name_Free(Velmora_Name *name)
     if (name == nullptr)
         return;
     for (const Name_Field &field : name_fields)
-        free(name->*field.place);
+        frame_free(name->*field.place);
     *name = {};
 }
 

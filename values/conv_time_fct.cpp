@@ -27,7 +27,7 @@ static bool copy_texts(Text_Pair *copy, const char *text, const char *tmplt, con
     if (text != nullptr && (copy->text = ALLOC_STRDUP(hwnd, text_name, text)) == nullptr)
         return false;
     if (tmplt != nullptr && (copy->tmplt = ALLOC_STRDUP(hwnd, template_name, tmplt)) == nullptr) {
-        free(copy->text);
+        frame_free(copy->text);
         return false;
     }
     return true;
@@ -49,15 +49,15 @@ static void take_texts(Velmora_Time *time, Text_Pair copy)
 
 void release_texts(Velmora_Date *date)
 {
-    free(date->date_str);
-    free(date->date_template);
+    frame_free(date->date_str);
+    frame_free(date->date_template);
     date->date_str = date->date_template = nullptr;
 }
 
 void release_texts(Velmora_Time *time)
 {
-    free(time->time_str);
-    free(time->time_template);
+    frame_free(time->time_str);
+    frame_free(time->time_template);
     time->time_str = time->time_template = nullptr;
 }
 

@@ -220,7 +220,7 @@ static char *parse(Velmora_Date *date)
     if (tmplt == nullptr)
         return nullptr;
     char *result = parse_by_template(date, tmplt, message);
-    free(tmplt);
+    frame_free(tmplt);
     return result;
 }
 

@@ -113,7 +113,7 @@ static char *parse(Velmora_Time *time)
     if (tmplt == nullptr)
         return nullptr;
     char *result = parse_by_template(time, tmplt, message);
-    free(tmplt);
+    frame_free(tmplt);
     return result;
 }
 

@@ -477,7 +477,7 @@ unsigned int DICOM_Write_Group(HWND window, unsigned short group, char syntax, c
     unsigned int bytes = 0;
     if (append_group(window, group, syntax, &list, false, &block, &bytes))
         return bytes;
-    free(*buffer);
+    frame_free(*buffer);
     *buffer = nullptr;
     return 0;
 }

@@ -52,7 +52,7 @@ static bool overwrite(HWND window, DICOM_Root *root, DICOM_List **target, DICOM_
     DICOM_List *found = DICOM_Attribute_Find(window, root, target, tag->group, tag->element);
     if (found == nullptr)
         return false;
-    free(found->data);
+    frame_free(found->data);
     found->data = nullptr;
     found->size = 0;
     found->flag = static_cast<unsigned short>(found->flag & ~FLAG_FORCED);

@@ -65,8 +65,8 @@ int DICOM_Module_List_Private_Grow(unsigned short group, DICOM_Module_Fct callba
 
 void DICOM_Module_List_Cleanup()
 {
-    free(List_Group);
-    free(List_Private);
+    frame_free(List_Group);
+    frame_free(List_Private);
     List_Group = List_Private = nullptr;
     List_Group_Nb = List_Private_Nb = 0;
 }

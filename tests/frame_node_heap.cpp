@@ -1,0 +1,111 @@
+// The heap of nodes and values: blocks keep their bytes until they are freed, whoever frees them, and chunks come back.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "frame/frame_internal.h"
+#include "tree/Velmora_DICOM.h"
+
+struct Block {
+    char *bytes;
+    size_t size;
+    char fill;
+};
+
+static Block take(Node_Place *place, size_t size, char fill, Node_Block_Head head)
+{
+    Block block = {static_cast<char *>(node_heap_take(place, size, head)), size, fill};
+    EXPECT_NE(block.bytes, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(block.bytes) % 8, 0u);
+    memset(block.bytes, fill, size);
+    return block;
+}
+
+static void expect_kept(const Block &block, size_t size)
+{
+    for (size_t i = 0; i < size; i++)
+        ASSERT_EQ(block.bytes[i], block.fill);
+}
+
+// Several readers at a time, closed and opened again; blocks released in any order, and some of them moved.
+TEST(NodeHeap, KeepsEachBlockUntilItIsFreed)
+{
+    std::mt19937 random(7);
+    auto below = [&](size_t n) { return random() % n; };
+    Node_Place places[3] = {};
+    std::vector<Block> blocks;
+    for (int step = 0; step < 200000; step++) {
+        bool is_growing = step / 20000 % 2 == 0;
+        if (blocks.empty() || below(10) < (is_growing ? 7u : 3u)) {
+            size_t size = below(20) == 0 ? below(1100) : below(100);
+            blocks.push_back(take(&places[below(3)], size, static_cast<char>(step), VALUE_BLOCK));
+            continue;
+        }
+        std::swap(blocks[below(blocks.size())], blocks.back());
+        Block &last = blocks.back();
+        expect_kept(last, last.size);
+        if (below(10) == 0) {
+            unsigned int size = static_cast<unsigned int>(below(2000) + 1);
+            ASSERT_EQ(DICOM_Lib_Realloc(&last.bytes, size), 1);
+            expect_kept(last, std::min<size_t>(last.size, size));
+        }
+        DICOM_Lib_Free(&last.bytes);
+        blocks.pop_back();
+        if (below(500) == 0)
+            node_heap_close(&places[below(3)]);
+    }
+    for (Block &block : blocks) {
+        expect_kept(block, block.size);
+        DICOM_Lib_Free(&block.bytes);
+    }
+    for (Node_Place &place : places)
+        node_heap_close(&place);
+}
+
+// Of many data sets, one after the other, only the largest takes addresses of its own.
+TEST(NodeHeap, UsesItsChunksAgain)
+{
+    uintptr_t least = UINTPTR_MAX, greatest = 0;
+    bool is_ours = true;
+    for (int set = 0; set < 300; set++) {
+        Node_Place place = {};
+        std::vector<Block> blocks;
+        for (int i = 0; i < (set % 3 == 0 ? 5000 : 50); i++)
+            blocks.push_back(take(&place, 96, 'n', NODE_BLOCK));
+        node_heap_close(&place);
+        for (const Block &block : blocks) {
+            is_ours = is_ours && is_in_node_heap(block.bytes);
+            least = std::min(least, reinterpret_cast<uintptr_t>(block.bytes));
+            greatest = std::max(greatest, reinterpret_cast<uintptr_t>(block.bytes));
+            frame_free(block.bytes);
+        }
+    }
+    if (!is_ours)
+        GTEST_SKIP() << "the blocks come from malloc here";
+    EXPECT_LT(greatest - least, 4u << 20);
+}
+
+TEST(NodeHeap, LetsOneThreadFreeWhatAnotherMakes)
+{
+    for (int round = 0; round < 20; round++) {
+        Node_Place place = {};
+        std::vector<Block> made[2], mine;
+        for (int i = 0; i < 20000; i++)
+            (i % 3 == 0 ? mine : made[i % 2]).push_back(take(&place, 40, static_cast<char>(i), VALUE_BLOCK));
+        auto release = [](std::vector<Block> *blocks) {
+            for (Block &block : *blocks) {
+                expect_kept(block, block.size);
+                DICOM_Lib_Free(&block.bytes);
+            }
+        };
+        std::thread first(release, &made[0]), second(release, &made[1]);
+        for (int i = 0; i < 5000; i++)
+            mine.push_back(take(&place, 96, 'x', VALUE_BLOCK));
+        release(&mine);
+        first.join();
+        second.join();
+        node_heap_close(&place);
+    }
+}
