@@ -11,13 +11,12 @@
 
 static const char SOURCE[] = ".\\NEMA_db";
 
-enum { FOLLOWERS = 3, SPARE_ROWS = 32 };
+enum { SPARE_ROWS = 32 };
 
-// A row as it stands in memory: what callers see, and what lookups remember.
+// A row as it stands in memory.
 struct Row {
-    TAG_db_Elems seen;
-    TAG_db_Group *group;                       // the node that holds the row
-    std::atomic<Row *> followers[FOLLOWERS];   // rows that were asked for next before; guesses, tested before use
+    TAG_db_Elems seen;     // by callers
+    TAG_db_Group *group;   // the node that holds the row
 };
 
 // Rows and groups are cut from large blocks, which hang on a list to be released together.
@@ -38,14 +37,19 @@ static struct {
     TAG_db_Group *node;
 } filing;
 
-// What this thread found last: data sets mostly ask for the row behind it. And what it did not find, at a place that
-// follows from the tag: a tag that the dictionary does not know comes again as often as others do, and only a search
-// through its group could tell.
-enum { ABSENT_BITS = 8 };
+// What was found before, and what was not, each at a place that follows from its tag: the last one of that place. Data
+// sets ask for the same tags again and again, and a tag that the dictionary does not know comes as often as others do;
+// only a search through its group could tell. Threads share both.
+// Only a row that a search found under its own tag is kept, never one found through a wildcard: a row here that bears the
+// tag asked for is what a search would find. A tag that is absent stands with the build that it was sought in.
+enum { PLACE_BITS = 12 };
+static std::atomic<Row *> found_rows[1 << PLACE_BITS];
+static std::atomic<uint64_t> absent_tags[1 << PLACE_BITS];
+
+// What this thread found last by a search: mostly the next row stands behind it.
 static thread_local struct {
     unsigned build;
     Row *row;
-    uint32_t absent[1 << ABSENT_BITS];   // 0: none
 } last_found;
 
 /* ---- memory ------------------------------------------------------------------------ */
@@ -79,7 +83,7 @@ static void release(Block **blocks)
     while (*blocks != nullptr) {
         Block *block = *blocks;
         *blocks = block->next;
-        free(block);
+        frame_free(block);
     }
 }
 
@@ -89,6 +93,8 @@ static void release_dictionary()
     release(&group_blocks);
     groups = filing.node = nullptr;
     is_built = false;
+    for (std::atomic<Row *> &row : found_rows)
+        row.store(nullptr, std::memory_order_relaxed);
     build_number++;   // here, not at the next build, which may fail: what threads remember is gone
 }
 
@@ -299,60 +305,31 @@ static Row *search(unsigned short group, unsigned short element, Row *last)
     return nullptr;
 }
 
-// Data sets ask for the same rows in the same order again and again, so each row remembers which ones came next. Only a
-// row that a search found under its own tag is remembered, never one found through a wildcard: a remembered row that
-// bears the tag asked for is what a search would find.
-static Row *recall(Row *last, unsigned short group, unsigned short element)
-{
-    for (std::atomic<Row *> &follower : last->followers) {
-        Row *row = follower.load(std::memory_order_relaxed);
-        if (row == nullptr)
-            return nullptr;
-        if (has_tag(row, group, element))
-            return row;
-    }
-    return nullptr;
-}
-
-// The latest goes in front; the oldest is forgotten. Threads may mix their rows here: each is a row all the same.
-static void remember(Row *last, Row *found)
-{
-    Row *pushed = found;
-    for (int i = 0; i < FOLLOWERS && pushed != nullptr; i++)
-        pushed = last->followers[i].exchange(pushed, std::memory_order_relaxed);
-}
-
-static uint32_t *place_of_absent(uint32_t tag)
-{
-    return &last_found.absent[tag * 0x9E3779B1u >> (32 - ABSENT_BITS)];
-}
-
 TAG_db_Elems *NEMA_db_Locate(unsigned short group, unsigned short element)
 {
     if (!is_built)
         NEMA_db_Load();
     if (is_private_group(group))
         return nullptr;
-    if (last_found.build != build_number) {
-        last_found = {};
-        last_found.build = build_number;
-    }
+    uint32_t tag = tag_number(group, element), place = tag * 0x9E3779B1u >> (32 - PLACE_BITS);
+    Row *found = found_rows[place].load(std::memory_order_acquire);
+    if (found != nullptr && has_tag(found, group, element))
+        return &found->seen;
+    uint64_t absent = (uint64_t{build_number} + 1) << 32 | tag;
+    if (absent_tags[place].load(std::memory_order_relaxed) == absent)
+        return nullptr;
 
-    Row *last = last_found.row;
-    Row *found = last != nullptr ? recall(last, group, element) : nullptr;
+    if (last_found.build != build_number)
+        last_found = {build_number, nullptr};
+    found = search(group, element, last_found.row);
     if (found == nullptr) {
-        uint32_t tag = tag_number(group, element), *absent = place_of_absent(tag);
-        if (*absent == tag && tag != 0)
-            return nullptr;
-        found = search(group, element, last);
-        if (found == nullptr)
-            *absent = tag;
-        if (found == nullptr || found->seen.group != group)
-            return found != nullptr ? &found->seen : nullptr;
-        if (last != nullptr)
-            remember(last, found);
+        absent_tags[place].store(absent, std::memory_order_relaxed);
+        return nullptr;
     }
-    last_found.row = found;
+    if (found->seen.group == group) {
+        last_found.row = found;
+        found_rows[place].store(found, std::memory_order_release);
+    }
     return &found->seen;
 }
 
