@@ -64,7 +64,7 @@ static const Layout compressed_data[] = {
 // The description becomes a copy of the text, or null for an empty one. The text may not be the old description.
 static int set_description(HWND window, DICOM_List *tag, const char *text)
 {
-    free(tag->description);
+    frame_free(tag->description);
     tag->description = nullptr;
     if (*text == '\0')
         return 1;
@@ -161,7 +161,7 @@ static void open_creators(Creators *creators, DICOM_List *list)
 static void close_creators(Creators *creators)
 {
     if (creators->sorted != creators->few)
-        free(creators->sorted);
+        frame_free(creators->sorted);
 }
 
 static bool is_creator_element(unsigned short element)

@@ -172,7 +172,7 @@ static int modernise_time(Pass *pass, DICOM_List *tag)
     REPORT(pass->window, Flag_Error_Report, pass->twin->old_syntax, report_prefix(pass),
            tag->size < SHOWN_OF_TIME ? tag->size : SHOWN_OF_TIME, tag->data,
            size < SHOWN_OF_TIME ? size : SHOWN_OF_TIME, new_time);
-    free(tag->data);
+    frame_free(tag->data);
     tag->data = new_time;
     tag->size = size;
     tag->flag |= FLAG_SYNTAX_ERROR;

@@ -122,13 +122,13 @@ static int judge_copy(Pass *pass, const DICOM_List *tag, const VR_Rule *rule)
         return 0;
     memcpy(mom_tag.data, tag->data, bytes);
     int count = rule->full(pass, &mom_tag, rule);
-    free(mom_tag.data);
+    frame_free(mom_tag.data);
     return count;
 }
 
 static void drop_value(DICOM_List *tag)
 {
-    free(tag->data);
+    frame_free(tag->data);
     tag->data = nullptr;
     tag->size = 0;
 }

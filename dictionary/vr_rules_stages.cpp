@@ -26,7 +26,7 @@ static int fit_block(Pass *pass, DICOM_List *tag, int size)
 {
     tag->size = size;
     if (size == 0) {
-        free(tag->data);
+        frame_free(tag->data);
         tag->data = nullptr;
         return 1;
     }
@@ -105,7 +105,7 @@ static int drop_wrong_pad(Pass *pass, DICOM_List *tag, unsigned char trail)
     else
         REPORT(pass->window, Flag_Error_Report,
                "%s invalid padding char used in \"\x01%s\x02\" (SPACE instead of NULL)", report_prefix(pass), buf);
-    free(buf);
+    frame_free(buf);
     return shrink_value(pass, tag, tag->size - 1);
 }
 
@@ -168,7 +168,7 @@ int char_set_stage(Pass *pass, DICOM_List *tag, const char *set)
         return 0;
     REPORT(pass->window, Flag_Error_Report, "%s %d char in \"\x01%s\x02\" not from set \"\x01%s\x02\"",
            report_prefix(pass), strange, buf, set);
-    free(buf);
+    frame_free(buf);
     if (!pass->twin->repairs)
         return 1;
 
@@ -221,17 +221,17 @@ static int adopt_text(Pass *pass, DICOM_List *tag, char *new_data, int size)
     if (size > 0 && pass->twin->repairs) {
         char *block = static_cast<char *>(ALLOC_REALLOC(pass->window, "new_data", new_data, size, 1));
         if (block == nullptr) {
-            free(new_data);
+            frame_free(new_data);
             return 0;
         }
         new_data = block;
     }
-    free(tag->data);
+    frame_free(tag->data);
     tag->data = new_data;
     tag->size = size;
     if (size > 0)
         return 1;
-    free(new_data);
+    frame_free(new_data);
     tag->data = nullptr;
     return 1;
 }
@@ -373,13 +373,13 @@ int int_from_float_stage(Pass *pass, DICOM_List *tag)
         int_str = static_cast<char *>(ALLOC_CALLOC(pass->window, "int_str", size, 1));
     if (int_str != nullptr)
         write_integers(float_str, int_str);
-    free(float_str);
+    frame_free(float_str);
     if (int_str == nullptr)
         return 0;
 
     REPORT(pass->window, Flag_Error_Warning, "%s Invalid data! Converted from \"\x01%.*s\x02\" to \"\x01%.*s\x02\"",
            warning_prefix(pass), tag->size, tag->data, static_cast<int>(size), int_str);
-    free(tag->data);
+    frame_free(tag->data);
     tag->data = int_str;
     tag->size = static_cast<int>(size);
     return 1;

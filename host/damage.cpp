@@ -59,11 +59,26 @@ static void append_step(std::string *path, const DICOM_List *sequence, int item)
         path->append("/...");
 }
 
-bool place_of_report(const char *text, Place *place)
+// Of a report that is made while the element goes into the tree; the reading is further then.
+static void tell_place_of_node(const DICOM_List *node, int base, Place *place)
+{
+    place->offset = node->pos >= base ? node->pos - base : node->pos;
+    place->pos = node->pos;
+    place->group = node->group;
+    place->element = node->element;
+    place->path.clear();
+    place->has_path = false;
+}
+
+bool place_of_report(const char *, Place *place)
 {
     const Reading *r = current_reading;
     if (r == nullptr)
-        return place_of_formatting(text, place);
+        return false;
+    if (r->chain->settled != nullptr) {
+        tell_place_of_node(r->chain->settled, r->set->stream_base, place);
+        return true;
+    }
     place->offset = r->at >= r->set->stream_base ? r->at - r->set->stream_base : r->at;
     place->pos = r->at;
     place->group = r->group;

@@ -19,22 +19,17 @@ static constexpr Class_Row class_rows[] = {
 
 static constexpr VR_Class_Table fill_class_table()
 {
-    VR_Class_Table table = {};
-    for (VR_Class &each : table.of)
-        each = VR_NOT_KNOWN;
+    VR_Class_Table table = {};   // of what are no letters
+    for (char first = 'A'; first <= 'Z'; first++)
+        for (char second = 'A'; second <= 'Z'; second++)
+            table.of[vr_index(static_cast<unsigned char>(first), static_cast<unsigned char>(second))] = VR_NOT_KNOWN;
     for (const Class_Row &row : class_rows)
         for (const char *vr = row.vrs; *vr != '\0'; vr += 2)
-            table.of[(vr[0] - 'A') * 26 + (vr[1] - 'A')] = row.kind;
+            table.of[vr_index(static_cast<unsigned char>(vr[0]), static_cast<unsigned char>(vr[1]))] = row.kind;
     return table;
 }
 
 constinit const VR_Class_Table vr_classes = fill_class_table();
-
-// The letters stand in their order whatever the byte order of numbers.
-static unsigned short letters_at(const char *at)
-{
-    return pack_letters(at[0], at[1]);
-}
 
 // The tag at an offset, and the encoding that holds for it: group 0002 is explicit little endian wherever it stands,
 // item tags have no VR.
@@ -87,14 +82,6 @@ static bool ends_well(const char *bytes, int at, int bound, unsigned char mode, 
            is_plausible_at(bytes, next, bound, mode & static_cast<unsigned char>(~SYNTAX_EXPLICIT));
 }
 
-static void set_form(Header *header, unsigned short vr, int size, unsigned int length, bool reader_agrees)
-{
-    header->vr = vr;
-    header->size = size;
-    header->length = length;
-    header->reader_agrees = reader_agrees;
-}
-
 // Four bytes behind the tag that are no VR. They may be a 32-bit length, which is what the element reader makes of
 // them; or a VR that the writer left blank, with a short or a long length behind it.
 static void settle_without_letters(const char *bytes, int at, int bound, unsigned char mode, Header *header)
@@ -127,30 +114,6 @@ static void settle_later_vr(const char *bytes, int at, int bound, unsigned char 
         set_form(header, header->vr, 12, behind, false);
     else
         set_form(header, header->vr, 8, half, true);
-}
-
-// Most headers by far, in little endian with a VR that the element reader knows: they are told at one glance.
-//   at  with room for the longest header
-static bool peek_usual_header(const char *at, unsigned char mode, Header *header)
-{
-    unsigned short group = get_16(MODE_IMPLICIT_LITTLE, at), element = get_16(MODE_IMPLICIT_LITTLE, at + 2);
-    if ((mode & ~SYNTAX_EXPLICIT) != 0 || group == 0x3F3F)
-        return false;
-    header->group = group;
-    header->element = element;
-    if (group == GROUP_ITEM || (mode == MODE_IMPLICIT_LITTLE && group != GROUP_FILE_META)) {
-        set_form(header, VR_NONE, 8, get_32(MODE_IMPLICIT_LITTLE, at + 4), true);
-        return true;
-    }
-    unsigned short vr = letters_at(at + 4);
-    VR_Class kind = vr_class(vr);
-    if (kind == VR_SHORT)
-        set_form(header, vr, 8, get_16(MODE_EXPLICIT_LITTLE, at + 6), true);
-    else if (kind == VR_LONG && group != 0x0040)
-        set_form(header, vr, 12, get_32(MODE_EXPLICIT_LITTLE, at + 8), true);
-    else
-        return false;
-    return true;
 }
 
 bool peek_header(const char *bytes, int at, int bound, unsigned char mode, Header *header)

@@ -3,9 +3,12 @@
 #define VELMORA_HOST_INTERNAL_H
 
 #include <string.h>
+#include <deque>
 
 #include "host/velmora_host.h"
 #include "tree/DICOM_Constants.h"
+
+struct Taking;   // tree/taking_internal.h
 
 namespace velmora_host
 {
@@ -36,14 +39,20 @@ enum VR_Class : unsigned char {
     VR_LONG_UNREAD,   // the same, but the element reader takes it for a short one
 };
 struct VR_Class_Table {
-    VR_Class of[26 * 26];   // by the two letters
+    VR_Class of[32 * 32];   // by five bits of each letter
 };
 extern const VR_Class_Table vr_classes;
 
+constexpr unsigned int vr_index(unsigned int first, unsigned int second)
+{
+    return (first & 0x1F) << 5 | (second & 0x1F);
+}
+
 inline VR_Class vr_class(unsigned short vr)
 {
-    unsigned int first = static_cast<unsigned int>(vr >> 8) - 'A', second = static_cast<unsigned int>(vr & 0xFF) - 'A';
-    return first < 26 && second < 26 ? vr_classes.of[first * 26 + second] : VR_NO_LETTERS;
+    // The other three bits tell upper case from all but six characters, which have no class in the table.
+    bool is_near = (vr & 0xE0E0) == 0x4040;
+    return is_near ? vr_classes.of[vr_index(vr >> 8, vr)] : VR_NO_LETTERS;
 }
 
 struct Header {
@@ -61,6 +70,70 @@ enum : unsigned int { NO_LENGTH = 0xFFFFFFFF };
 //   mode   encoding of the place
 // Returns false when the header is not whole. A delimiter's tag at the very end counts as whole, its length as 0.
 bool peek_header(const char *bytes, int at, int bound, unsigned char mode, Header *header);
+
+// The letters stand in their order whatever the byte order of numbers.
+inline unsigned short letters_at(const char *at)
+{
+    return pack_letters(at[0], at[1]);
+}
+
+inline void set_form(Header *header, unsigned short vr, int size, unsigned int length, bool reader_agrees)
+{
+    header->vr = vr;
+    header->size = size;
+    header->length = length;
+    header->reader_agrees = reader_agrees;
+}
+
+// Most headers by far, in little endian with a VR that the element reader knows: they are told at one glance.
+//   at  with room for the longest header
+inline bool peek_usual_header(const char *at, unsigned char mode, Header *header)
+{
+    unsigned short group = get_16(MODE_IMPLICIT_LITTLE, at), element = get_16(MODE_IMPLICIT_LITTLE, at + 2);
+    if ((mode & ~SYNTAX_EXPLICIT) != 0 || group == 0x3F3F)
+        return false;
+    header->group = group;
+    header->element = element;
+    if (group == GROUP_ITEM || (mode == MODE_IMPLICIT_LITTLE && group != GROUP_FILE_META)) {
+        set_form(header, VR_NONE, 8, get_32(MODE_IMPLICIT_LITTLE, at + 4), true);
+        return true;
+    }
+    unsigned short vr = letters_at(at + 4);
+    VR_Class kind = vr_class(vr);
+    if (kind == VR_SHORT)
+        set_form(header, vr, 8, get_16(MODE_EXPLICIT_LITTLE, at + 6), true);
+    else if (kind == VR_LONG && (group != 0x0040 || element != 0x0275))
+        set_form(header, vr, 12, get_32(MODE_EXPLICIT_LITTLE, at + 8), true);
+    else
+        return false;
+    return true;
+}
+
+// Elements that the reader may have to repair, by their tag.
+inline bool is_looked_at(const Header &header)
+{
+    switch (header.group) {
+    case 0x0009:
+        return header.vr == VR_UL;
+    case 0x7FE0:
+        return header.element == 0x0010;
+    case 0xFEFF:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The same for most headers by far: little endian, whole, with a VR that the element reader knows and a length that the
+// place holds or that is undefined, and of no element that the reader looks at in particular. False: not one of them.
+// NEMA_Get_Data_Element reads the same of such a header and has nothing to say to it.
+inline bool peek_plain_header(const char *bytes, int at, int bound, unsigned char mode, Header *header)
+{
+    if (bound - at < 12 || !peek_usual_header(bytes + at, mode, header) || (header->group | header->element) == 0)
+        return false;
+    bool is_held = header->length <= static_cast<unsigned int>(bound - at - header->size) && header->length % 2 == 0;
+    return (is_held || header->length == NO_LENGTH) && !is_looked_at(*header);
+}
 
 inline bool is_item_tag(const Header &h, unsigned short element)
 {
@@ -111,64 +184,43 @@ char *make_heap_source(Source *source, int size);
 
 // ---- nodes ----------------------------------------------------------------------------
 
-// The nodes of the flat chain, in blocks that are released at once. Blocks grow, so that a small file costs little; the
-// large ones are mapped, in huge pages where the system has them.
-struct Node_Block {
-    DICOM_List *nodes;
-    size_t mapped;   // bytes of the mapping; 0: a heap block
-};
-
-struct Node_Arena {
-    std::vector<Node_Block> blocks;
-    DICOM_List *next = nullptr, *end = nullptr;   // what is free in the last block
-
-    Node_Arena() = default;
-    ~Node_Arena();
-    Node_Arena(const Node_Arena &) = delete;
-    void add_block();
-
-    DICOM_List *add()   // its fields hold nothing yet: whoever asks for a node fills them all
-    {
-        if (next == end)
-            add_block();
-        return next++;
-    }
-};
-
-// Prepares the heap for a tree of about so many bytes, if tune_heap was called.
-void expect_tree(size_t bytes);
-
-// What a node has to be when the tree is made, where it had to look different for the nesting to come out right.
+// What a node has to be in the tree, where it had to look different for the nesting to come out right. Its number,
+// counted from 1, stands in the node's stream_word until then.
 struct Restored {
-    DICOM_List *node;   // in the flat chain
-    int pos, size;
-    unsigned short group, element, vr_explicit, vr;
+    int size;
+    unsigned short vr_explicit, vr;
 };
 
-// Part of the flat chain that is formatted by itself: the data set, or a sequence beyond the ninth level.
+// Nodes that are not in a tree yet, in the order of the stream. The tree takes a node over when the one behind it is
+// known; those of a sequence beyond the ninth level, which is not opened there, wait for the end.
 struct Segment {
     DICOM_List *first = nullptr, *last = nullptr;
+    std::vector<Restored> restored;
 };
 
 struct Flat_Chain {
-    Node_Arena nodes;
-    size_t tree_bytes = 0;           // of the heap that the tree will take, about
-    std::vector<Segment> segments;   // the first is the data set
-    std::vector<Restored> restored;
+    Taking *taking = nullptr;         // makes the tree of the data set
+    std::vector<Taking *> aside;      // make trees of other segments, which are released
+    std::deque<Segment> segments;     // the first is the data set
+    DICOM_List *loose = nullptr;      // a node that was made and is in no segment yet
+    const DICOM_List *settled = nullptr;   // the node that goes into the tree now
     DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them
     std::vector<DICOM_List *> listed;      // node of each entry of the listing
-    std::vector<DICOM_List *> described;   // nodes with a description of their own
     bool may_have_twins = false;           // somewhere a tag is not greater than the one in front of it
+
+    Flat_Chain() = default;
+    ~Flat_Chain();
+    Flat_Chain(const Flat_Chain &) = delete;
 };
 
-// While DICOM_Attribute_Format works on the chain that begins here.
-void begin_formatting(const Data_Set *set, const DICOM_List *first);
-void end_formatting();
+// Puts the nodes of a segment in front of one of them (null: all) into a tree. Throws bad_alloc: those that are not in
+// the tree stay in the segment.
+void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DICOM_List *end);
 
-// The element that a report made in that time is about. False: not in that time, or it is not known.
-bool place_of_formatting(const char *report, Place *place);
+// Gives the entries of the listing their VRs, those of all segments.
+void settle_vrs(Data_Set *set, Flat_Chain *chain);
 
-// Reads the elements from an offset on into the chain, and fills the listing if it is wanted.
+// Reads the elements from an offset on into the tree that is taken there, and fills the listing if it is wanted.
 //   as_sequence  not null: the bytes are the value of this sequence, and its node comes first
 void read_elements(Data_Set *set, int at, const Load_Options &options, const Opaque *as_sequence, Flat_Chain *chain);
 

@@ -1,5 +1,6 @@
 // From the bytes of a source to a formatted tree: the head, the encoding, the flat chain, the tree.
 #include "host/host_internal.h"
+#include "tree/taking_internal.h"
 
 #include <stdlib.h>
 #include <algorithm>
@@ -124,15 +125,17 @@ static int scan_head(Data_Set *set, int at)
 static unsigned char settle_mode(Data_Set *set, unsigned char named, bool is_named)
 {
     const Source &source = set->source;
+    bool is_whole = false, is_guess_whole = false;
+    int count = is_named ? count_plausible(source.bytes, set->start, source.size, named, &is_whole) : 0;
+    if (is_whole)
+        return named;
     unsigned char guess = guess_mode(source.bytes, set->start, source.size);
     if (!is_named)
         return guess != MODE_UNKNOWN ? guess : named;
     if (guess == MODE_UNKNOWN || guess == (named & 0x0F))
         return named;
-    bool is_whole = false, is_guess_whole = false;
-    int count = count_plausible(source.bytes, set->start, source.size, named, &is_whole);
     int guessed = count_plausible(source.bytes, set->start, source.size, guess, &is_guess_whole);
-    if (is_whole || guessed <= count || (guessed == count + 1 && !is_guess_whole))
+    if (guessed <= count || (guessed == count + 1 && !is_guess_whole))
         return named;
     warn(set, std::string("the head names ") + mode_name(named) + " (" + set->transfer_syntax +
                   "), but the data set at offset " + std::to_string(set->start - set->stream_base) + " is " +
@@ -193,49 +196,6 @@ static void complement_item_tags(Flat_Chain *chain)
     }
 }
 
-static void free_descriptions(Flat_Chain *chain)
-{
-    for (DICOM_List *node : chain->described)
-        DICOM_Lib_Free(&node->description);
-    for (DICOM_List &tag : chain->item_tags)
-        DICOM_Lib_Free(&tag.description);
-}
-
-static bool comes_first(const Restored &a, const Restored &b)
-{
-    return a.pos < b.pos;
-}
-
-static const Restored *find_restored(const std::vector<Restored> &sorted, const DICOM_List *node)
-{
-    Restored wanted = {};
-    wanted.pos = node->pos;
-    auto at = std::lower_bound(sorted.begin(), sorted.end(), wanted, comes_first);
-    for (; at != sorted.end() && at->pos == node->pos; ++at)
-        if (at->group == node->group && at->element == node->element)
-            return &*at;
-    return nullptr;
-}
-
-static void restore_node(DICOM_List *node, const Restored &was)
-{
-    node->vr_explicit = was.vr_explicit;
-    node->vr = was.vr;
-    node->size = was.size;
-}
-
-// At most nine levels deep, as the tree is.
-static void restore_tree(DICOM_List *list, const std::vector<Restored> &sorted)
-{
-    for (DICOM_List *node = list; node != nullptr; node = node->next) {
-        const Restored *was = find_restored(sorted, node);
-        if (was != nullptr)
-            restore_node(node, *was);
-        for (int i = 0; i < node->nb_item && node->item[i] != nullptr; i++)
-            restore_tree(node->item[i], sorted);
-    }
-}
-
 // An attribute that got items of another one of its tag.
 struct Twins {
     DICOM_List *first;    // which has them
@@ -282,43 +242,21 @@ static void free_tree(DICOM_List **tree)
     *tree = nullptr;
 }
 
-// The VR that counts, as the tree has it: a guess is stored there as UN.
-static unsigned short listed_vr(const DICOM_List *node)
+static Load_Result load_chain(Data_Set *set, int first, const Load_Options &options, const Opaque *as_sequence,
+                              Flat_Chain *chain, std::string *error)
 {
-    if (node->vr_explicit != VR_NONE)
-        return node->vr_explicit;
-    return (node->flag & FLAG_GUESSED_VR) ? static_cast<unsigned short>(VR_UN) : node->vr;
-}
-
-// Nests the data set, and each sequence beyond the ninth level for the sake of its VRs.
-static bool make_tree(Data_Set *set, const Load_Options &options, Flat_Chain *chain)
-{
-    expect_tree(chain->tree_bytes);
-    size_t segments = options.want_listing ? chain->segments.size() : 1;
-    for (size_t i = 0; i < segments; i++) {
-        if (chain->segments[i].first == nullptr)
-            continue;
-        begin_formatting(set, chain->segments[i].first);
-        DICOM_List *tree = DICOM_Attribute_Format(nullptr, chain->segments[i].first);
-        end_formatting();
-        if (i == 0)
-            set->tree = tree;
-        else
-            free_tree(&tree);
+    chain->taking = taking_begin(nullptr);
+    if (chain->taking == nullptr)
+        throw std::bad_alloc();
+    complement_item_tags(chain);
+    read_elements(set, first, options, as_sequence, chain);
+    if (set->elements == 0) {
+        *error = "has no element that can be read";
+        return NOT_A_DATA_SET;
     }
-    std::stable_sort(chain->restored.begin(), chain->restored.end(), comes_first);
-    for (const Restored &was : chain->restored)
-        restore_node(was.node, was);
-    if (!chain->restored.empty())
-        restore_tree(set->tree, chain->restored);
     if (chain->may_have_twins)
-        part_twins(set->tree);
-    for (size_t i = 0; i < set->listing.size(); i++)
-        set->listing[i].vr = listed_vr(chain->listed[i]);
-    bool made = set->tree != nullptr;
-    if (!options.want_tree)
-        free_tree(&set->tree);
-    return made;
+        part_twins(taking_tree(chain->taking));
+    return LOADED;
 }
 
 static Load_Result load_source(Data_Set *set, unsigned char mode, const Load_Options &options,
@@ -337,23 +275,17 @@ static Load_Result load_source(Data_Set *set, unsigned char mode, const Load_Opt
         return NOT_A_DATA_SET;
     }
 
+    Load_Result result = UNREADABLE;
     Flat_Chain chain;
-    complement_item_tags(&chain);
-    Load_Result result = LOADED;
     try {
-        read_elements(set, first, options, as_sequence, &chain);
-        if (set->elements == 0) {
-            *error = "has no element that can be read";
-            result = NOT_A_DATA_SET;
-        } else if (!make_tree(set, options, &chain)) {
-            *error = "not enough memory for its tree";
-            result = UNREADABLE;
-        }
+        result = load_chain(set, first, options, as_sequence, &chain, error);
     } catch (const std::bad_alloc &) {
         *error = "not enough memory to load it";
-        result = UNREADABLE;
     }
-    free_descriptions(&chain);
+    if (chain.taking != nullptr)
+        set->tree = taking_tree(chain.taking);
+    if (!options.want_tree)
+        free_tree(&set->tree);
     int64_t missing = missing_from(set->source);
     if (missing >= 0)
         warn(set, "the file became shorter while it was read; from offset " + std::to_string(missing) +

@@ -1,61 +1,33 @@
-// The levels that are open while a stream is read: a plain stack, as deep as the stream wants it. The tree is made from
-// the flat chain by DICOM_Attribute_Format, which nests by the same delimiters and lengths; where the chain alone would
-// lead it elsewhere, a node is made to look different for that time and restored afterwards (Flat_Chain::restored).
+// The levels that are open while a stream is read: a plain stack, as deep as the stream wants it. The library makes the
+// tree from the nodes as DICOM_Attribute_Format does, and nests by the same delimiters and lengths; where the nodes alone
+// would lead it elsewhere, one is made to look different for that time and restored afterwards (Segment::restored).
 #include "host/reading.h"
 
 #include <algorithm>
+#include <new>
 
 namespace velmora_host
 {
 
 // ---- nodes ----------------------------------------------------------------------------
 
-// What the library says of an item tag is the same for all of them. The text stays the chain's: Format copies it.
-static void describe_item_tag(Reading *r, DICOM_List *node)
+// What the library says of an item tag is the same for all of them.
+void describe_item_tag(Reading *r, DICOM_List *node)
 {
     for (const DICOM_List &described : r->chain->item_tags) {
         if (described.element == node->element) {
             node->db = described.db;
             node->vr = described.vr;
-            node->description = described.description;
+            if (described.description != nullptr)
+                node->description = copy_bytes(r, described.description, strlen(described.description) + 1);
         }
     }
 }
 
-DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
-                      unsigned short vr, int size)
+void drop_node(Reading *r)
 {
-    DICOM_List *node = r->chain->nodes.add();
-    r->chain->tree_bytes += sizeof *node + 16;   // malloc keeps 16 bytes with it
-    // Field by field: to clear the whole node first would take as long as all else that is done here.
-    node->depth = 0;
-    node->vr = node->type = 0;
-    node->vm = node->stream_word = node->nb_item = 0;
-    node->data = node->description = nullptr;
-    node->db = nullptr;
-    node->item = nullptr;
-    node->next = node->last = nullptr;
-    node->syntax = static_cast<unsigned char>(mode_of(r, pos, group) & 0x0F);
-    node->flag = ORIGIN_DICOM;
-    node->group = group;
-    node->element = element;
-    node->vr_explicit = vr;
-    node->pos = pos;
-    node->data_pos = data_pos;
-    node->size = size;
-    if (group == GROUP_ITEM)
-        describe_item_tag(r, node);
-    return node;
-}
-
-void link(Reading *r, DICOM_List *node)
-{
-    Segment &segment = r->chain->segments[static_cast<size_t>(r->top().segment)];
-    if (segment.last == nullptr)
-        segment.first = node;
-    else
-        segment.last->next = node;
-    segment.last = node;
+    DICOM_Attribute_Free(nullptr, r->chain->loose);
+    r->chain->loose = nullptr;
 }
 
 // As many more as the rest of the source will have if it goes on like this, so that a long listing is not moved often.
@@ -91,13 +63,13 @@ void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_n
 }
 
 // Notes how a node really is, once, before it is made to look different.
-static void remember(Reading *r, DICOM_List *node, int *restored)
+static void remember(Reading *r, DICOM_List *node)
 {
-    if (*restored >= 0)
+    if (node->stream_word != 0)
         return;
-    *restored = static_cast<int>(r->chain->restored.size());
-    r->chain->restored.push_back(
-        {node, node->pos, node->size, node->group, node->element, node->vr_explicit, node->vr});
+    Segment *segment = r->top().segment;
+    segment->restored.push_back({node->size, node->vr_explicit, node->vr});
+    node->stream_word = static_cast<unsigned int>(segment->restored.size());
 }
 
 // The VR by which the tree is nested. The library drops the VRs that it does not keep, and goes by the definition then.
@@ -112,24 +84,25 @@ static unsigned short nesting_vr(const DICOM_List *node)
 
 // Keeps the library from taking the element in front of an item tag for the sequence that the tag belongs to: one of
 // undefined length that nothing follows; and one without a VR of its own or by definition, in front of an item.
-static void keep_apart(Reading *r, const DICOM_List *tag)
+static void keep_apart(Reading *r, int pos, unsigned short element)
 {
-    DICOM_List *before = r->chain->segments[static_cast<size_t>(r->top().segment)].last;
+    DICOM_List *before = r->top().segment->last;
     if (before == nullptr || before->group == GROUP_ITEM)
         return;
     if (before == r->unopened) {
-        int restored = -1;
-        remember(r, before, &restored);
+        remember(r, before);
         before->size = 0;
-    } else if (tag->element == ELEMENT_ITEM && before->size != UNDEFINED_LENGTH && nesting_vr(before) == VR_NONE) {
-        link(r, make_node(r, tag->pos, tag->pos, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
+    } else if (element == ELEMENT_ITEM && before->size != UNDEFINED_LENGTH && nesting_vr(before) == VR_NONE) {
+        link(r, make_node(r, pos, pos, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
     }
 }
 
-void link_item_tag(Reading *r, DICOM_List *tag)
+DICOM_List *add_item_tag(Reading *r, int pos, int data_pos, unsigned short element, int size)
 {
-    keep_apart(r, tag);
+    keep_apart(r, pos, element);
+    DICOM_List *tag = make_node(r, pos, data_pos, GROUP_ITEM, element, VR_NONE, size);
     link(r, tag);
+    return tag;
 }
 
 // ---- opening --------------------------------------------------------------------------
@@ -138,11 +111,12 @@ void open_top(Reading *r)
 {
     Level top = {};
     top.bound = r->size;
-    top.listed = top.restored = -1;
+    top.listed = -1;
     top.kind = LEVEL_TOP;
     top.mode = r->set->mode;
     r->levels.push_back(top);
-    r->chain->segments.emplace_back();
+    r->data_set = &r->chain->segments.emplace_back();
+    r->levels.back().segment = r->data_set;
 }
 
 // The end of a level by its length: as told, but not beyond what is around it. Reaching beyond the source is told once,
@@ -163,13 +137,12 @@ static int bound_by_length(Reading *r, const char *what, int length)
 // A tenth level: its node holds all of it as one value, and what is in it gets a chain of its own.
 static void make_opaque(Reading *r, Level *level)
 {
-    remember(r, level->node, &level->restored);
+    remember(r, level->node);
     level->node->vr_explicit = VR_UN;
     level->node->size = 0;
     level->is_opaque = true;
     level->tree_depth = 0;
-    level->segment = static_cast<int>(r->chain->segments.size());
-    r->chain->segments.emplace_back();
+    level->segment = &r->chain->segments.emplace_back();
 }
 
 void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, unsigned char mode, bool starts_with_item)
@@ -181,7 +154,6 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
     level.bound = level.is_defined ? bound_by_length(r, "sequence", length) : r->top().bound;
     level.listed = r->want_listing ? static_cast<int>(r->set->listing.size()) - 1 : -1;
     level.segment = r->top().segment;
-    level.restored = -1;
     level.creators = static_cast<int>(r->creators.size());
     level.told = r->told;
     level.kind = kind;
@@ -195,7 +167,7 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
     } else if (level.is_defined) {
         node->size = level.bound - level.start;
     } else if (vr != VR_SQ && !(opens_with_item && starts_with_item)) {
-        remember(r, node, &level.restored);
+        remember(r, node);
         node->vr_explicit = VR_SQ;
     }
     r->levels.push_back(level);
@@ -210,7 +182,6 @@ void open_item(Reading *r, DICOM_List *node, int length)
     level.bound = level.is_defined ? bound_by_length(r, "item", length) : r->top().bound;
     level.listed = r->want_listing ? static_cast<int>(r->set->listing.size()) - 1 : -1;
     level.segment = r->top().segment;
-    level.restored = -1;
     level.creators = static_cast<int>(r->creators.size());
     if (level.is_defined)
         node->size = level.bound - level.start;
@@ -226,10 +197,9 @@ static void finish_opaque(Reading *r, const Level &level, int end)
 {
     DICOM_List *node = level.node;
     node->size = end - level.start;
-    if (node->size > 0 && node->size < SMALLEST_UNREAD_VALUE)
-        node->data = const_cast<char *>(r->bytes + level.start);
-    r->chain->restored[static_cast<size_t>(level.restored)].size = node->size;
-    if (r->top().segment != 0)
+    attach_value(r, node, level.start);
+    r->top().segment->restored[node->stream_word - 1].size = node->size;
+    if (r->top().segment != r->data_set)
         return;
     bool is_faulty = r->told > level.told, is_value = level.items == 0 && node->size > 0;   // of bytes that are no items
     if (!is_value)
@@ -240,11 +210,20 @@ static void finish_opaque(Reading *r, const Level &level, int end)
     report_remark(r, "this sequence lies below the ninth level; it is kept as one value of %d bytes", node->size);
 }
 
-// An unsorted item makes the library end a sequence of undefined length early, so that it gets its true length for that
-// time, and no delimiter.
+// An unsorted item makes the library end a sequence of undefined length early, unless it knows its end: the nodes from
+// there on wait for that. A sequence that waits itself gets its true length for that time. Neither gets a delimiter.
+void note_disorder(Reading *r)
+{
+    size_t at = r->levels.size() - 2;
+    Level &sequence = r->levels[at];
+    sequence.is_unsorted = true;
+    if (r->held == 0 && !sequence.is_defined && sequence.segment == r->data_set)
+        r->held = at;
+}
+
 static void give_true_length(Reading *r, Level *level)
 {
-    remember(r, level->node, &level->restored);
+    remember(r, level->node);
     level->node->vr_explicit = VR_SQ;
     level->node->size = r->at - level->start;
 }
@@ -257,7 +236,7 @@ static void link_delimiter(Reading *r, const Level &level, Closing how)
         return;
     int data_pos = how == BY_DELIMITER ? r->behind : r->at;
     r->levels.push_back(level);
-    link_item_tag(r, make_node(r, r->at, data_pos, GROUP_ITEM, ELEMENT_SEQUENCE_END, VR_NONE, 0));
+    add_item_tag(r, r->at, data_pos, ELEMENT_SEQUENCE_END, 0);
     r->levels.pop_back();
 }
 
@@ -272,6 +251,12 @@ void close_level(Reading *r, Closing how)
     }
     if (level.is_defined && how == BY_LENGTH)
         r->length_ended_at = level.bound;
+    if (r->held == r->levels.size() && r->held > 0) {
+        r->held = 0;
+        if (how == BY_DELIMITER)
+            taking_set_end(r->chain->taking, level.tree_depth, r->at);
+        return;
+    }
     if (level.is_opaque)
         finish_opaque(r, level, level.is_defined ? level.bound : r->at);
     else if (!level.is_defined && how == BY_DELIMITER && level.is_unsorted)

@@ -8,16 +8,9 @@
 namespace velmora_host
 {
 
-// ---- values ---------------------------------------------------------------------------
+static const int LAST_WITHOUT_TRACES = 10;   // level of reports
 
-// A small value stays where it is: Format copies it into the tree. A large one is not read.
-static void attach_value(Reading *r, DICOM_List *node)
-{
-    if (node->size <= 0 || node->size >= SMALLEST_UNREAD_VALUE)
-        return;
-    node->data = const_cast<char *>(r->bytes + node->data_pos);
-    r->chain->tree_bytes += static_cast<size_t>(node->size) + 24;
-}
+// ---- values ---------------------------------------------------------------------------
 
 // Private elements get their meaning from the creator in their own item, which only the loop knows.
 static void complement_private(Reading *r, DICOM_List *node)
@@ -41,15 +34,17 @@ static void complement_private(Reading *r, DICOM_List *node)
 // counts as the VR by definition where there is no other.
 static void complement(Reading *r, DICOM_List *node)
 {
-    DICOM_Attribute_Complement(nullptr, &r->root, node);
-    if ((node->group & 1) != 0) {
-        if (node->element >= 0x10 && node->element <= 0xFF)
-            r->creators.push_back({node->group, static_cast<unsigned char>(node->element), node});
-        else if (node->element >= 0x1000)
-            complement_private(r, node);
+    // For most, DICOM_Attribute_Complement would do no more than this.
+    bool is_creator = (node->group & 1) != 0 && node->element <= 0xFF;
+    if (r->want_traces || is_creator || node->element == 0 || node->group == 0x7FE0) {
+        DICOM_Attribute_Complement(nullptr, &r->root, node);
+    } else {
+        node->db = NEMA_db_Locate(node->group, node->element);
+        if (node->db != nullptr)
+            node->vr = node->db->vr[0];
     }
-    if (node->description != nullptr)
-        r->chain->described.push_back(node);
+    if ((node->group & 1) != 0 && node->element >= 0x1000)
+        complement_private(r, node);
     if (node->vr == VR_NONE && node->vr_explicit != VR_NONE && vr_class(node->vr_explicit) >= VR_SHORT) {
         node->vr = node->vr_explicit;
         if (node->vr == VR_UC || node->vr == VR_UR)
@@ -62,7 +57,7 @@ static void note_order(Reading *r, const DICOM_List *node)
     Level &top = r->top();
     unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
     if (tag < top.last_tag && top.kind == LEVEL_ITEM)
-        r->levels[r->levels.size() - 2].is_unsorted = true;
+        note_disorder(r);
     r->chain->may_have_twins |= tag <= top.last_tag;
     top.last_tag = tag;
 }
@@ -78,7 +73,10 @@ static DICOM_List *make_element(Reading *r, const Header &h, int size)
 static void add_element(Reading *r, DICOM_List *node, unsigned int length)
 {
     link(r, node);
-    list(r, node, static_cast<int>(length), LISTED_ELEMENT, 0);
+    if ((node->group & 1) != 0 && node->element >= 0x10 && node->element <= 0xFF)
+        r->creators.push_back({node->group, static_cast<unsigned char>(node->element), node});
+    if (r->want_listing)
+        list(r, node, static_cast<int>(length), LISTED_ELEMENT, 0);
     note_order(r, node);
     r->set->elements++;
 }
@@ -218,12 +216,13 @@ static void take_cut_value(Reading *r, const Header &h, DICOM_List *node)
     int bound = r->top().bound;
     char fault[160];
     if (!is_credible) {
+        drop_node(r);
         snprintf(fault, sizeof fault, "no element can be read here: %u bytes of value would reach beyond the end of %s",
                  h.length, name_of_place(r));
         return skip_damage(r, r->at, fault);
     }
     node->size = bound - r->behind;
-    attach_value(r, node);
+    attach_value(r, node, r->behind);
     add_element(r, node, h.length);
     snprintf(fault, sizeof fault,
              "the value of %u bytes reaches beyond the end of %s; the %d bytes that are there are kept", h.length,
@@ -250,7 +249,7 @@ static void take_element(Reading *r, const Header &h)
     }
     if (!is_held)
         return take_cut_value(r, h, node);
-    attach_value(r, node);
+    attach_value(r, node, r->behind);
     add_element(r, node, h.length);
     r->at = r->behind + length;
 }
@@ -273,7 +272,7 @@ static void take_fragment(Reading *r, const Header &h)
     bool is_held = h.length <= static_cast<unsigned int>(left);
     DICOM_List *node =
         make_node(r, r->at, r->behind, h.group, h.element, VR_NONE, is_held ? static_cast<int>(h.length) : left);
-    attach_value(r, node);
+    attach_value(r, node, r->behind);
     link(r, node);
     list(r, node, static_cast<int>(h.length), LISTED_FRAGMENT, ++r->top().items);
     r->set->elements++;
@@ -307,8 +306,7 @@ static void take_item(Reading *r, const Header &h)
     int length = static_cast<int>(h.length);
     if (length < UNDEFINED_LENGTH)
         length = INT32_MAX;
-    DICOM_List *node = make_node(r, r->at, r->behind, h.group, h.element, VR_NONE, length);
-    link_item_tag(r, node);
+    DICOM_List *node = add_item_tag(r, r->at, r->behind, ELEMENT_ITEM, length);
     list(r, node, static_cast<int>(h.length), LISTED_ITEM, ++r->top().items);
     r->set->elements++;
     r->at = r->behind;
@@ -332,7 +330,7 @@ static void take_item_end(Reading *r)
     }
     if (r->top().kind != LEVEL_ITEM || r->top().is_defined)
         return leave_out_delimiter(r);
-    link_item_tag(r, make_node(r, r->at, r->behind, GROUP_ITEM, ELEMENT_ITEM_END, VR_NONE, 0));
+    add_item_tag(r, r->at, r->behind, ELEMENT_ITEM_END, 0);
     r->set->elements++;
     close_level(r, BY_DELIMITER);
     r->at = r->behind;
@@ -431,25 +429,35 @@ static bool is_padding(Reading *r)
     return r->zeros_end >= r->size;
 }
 
-static void take_next(Reading *r)
+// Looks at a header that is not plain. Returns false when there is no element to take.
+static bool look_at_header(Reading *r, Header *h)
 {
-    Header h = {};
+    *h = {};
     r->group = r->element = 0;
-    bool is_whole = peek_header(r->bytes, r->at, r->top().bound, r->top().mode, &h);
-    if ((!is_whole || (h.group | h.element) == 0) && r->levels.size() == 1 && is_padding(r)) {
+    bool is_whole = peek_header(r->bytes, r->at, r->top().bound, r->top().mode, h);
+    if ((!is_whole || (h->group | h->element) == 0) && r->levels.size() == 1 && is_padding(r)) {
         report_remark(r, "the last %d bytes are zero, and no elements", r->size - r->at);
         r->at = r->size;
-        return;
+        return false;
     }
-    r->group = h.group;
-    r->element = h.element;
+    r->group = h->group;
+    r->element = h->element;
     if (!is_whole) {
         char fault[80];
         snprintf(fault, sizeof fault, "%d bytes that hold no whole element header", r->top().bound - r->at);
-        return skip_damage(r, r->at, fault);
+        skip_damage(r, r->at, fault);
+        return false;
     }
-    r->behind = r->at + h.size;
-    if (!read_header(r, &h))
+    r->behind = r->at + h->size;
+    return read_header(r, h);
+}
+
+static void take_next(Reading *r)
+{
+    Header h;
+    if (!r->want_traces && peek_plain_header(r->bytes, r->at, r->top().bound, r->top().mode, &h))
+        r->behind = r->at + h.size;
+    else if (!look_at_header(r, &h))
         return;
     r->group = h.group;
     r->element = h.element;
@@ -489,6 +497,7 @@ void read_elements(Data_Set *set, int at, const Load_Options &options, const Opa
     r.size = set->source.size;
     r.at = at;
     r.want_listing = options.want_listing;
+    r.want_traces = Error_Get_Threshold() > LAST_WITHOUT_TRACES;
     r.length_ended_at = -1;
     Reading_Now now(&r);
     open_top(&r);
@@ -497,11 +506,15 @@ void read_elements(Data_Set *set, int at, const Load_Options &options, const Opa
     for (;;) {
         if (r.at >= r.size)
             report_end(&r);
-        close_ended_levels(&r);
+        if (r.at >= r.top().bound)
+            close_ended_levels(&r);
         if (r.at >= r.size)
             break;
         take_next(&r);
     }
+    settle_nodes(chain, &chain->segments[0], chain->taking, nullptr);
+    if (r.want_listing)
+        settle_vrs(set, chain);
 }
 
 }   // namespace velmora_host

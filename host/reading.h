@@ -3,7 +3,10 @@
 #ifndef VELMORA_HOST_READING_H
 #define VELMORA_HOST_READING_H
 
+#include <new>
+
 #include "host/host_internal.h"
+#include "tree/taking_internal.h"
 
 namespace velmora_host
 {
@@ -21,8 +24,7 @@ struct Level {
     int bound;               // nothing of it stands from here on: its end, or that of what is around it
     int items;               // started so far
     int listed;              // place in the listing; -1: at the top, or nothing is listed
-    int segment;             // chain that its nodes go to
-    int restored;            // its entry in Flat_Chain::restored, or -1
+    Segment *segment;        // chain that its nodes go to
     int creators;            // those of its private blocks begin here
     int told;                // Reading::told when it was opened
     unsigned int last_tag;   // of an item: to see whether the tags ascend
@@ -44,17 +46,20 @@ struct Creator {
 struct Reading {
     Data_Set *set;
     Flat_Chain *chain;
+    Segment *data_set;   // the first segment
     const char *bytes;
     int size;
     int at;       // the next element, or the one that is being read
     int behind;   // what comes behind the header that is being read
     bool want_listing;
+    bool want_traces;                // of what the library does with each element
     bool is_cut;                     // a length reaches beyond the source
     bool is_cut_told;                // and that was reported
     unsigned short group, element;   // of the element that is being read
     int zeros_end;                   // end of the run of zero bytes that was looked at last
     int kept_from;                   // the pages of fragments in front of this were let go
     int told;                        // reports so far
+    size_t held;                     // nodes wait for the end of this level before they go into the tree; 0: none
     int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
     const DICOM_List *unopened;      // the last element of undefined length that no item follows
     std::vector<Level> levels;
@@ -80,6 +85,75 @@ inline unsigned char mode_of(const Reading *r, int pos, unsigned short group)
     return is_head ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE) : r->top().mode;
 }
 
+// ---- nodes ----------------------------------------------------------------------------
+
+// In line, as they are called for each element. What needs memory throws bad_alloc.
+inline char *copy_bytes(Reading *r, const char *bytes, size_t size)
+{
+    char *copy = taking_value(r->chain->taking, bytes, size);
+    if (copy == nullptr)
+        throw std::bad_alloc();
+    return copy;
+}
+
+// What the library says of item tags.
+void describe_item_tag(Reading *r, DICOM_List *node);
+
+// Makes the node of an element, item or delimiter. link puts it at the end of its chain, drop_node takes it back instead.
+inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
+                      unsigned short vr, int size)
+{
+    DICOM_List *node = taking_node(r->chain->taking);
+    if (node == nullptr)
+        throw std::bad_alloc();
+    r->chain->loose = node;
+    // Field by field: to clear the whole node first would take as long as all else that is done here.
+    node->depth = 0;
+    node->vr = node->type = 0;
+    node->vm = node->stream_word = node->nb_item = 0;
+    node->data = node->description = nullptr;
+    node->db = nullptr;
+    node->item = nullptr;
+    node->next = node->last = nullptr;
+    node->syntax = static_cast<unsigned char>(mode_of(r, pos, group) & 0x0F);
+    node->flag = ORIGIN_DICOM;
+    node->group = group;
+    node->element = element;
+    node->vr_explicit = vr;
+    node->pos = pos;
+    node->data_pos = data_pos;
+    node->size = size;
+    if (group == GROUP_ITEM)
+        describe_item_tag(r, node);
+    return node;
+}
+
+inline void link(Reading *r, DICOM_List *node)
+{
+    Segment *segment = r->top().segment;
+    if (segment->first == nullptr)
+        segment->first = node;
+    else
+        segment->last->next = node;
+    segment->last = node;
+    r->chain->loose = nullptr;
+    if (segment != r->data_set || r->held != 0)
+        return;
+    if (segment->first != node)
+        settle_nodes(r->chain, segment, r->chain->taking, node);
+    if (taking_add_usual(r->chain->taking, node))
+        segment->first = nullptr;
+}
+
+void drop_node(Reading *r);
+
+// Copies a value from the source, unless it is so large that it stays there.
+inline void attach_value(Reading *r, DICOM_List *node, int pos)
+{
+    if (node->size > 0 && node->size < SMALLEST_UNREAD_VALUE)
+        node->data = copy_bytes(r, r->bytes + pos, static_cast<size_t>(node->size));
+}
+
 // ---- nesting.cpp ----------------------------------------------------------------------
 
 enum Closing { BY_LENGTH, BY_DELIMITER, BY_FAULT };
@@ -98,14 +172,14 @@ void close_level(Reading *r, Closing how);
 // Closes what ends at the place of reading by its length, and what was open in there.
 void close_ended_levels(Reading *r);
 
-// make_node makes the node of an element, item or delimiter; link puts it at the end of its chain; list puts it into
-// the listing, if there is one. open_sequence and open_item expect the last that was listed to be theirs.
-DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
-                      unsigned short vr, int size);
-void link(Reading *r, DICOM_List *node);
-void link_item_tag(Reading *r, DICOM_List *tag);   // the same for an item or delimiter
+// open_sequence and open_item expect the last that was listed to be theirs.
 void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_number);
 
+// Makes and links an item or delimiter.
+DICOM_List *add_item_tag(Reading *r, int pos, int data_pos, unsigned short element, int size);
+
+// Says that the tags of the item that is being read do not ascend.
+void note_disorder(Reading *r);
 
 // ---- damage.cpp -----------------------------------------------------------------------
 

@@ -6,7 +6,7 @@
 
 #include "tests/support/outline.h"
 #include "tests/support/reports.h"
-#include "tree/open_chains_internal.h"
+#include "tree/taking_internal.h"
 
 static void plain_begin_tree(HWND window, Open_Chains *open)
 {
@@ -33,15 +33,28 @@ static void plain_start_item(HWND window, Open_Chains *open)
     DICOM_Attribute_Item_Start(window, &open->root, 15);
 }
 
+static bool plain_take_open(HWND, Open_Chains *, DICOM_List *, Node_Place *)
+{
+    return false;
+}
+
 #define DICOM_Attribute_Format plain_format
 #define begin_tree plain_begin_tree
 #define end_tree plain_end_tree
 #define insert_open plain_insert_open
 #define start_sequence plain_start_sequence
 #define start_item plain_start_item
+#define take_open plain_take_open
+#define taking_begin plain_taking_begin
+#define taking_add plain_taking_add
+#define taking_set_end plain_taking_set_end
+#define taking_end plain_taking_end
 static DICOM_List *plain_format(HWND window, DICOM_List *list);
 #include "tree/format.cpp"
 #undef DICOM_Attribute_Format
+#undef taking_begin
+#undef taking_add
+#undef taking_end
 
 // What a chain is made of, each as often of ten as it says.
 struct Kind {
@@ -135,4 +148,55 @@ TEST(FormatPlaces, SurviveEachRefusedAllocation)
             EXPECT_EQ(Refuse::happened(), said.failures() != "");
         });
     }
+}
+
+static bool has_items(const DICOM_List *list)
+{
+    while (list != nullptr && list->item == nullptr)
+        list = list->next;
+    return list != nullptr;
+}
+
+// The chain's nodes go into the tree themselves, without traces mostly by the short way. Null when one found no way.
+static DICOM_List *take_all(DICOM_List *list)
+{
+    Taking *taking = taking_begin(nullptr);
+    bool is_whole = true;
+    for (DICOM_List *node = list, *next; node != nullptr && is_whole; node = next) {
+        next = node->next;
+        is_whole = taking_add_usual(taking, node) || taking_add(nullptr, taking, node, next);
+        if (!is_whole)
+            free_tree(node);
+    }
+    DICOM_List *head = taking_tree(taking);
+    taking_end(taking);
+    if (is_whole)
+        return head;
+    free_tree(head);
+    return nullptr;
+}
+
+TEST(Taking, MakesTheTreeAndTheReportsOfFormat)
+{
+    int compared = 0;
+    for (unsigned int seed = 0; seed < 4000; seed++) {
+        SCOPED_TRACE(seed);
+        Tree flat = random_flat_chain(seed), same = random_flat_chain(seed);
+        if (has_items(flat.head))
+            continue;
+        Reports reports(seed % 2 == 0 ? 10 : 15);
+        Tree taken(take_all(flat.head));
+        flat.head = nullptr;
+        std::vector<Report> said = reports.all;
+        reports.all.clear();
+        if (taken.head == nullptr)
+            continue;
+        Tree made(DICOM_Attribute_Format(nullptr, same.head));
+        if (seed % 2 != 0)
+            reports.all.erase(reports.all.begin());   // the entry of the call itself
+        ASSERT_EQ(full_outline(taken.head), full_outline(made.head));
+        ASSERT_EQ(said, reports.all);
+        compared++;
+    }
+    EXPECT_GT(compared, 1000);
 }

@@ -82,7 +82,7 @@ bool allocate_value(Value_Block *block, size_t count)
 
 char *drop_value(Value_Block *block)
 {
-    free(block->data);
+    frame_free(block->data);
     block->data = nullptr;
     block->room = 0;
     *block->size = 0;
@@ -132,7 +132,7 @@ DICOM_List *DICOM_Attribute_Add(HWND window, DICOM_Root *root, DICOM_List **list
         return *list;
 
     // A node without value may still hold an empty block, or have come from elsewhere without a flag.
-    free(tag->data);
+    frame_free(tag->data);
     tag->data = nullptr;
     tag->size = 0;
     tag->syntax = SYNTAX_EXPLICIT;

@@ -39,23 +39,6 @@ static_assert(sizeof(void *) != 8 || sizeof(DICOM_Root) == 104, "DICOM_Root has 
 
 /* ---- chains and items --------------------------------------------------------------- */
 
-static DICOM_List *tail_of(DICOM_List *head)
-{
-    DICOM_List *tail = head->last != nullptr ? head->last : head;
-    while (tail->next != nullptr)
-        tail = tail->next;
-    return tail;
-}
-
-static void link_at_end(DICOM_List **chain, DICOM_List *node)
-{
-    if (*chain == nullptr)
-        *chain = node;
-    else
-        tail_of(*chain)->next = node;
-    (*chain)->last = node;
-}
-
 DICOM_List *first_with_tag(DICOM_List *head, unsigned short group, unsigned short element)
 {
     while (head != nullptr && !is_tag(head, group, element))

@@ -86,7 +86,7 @@ static int replace_value(HWND window, DICOM_List *target, const DICOM_List *sour
             return 0;
         memcpy(data, source->data, static_cast<size_t>(source->size));
     }
-    free(target->data);
+    frame_free(target->data);
     target->data = data;
     target->size = source->size;
     return 1;
@@ -128,15 +128,9 @@ static int copy_description(HWND window, DICOM_List *target, const DICOM_List *s
         if (description == nullptr)
             return 0;
     }
-    free(target->description);
+    frame_free(target->description);
     target->description = description;
     return 1;
-}
-
-// A guess is good enough to show a value, but not to pass it on as a fact.
-static unsigned short vr_to_copy(const DICOM_List *source)
-{
-    return (source->flag & FLAG_GUESSED_VR) != 0 ? static_cast<unsigned short>(VR_UN) : source->vr;
 }
 
 static int copy_fields(HWND window, const DICOM_Root *root, DICOM_List *target, const DICOM_List *source)

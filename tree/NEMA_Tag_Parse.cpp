@@ -61,7 +61,7 @@ template <class Record> static Record *append_record(Handler_Table<Record> *tabl
 
 template <class Record> static void empty_table(Handler_Table<Record> *table)
 {
-    free(table->records);
+    frame_free(table->records);
     *table = {};
 }
 
@@ -208,6 +208,6 @@ void *DICOM_Attribute_Parse(HWND window, DICOM_Root *root, DICOM_List *list, voi
         if (user == nullptr)
             break;
     }
-    free(creators.creators);
+    frame_free(creators.creators);
     return user;
 }

@@ -15,11 +15,11 @@ void DICOM_Attribute_Free(HWND window, DICOM_List *node)
     }
     // Most nodes have neither of these, and each call takes its time.
     if (node->item != nullptr)
-        free(node->item);
+        frame_free(node->item);
     if (node->description != nullptr)
-        free(node->description);
-    free(node->data);
-    free(node);
+        frame_free(node->description);
+    frame_free(node->data);
+    frame_free(node);
 }
 
 static void free_linked(HWND window, DICOM_List **link)

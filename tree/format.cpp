@@ -1,22 +1,9 @@
 // Turns the flat run of elements that a reader sees into a tree: follows delimiters and declared lengths at once, so
 // that it copes with both encodings of a sequence and with streams in which one of the two is damaged.
 #include "dictionary/DICOM_Dictionary.h"
-#include "tree/open_chains_internal.h"
+#include "tree/taking_internal.h"
 
-static const int64_t NO_END = -1;
-
-// Where a call stands in the stream.
-struct Nesting {
-    Open_Chains open;                                      // the tree, with a cursor whose depth is that of the stream
-    int64_t end_of_sequence[MAX_SEQUENCE_DEPTH + 1];       // position in the stream, or NO_END
-    int64_t end_of_item[MAX_SEQUENCE_DEPTH + 1];
-    bool has_warned_of_order;
-};
-
-static int depth_of(const Nesting *nesting)
-{
-    return nesting->open.root.Sequence_Depth;
-}
+static const char SOURCE[] = ".\\NEMA_Tag_Format";
 
 static int64_t &sequence_end(Nesting *nesting)
 {
@@ -33,20 +20,10 @@ static unsigned int shown_end(int64_t end)
     return static_cast<unsigned int>(end);
 }
 
-static bool has_ended(int64_t end, const DICOM_List *tag)
-{
-    return end >= 0 && end <= tag->pos;
-}
-
 // Where a sequence or an item of defined length ends. The sum may lie beyond what an int holds.
 static int64_t declared_end(const DICOM_List *tag)
 {
     return static_cast<int64_t>(tag->size) + tag->data_pos;
-}
-
-static bool is_delimiter_group(unsigned short group)
-{
-    return group == GROUP_ITEM || group == ANY_TAG_NUMBER;
 }
 
 static void stop_sequence(HWND window, Nesting *nesting)
@@ -142,9 +119,9 @@ static void open_missing_item(HWND window, Nesting *nesting, const DICOM_List *t
 
 /* ---- after the insertion -------------------------------------------------------------- */
 
-static bool is_item_next(const DICOM_List *tag)
+static bool is_item(const DICOM_List *tag)
 {
-    return tag->next != nullptr && is_tag(tag->next, GROUP_ITEM, ELEMENT_ITEM);
+    return tag != nullptr && is_tag(tag, GROUP_ITEM, ELEMENT_ITEM);
 }
 
 // made is null where the insertion failed: then there is nothing to be marked.
@@ -154,12 +131,13 @@ static void mark_deleted(DICOM_List *made)
         made->flag |= FLAG_DELETED;
 }
 
-static void open_sequence(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+static void open_sequence(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made,
+                          const DICOM_List *next)
 {
     start_sequence(window, &nesting->open, tag, made);
     if (tag->size != UNDEFINED_LENGTH) {
         sequence_end(nesting) = declared_end(tag);
-    } else if (tag->next == nullptr || tag->next->group != GROUP_ITEM) {
+    } else if (next == nullptr || next->group != GROUP_ITEM) {
         REPORT(window, Flag_Error_Warning,
                "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Syntax Error! "
                "VR=SQ should be followed by an \"item\" tag", tag->group, tag->element);
@@ -171,11 +149,11 @@ static void open_sequence(HWND window, Nesting *nesting, const DICOM_List *tag, 
 }
 
 // A value in fragments, as compressed pixel data has it, becomes a sequence of items.
-static void open_fragments(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+static void open_fragments(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made, unsigned short vr,
+                           const DICOM_List *next)
 {
     start_sequence(window, &nesting->open, tag, made);
-    if (!is_item_next(tag)) {
-        unsigned short vr = working_vr(tag);
+    if (!is_item(next)) {
         REPORT(window, Flag_Error_Warning,
                "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) Syntax Error! "
                "VR=%c%c Variable length tag should be followed by an \"item\" tag", tag->group, tag->element,
@@ -207,12 +185,15 @@ static void refuse_undefined_text(HWND window, const DICOM_List *tag, DICOM_List
 }
 
 // Opens what an element opens. False for a sequence that only its item gives away: no more is done about it.
-static bool open_by_vr(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made)
+//   vr    what counts for it, guessed or not
+//   next  the element behind it, or null
+static bool open_by_vr(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made, unsigned short vr,
+                       const DICOM_List *next)
 {
     bool is_undefined = tag->size == UNDEFINED_LENGTH;
-    switch (working_vr(tag)) {
+    switch (vr) {
     case VR_SQ:
-        open_sequence(window, nesting, tag, made);
+        open_sequence(window, nesting, tag, made, next);
         return true;
     case VR_UT:
         if (is_undefined)
@@ -222,10 +203,10 @@ static bool open_by_vr(HWND window, Nesting *nesting, const DICOM_List *tag, DIC
     case VR_OW:
     case VR_UN:
         if (is_undefined)
-            open_fragments(window, nesting, tag, made);
+            open_fragments(window, nesting, tag, made, vr, next);
         return true;
     case VR_NONE:
-        if (!is_item_next(tag))
+        if (!is_item(next))
             return true;
         open_unknown_sequence(window, nesting, tag, made);
         return false;
@@ -241,9 +222,9 @@ static void close_item_at_delimiter(HWND window, Nesting *nesting, const DICOM_L
            tag->element, tag->size, shown_end(item_end(nesting)));
 }
 
-/* ---- the whole chain ------------------------------------------------------------------ */
+/* ---- node by node ----------------------------------------------------------------------- */
 
-static void format_tag(HWND window, Nesting *nesting, DICOM_List *tag)
+static void before_insertion(HWND window, Nesting *nesting, DICOM_List *tag)
 {
     REPORT(window, LEVEL_FUNCTION, "DICOM_Attribute_Format (%04x,%04x) (pos:%04X)", tag->group, tag->element,
            static_cast<unsigned int>(tag->pos));
@@ -255,27 +236,76 @@ static void format_tag(HWND window, Nesting *nesting, DICOM_List *tag)
         open_item(window, nesting, tag);
     check_order(window, nesting, tag);
     open_missing_item(window, nesting, tag);
+    bool is_settled = tag->group == GROUP_ITEM && tag->vr_explicit == VR_NONE && tag->vr != VR_NONE;
+    if (!is_settled)
+        DICOM_Attribute_Format_VR(window, tag);
+}
 
-    DICOM_Attribute_Format_VR(window, tag);
-    DICOM_List *made = insert_open(window, &nesting->open, tag);
-    if (!open_by_vr(window, nesting, tag, made))
+static void after_insertion(HWND window, Nesting *nesting, const DICOM_List *tag, DICOM_List *made, unsigned short vr,
+                            const DICOM_List *next)
+{
+    if (!open_by_vr(window, nesting, tag, made, vr, next))
         return;
     if (is_tag(tag, GROUP_ITEM, ELEMENT_ITEM_END))
         close_item_at_delimiter(window, nesting, tag);
     close_item_by_size(window, nesting, tag);
 }
 
+static void begin_nesting(HWND window, Nesting *nesting)
+{
+    begin_tree(window, &nesting->open);
+    nesting->has_warned_of_order = false;
+    for (int depth = 0; depth <= MAX_SEQUENCE_DEPTH; depth++)
+        nesting->end_of_sequence[depth] = nesting->end_of_item[depth] = NO_END;
+}
+
 DICOM_List *DICOM_Attribute_Format(HWND window, DICOM_List *list)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Format()");
     Nesting nesting;
-    begin_tree(window, &nesting.open);
-    nesting.has_warned_of_order = false;
-    for (int depth = 0; depth <= MAX_SEQUENCE_DEPTH; depth++)
-        nesting.end_of_sequence[depth] = nesting.end_of_item[depth] = NO_END;
-
-    for (DICOM_List *tag = list; tag != nullptr; tag = tag->next)
-        format_tag(window, &nesting, tag);
+    begin_nesting(window, &nesting);
+    for (DICOM_List *tag = list; tag != nullptr; tag = tag->next) {
+        before_insertion(window, &nesting, tag);
+        DICOM_List *made = insert_open(window, &nesting.open, tag);
+        after_insertion(window, &nesting, tag, made, working_vr(tag), tag->next);
+    }
     end_tree(&nesting.open);
     return nesting.open.head;
+}
+
+/* ---- nodes that the tree takes over ----------------------------------------------------- */
+
+Taking *taking_begin(HWND window)
+{
+    Taking *taking = static_cast<Taking *>(ALLOC_CALLOC(window, "taking", 1, sizeof(Taking)));
+    if (taking == nullptr)
+        return nullptr;
+    begin_nesting(window, &taking->nesting);
+    taking->has_traces = report_threshold >= LEVEL_ATTRIBUTE;
+    return taking;
+}
+
+bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List *next)
+{
+    before_insertion(window, &taking->nesting, node);
+    unsigned short vr = working_vr(node);
+    bool is_taken = take_open(window, &taking->nesting.open, node, &taking->place);
+    if (is_taken)
+        after_insertion(window, &taking->nesting, node, node, vr, next);
+    return is_taken;
+}
+
+void taking_set_end(Taking *taking, int depth, int end)
+{
+    if (is_usable_depth(depth))
+        taking->nesting.end_of_sequence[depth] = end;
+}
+
+void taking_end(Taking *taking)
+{
+    if (taking == nullptr)
+        return;
+    end_tree(&taking->nesting.open);
+    node_heap_close(&taking->place);
+    frame_free(taking);
 }

@@ -5,20 +5,6 @@
 
 /* ---- explicit VRs -------------------------------------------------------------------- */
 
-// The VRs that a stream's own word is believed for. Others, UT and OF among them, rely on the dictionary. A switch, as
-// this is asked for every element: it becomes a few comparisons.
-static bool is_believed(unsigned short vr)
-{
-    switch (vr) {
-    case VR_AE: case VR_AS: case VR_AT: case VR_CS: case VR_DA: case VR_DS: case VR_DT: case VR_FD: case VR_FL:
-    case VR_IS: case VR_LO: case VR_LT: case VR_OB: case VR_OW: case VR_PN: case VR_SH: case VR_SL: case VR_SQ:
-    case VR_SS: case VR_ST: case VR_TM: case VR_UH: case VR_UI: case VR_UL: case VR_UN: case VR_US:
-        return true;
-    default:
-        return false;
-    }
-}
-
 static void settle_explicit_vr(HWND window, DICOM_List *tag)
 {
     if (tag->vr_explicit == VR_OX) {
@@ -27,7 +13,7 @@ static void settle_explicit_vr(HWND window, DICOM_List *tag)
                tag->element);
         tag->flag |= FLAG_SYNTAX_ERROR;
         tag->vr_explicit = VR_OW;
-    } else if (!is_believed(tag->vr_explicit)) {
+    } else if (!is_believed_vr(tag->vr_explicit)) {
         tag->vr_explicit = VR_NONE;
     }
 }

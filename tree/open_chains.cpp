@@ -31,7 +31,7 @@ static First_Nodes::Entry *entry_of(const First_Nodes *nodes, const DICOM_List *
 
 static void release_index(First_Nodes *nodes)
 {
-    free(nodes->entries);
+    frame_free(nodes->entries);
     *nodes = {};
 }
 
@@ -44,7 +44,7 @@ static bool grow_index(HWND window, First_Nodes *nodes)
     for (size_t i = 0; i < nodes->room; i++)
         if (nodes->entries[i].head != nullptr)
             *entry_of(&grown, nodes->entries[i].head, tag_number(nodes->entries[i].first)) = nodes->entries[i];
-    free(nodes->entries);
+    frame_free(nodes->entries);
     *nodes = grown;
     return true;
 }
@@ -183,6 +183,34 @@ DICOM_List *insert_open(HWND window, Open_Chains *open, DICOM_List *source)
     else
         forget(open);
     return made;
+}
+
+// Most sequences have one item or two: the slots for them come with the nodes.
+static void take_first_slots(DICOM_List *sequence, Node_Place *place, int *room)
+{
+    enum { FIRST_SLOTS = 2 };
+    if (sequence->item != nullptr)
+        return;
+    sequence->item = static_cast<DICOM_List **>(node_heap_take(place, FIRST_SLOTS * sizeof *sequence->item, VALUE_BLOCK));
+    *room = sequence->item != nullptr ? FIRST_SLOTS : 0;
+}
+
+bool take_open(HWND window, Open_Chains *open, DICOM_List *node, Node_Place *place)
+{
+    int depth = open->root.Sequence_Depth, item_number = open->root.Item_Number[depth];
+    Open_Chain *chain = &open->chain[depth];
+    bool is_known = chain->slot != nullptr || (chain->sequence != nullptr && item_number > 0);
+    trace_insert(window, node);
+    if (is_known && chain->slot == nullptr)
+        take_first_slots(chain->sequence, place, &chain->room);
+    if (!is_known || (chain->slot == nullptr && !open_item(window, open, chain, item_number))) {
+        refuse_insert(window, node);
+        return false;
+    }
+    REPORT(window, LEVEL_ATTRIBUTE, "in DICOM_Attribute_Copy_Tag(%04x,%04x)", node->group, node->element);
+    take_node(&open->root, chain->slot, node);
+    remember(window, open, chain, node);
+    return true;
 }
 
 void start_sequence(HWND window, Open_Chains *open, const DICOM_List *source, DICOM_List *made)

@@ -40,6 +40,21 @@ void end_tree(Open_Chains *open);
 // DICOM_Attribute_Insert at the cursor.
 DICOM_List *insert_open(HWND window, Open_Chains *open, DICOM_List *source);
 
+// The same with the node itself, which has no items. False when there is no way to its chain: the node is not in the
+// tree then.
+//   place  where room for the first items of a sequence comes from
+bool take_open(HWND window, Open_Chains *open, DICOM_List *node, Node_Place *place);
+
+// What a node is in its chain, of one that has its fields.
+inline void take_node(DICOM_Root *root, DICOM_List **chain, DICOM_List *node)
+{
+    node->depth = static_cast<unsigned char>(root->Sequence_Depth);
+    node->vr = vr_to_copy(node);
+    node->next = node->last = nullptr;
+    link_at_end(chain, node);
+    set_sequence(root, root->Sequence_Depth, node->group, node->element, 0);
+}
+
 // DICOM_Attribute_Sequence_Start with the tag of source.
 //   made  the node that was inserted for it, or null if that failed
 void start_sequence(HWND window, Open_Chains *open, const DICOM_List *source, DICOM_List *made);

@@ -72,6 +72,36 @@ inline void set_sequence(DICOM_Root *root, int depth, unsigned short group, unsi
     root->Sequence_Flag[depth] = flag;
 }
 
+// The VRs that a stream's own word is believed for. Others, UT and OF among them, rely on the dictionary. Two letters
+// are ten bits, and a bit of the table.
+struct Believed_VRs {
+    uint64_t bits[16];
+};
+
+constexpr unsigned int vr_bits(unsigned int vr)
+{
+    return (vr >> 3 & 0x3E0) | (vr & 0x1F);
+}
+
+constexpr Believed_VRs fill_believed_vrs()
+{
+    constexpr unsigned short believed[] = {VR_AE, VR_AS, VR_AT, VR_CS, VR_DA, VR_DS, VR_DT, VR_FD, VR_FL,
+                                           VR_IS, VR_LO, VR_LT, VR_OB, VR_OW, VR_PN, VR_SH, VR_SL, VR_SQ,
+                                           VR_SS, VR_ST, VR_TM, VR_UH, VR_UI, VR_UL, VR_UN, VR_US};
+    Believed_VRs table = {};
+    for (unsigned short vr : believed)
+        table.bits[vr_bits(vr) / 64] |= uint64_t{1} << vr_bits(vr) % 64;
+    return table;
+}
+
+inline constexpr Believed_VRs believed_vrs = fill_believed_vrs();
+
+inline bool is_believed_vr(unsigned short vr)
+{
+    bool is_upper_case = (vr & 0xE0E0) == 0x4040;   // but for six characters, which no VR has
+    return is_upper_case && (believed_vrs.bits[vr_bits(vr) / 64] >> vr_bits(vr) % 64 & 1) != 0;
+}
+
 // A value of this size may have been left in the source, to be fetched when somebody asks for it.
 inline bool is_unread(const DICOM_List *tag)
 {
@@ -87,6 +117,24 @@ inline void fetch_ahead(const DICOM_List *node)
     uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 512;
     __builtin_prefetch(reinterpret_cast<const void *>(ahead));
     __builtin_prefetch(reinterpret_cast<const void *>(ahead + 64));
+}
+
+// Puts a node at the end of a chain. The head mostly knows the chain's last node.
+inline DICOM_List *tail_of(DICOM_List *head)
+{
+    DICOM_List *tail = head->last != nullptr ? head->last : head;
+    while (tail->next != nullptr)
+        tail = tail->next;
+    return tail;
+}
+
+inline void link_at_end(DICOM_List **chain, DICOM_List *node)
+{
+    if (*chain == nullptr)
+        *chain = node;
+    else
+        tail_of(*chain)->next = node;
+    (*chain)->last = node;
 }
 
 // Takes the cursor through the items of a sequence and calls work with the address of each item's head, up to the
@@ -134,6 +182,12 @@ DICOM_List *append_copy(HWND window, DICOM_Root *root, DICOM_List **list, DICOM_
 // slot that the cursor selects, makes the sequence or the slot that is missing, and returns null when memory ran out
 // (which it reports), the cursor is not deeper than the chain, or it has started no item there.
 DICOM_List **DICOM_Attribute_Item_Walk(HWND window, DICOM_Root *root, DICOM_List *head);
+
+// A guess is good enough to show a value, but not to pass it on as a fact.
+inline unsigned short vr_to_copy(const DICOM_List *source)
+{
+    return (source->flag & FLAG_GUESSED_VR) != 0 ? static_cast<unsigned short>(VR_UN) : source->vr;
+}
 
 // What the merge makes of a node that has nothing yet, without a question about each field: nearly all nodes of a tree
 // come to be in this way. The fields first, which cannot fail; then the rest, of which 0 tells that memory ran out.

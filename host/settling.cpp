@@ -1,0 +1,76 @@
+// The nodes of a reading on their way into the tree.
+#include "host/host_internal.h"
+#include "tree/taking_internal.h"
+
+#include <new>
+
+namespace velmora_host
+{
+
+static void free_chain(DICOM_List *first)
+{
+    for (DICOM_List *node = first, *next; node != nullptr; node = next) {
+        next = node->next;
+        DICOM_Attribute_Free(nullptr, node);
+    }
+}
+
+Flat_Chain::~Flat_Chain()
+{
+    for (const Segment &segment : segments)
+        free_chain(segment.first);
+    free_chain(loose);
+    for (DICOM_List &tag : item_tags)
+        DICOM_Lib_Free(&tag.description);
+    taking_end(taking);
+    for (Taking *each : aside) {
+        if (each != nullptr)
+            free_chain(taking_tree(each));
+        taking_end(each);
+    }
+}
+
+void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DICOM_List *end)
+{
+    while (segment->first != end) {
+        DICOM_List *node = segment->first, *next = node->next;
+        unsigned int restored = node->stream_word;
+        node->stream_word = 0;
+        chain->settled = node;
+        if (!taking_add(nullptr, taking, node, next))
+            throw std::bad_alloc();
+        segment->first = next;
+        if (restored == 0)
+            continue;
+        const Restored &was = segment->restored[restored - 1];
+        node->vr_explicit = was.vr_explicit;
+        node->vr = was.vr;
+        node->size = was.size;
+    }
+    chain->settled = nullptr;
+}
+
+// ---- the VRs of a listing -------------------------------------------------------------
+
+// The VR that counts, as the tree has it: a guess is stored there as UN.
+static unsigned short listed_vr(const DICOM_List *node)
+{
+    if (node->vr_explicit != VR_NONE)
+        return node->vr_explicit;
+    return (node->flag & FLAG_GUESSED_VR) ? static_cast<unsigned short>(VR_UN) : node->vr;
+}
+
+// What stands beyond the ninth level is nested for the sake of its VRs alone.
+void settle_vrs(Data_Set *set, Flat_Chain *chain)
+{
+    for (size_t i = 1; i < chain->segments.size(); i++) {
+        chain->aside.push_back(taking_begin(nullptr));
+        if (chain->aside.back() == nullptr)
+            throw std::bad_alloc();
+        settle_nodes(chain, &chain->segments[i], chain->aside.back(), nullptr);
+    }
+    for (size_t i = 0; i < set->listing.size(); i++)
+        set->listing[i].vr = listed_vr(chain->listed[i]);
+}
+
+}   // namespace velmora_host
