@@ -268,7 +268,10 @@ static bool make_head(const Saving *saving, DICOM_List **head)
     drop_from_head(head, 0x0001);
     DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, 0x0001, VR_OB, 2, 0, 1);
     for (const auto &row : copied) {
-        std::string uid = text_of(find_in_sorted_chain(set.tree, 0x0008, row.from));
+        const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0008, row.from);
+        int size = 0;
+        const char *bytes = node != nullptr ? value_of(set, node, &size) : nullptr;   // which may be left in the source
+        std::string uid = bytes != nullptr ? without_padding(bytes, size) : "";
         if (is_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
             return false;
     }

@@ -106,6 +106,15 @@ TEST(HostSave, NamesTheSyntaxThatIsWritten)
     }
 }
 
+// Whatever its VR: the next reading takes it for a UN, and makes the same head.
+TEST(HostSave, TakesTheHeadFromBytesThatAreNoItems)
+{
+    Bytes in = part10_head("1.2.840.10008.1.2.1") + element({0x0008, 0x0018}, "SQ", "1.2.3.4.56") + FIRST;
+    Saved first = save_as(in, MODE_UNKNOWN, MODE_UNKNOWN), second = save_as(first.bytes, MODE_UNKNOWN, MODE_UNKNOWN);
+    EXPECT_NE(first.bytes.find(element({0x0002, 0x0003}, "UI", "1.2.3.4.56")), Bytes::npos);
+    EXPECT_EQ(first.bytes, second.bytes);
+}
+
 TEST(HostSave, TellsCompressedPixelsFromItemsThatCouldNotBeRead)
 {
     Bytes head = part10_head("1.2.840.10008.1.2.1") + FIRST;
