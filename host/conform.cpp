@@ -374,7 +374,9 @@ static void give_here(Conforming *run, DICOM_List *chain, DICOM_List *tmplt)
     for (DICOM_List *wanted = tmplt; wanted != nullptr; wanted = wanted->next) {
         if ((wanted->flag & GIVING_FLAGS) == 0 || (wanted->flag & FLAG_TO_DELETE) != 0)
             continue;
-        const DICOM_List *node = find_pair(&at, wanted);
+        DICOM_List *node = find_pair(&at, wanted);
+        if (node != nullptr && (wanted->flag & FLAG_APPEND) != 0 && !fetch_value(*run->set, node))
+            throw std::bad_alloc();   // to what is left in the source the library appends nothing
         if ((wanted->flag & FLAG_FORCED) != 0)
             forced.add(wanted);
         else if ((wanted->flag & FLAG_APPEND) != 0 && (node == nullptr || !is_appended(node, wanted)))

@@ -56,7 +56,7 @@ TEST(Conform, GivesWhatTheTemplateGives)
 {
     Bytes two = sequence(REFERENCES, BY_LENGTH,
                          {item({element(CLASS, "UI", "1.2.3.40")}), item({element(INSTANCE, "UI", "1.2.3.50")})});
-    const struct { const char *name, *lines; Bytes data; const char *told; } rows[] = {
+    const struct { const char *name, *lines; Bytes data; std::string told; } rows[] = {
         {"forced over a value", "!(0010,0020) \"X1\"\n", element(ID, "LO", "ID 7"),
          "~ 0010,0020 [ID 7] [X1] the template forces it\n"},
         {"forced where nothing is", "!(0010,0020) \"X1\"\n", CT, "+ 0010,0020 [X1] the template forces it\n"},
@@ -68,6 +68,9 @@ TEST(Conform, GivesWhatTheTemplateGives)
          element({0x0020, 0x4000}, "LT", Bytes(2000, 'x')), ""},
         {"appended", "+(0008,0008) \"SMOOTH\"\n", element({0x0008, 0x0008}, "CS", "DERIVED\\PRIMARY "),
          "~ 0008,0008 [DERIVED\\PRIMARY] [DERIVED\\PRIMARY\\SMOOTH] the template appends to it\n"},
+        {"appended to a value left in the source", "+(0020,4000) \"note\"\n",
+         element({0x0020, 0x4000}, "LT", Bytes(1100, 'x')), "~ 0020,4000 [" + Bytes(57, 'x') + "...] [" +
+         Bytes(57, 'x') + "...] the template appends to it\n"},
         {"appended where nothing is", "+(0010,0020) \"X1\"\n", CT, "+ 0010,0020 [X1] the template appends to it\n"},
         {"appended before", "+(0008,0008) \"SMOOTH\"\n", element({0x0008, 0x0008}, "CS", "DERIVED\\PRIMARY\\SMOOTH"),
          ""},
