@@ -241,13 +241,14 @@ static size_t take_escape(Decoder *d, const char *at, size_t left)
 {
     for (unsigned char i = 0; i < SET_COUNT; i++) {
         size_t length = strlen(graphic_sets[i].escape);
+        if (d->is_cut && left <= length && memcmp(at + 1, graphic_sets[i].escape, left - 1) == 0)
+            return left;   // the rest of it was cut off
         if (left <= length || memcmp(at + 1, graphic_sets[i].escape, length) != 0)
             continue;
         (graphic_sets[i].is_g0 ? d->g0 : d->g1) = i;
         return length + 1;
     }
-    if (!d->is_cut || left > 3)
-        replace(d);
+    replace(d);
     return 1;
 }
 

@@ -126,7 +126,8 @@ TEST(Charset, DropsWhatIsCutOffATextThatGoesOn)
         {"UTF-8", "ISO_IR 192", "\xE7\x8E\x8B\xE5\xB0", TEXT_VALUES, "王"},
         {"GB18030", "GB18030", "\xCD\xF5\xD0", TEXT_VALUES, "王"},
         {"two bytes", "\\ISO 2022 IR 149", "\xFB\xF3\xFB", TEXT_VALUES, "洪"},
-        {"an escape sequence", "\\ISO 2022 IR 149", "a\033$", TEXT_VALUES, "a$"},
+        {"an escape sequence", "\\ISO 2022 IR 149", "a\033$", TEXT_VALUES, "a"},
+        {"a long one", "\\ISO 2022 IR 159", "a\033$(", TEXT_VALUES, "a"},
     };
     for (const Text_Row &row : rows) {
         int replaced = 0;

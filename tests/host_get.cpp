@@ -178,5 +178,13 @@ TEST(Dump, ShowsTextsInTheCharacterSetOfTheTerminal)
     Bytes korean = element({0x0008, 0x0005}, "CS", "\\ISO 2022 IR 149") +
                    element({0x0010, 0x0010}, "PN", "\033$)C\xFB\xF3^\033$)C\xD1\xCE ");
     EXPECT_EQ(value_shown(korean, {}), "洪^吉 \n");
+
+    // What is no character is shown as a byte, though a zero byte follows; of a text that goes on it is dropped.
+    Bytes utf8 = element({0x0008, 0x0005}, "CS", "ISO_IR 192"), many;
+    for (int i = 0; i < 124; i++)
+        many += "\xC3\xBC";
+    EXPECT_EQ(value_shown(utf8 + element({0x0010, 0x0010}, "PN", Bytes("AB\xC4\0", 4)), {}), "AB\\xc4\n");
+    EXPECT_EQ(value_shown(utf8 + element({0x0010, 0x0010}, "PN", "x" + many + "\xC3\xBC "), {}),
+              "x" + many + "...\n");
 }
 

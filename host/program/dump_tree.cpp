@@ -52,11 +52,11 @@ static const std::string *decode_shown_text(Tree_Dump *d, const DICOM_List *node
         return nullptr;
     size_t size = static_cast<size_t>(node->size), limit = size < SHOWN_OF_A_TEXT ? size : SHOWN_OF_A_TEXT;
     size_t length = strnlen(node->data, limit);
-    bool is_plain = is_plain_text(node->data, length);
+    bool is_plain = is_plain_text(node->data, length), is_cut = length == limit && limit < size;
     if (is_plain && (!rule.is_free || context.charset.g0 == 0))
         return nullptr;
     d->text.clear();
-    if (append_utf8(context.charset, node->data, length, text_kind(rule), &d->text, length < size) > 0)
+    if (append_utf8(context.charset, node->data, length, text_kind(rule), &d->text, is_cut) > 0)
         return nullptr;   // its bytes tell more
     d->text = for_terminal(d->text) + (size > SHOWN_OF_A_TEXT ? "..." : "");
     return &d->text;
