@@ -10,7 +10,8 @@
 // It takes a data set that was loaded through the steps of the library in their order: clean the values, add what the
 // template wants, overwrite what it forces, drop what is empty and optional, delete what it forbids, fetch what is
 // unread, verify, sort. Nothing is made up: what is added is empty, stands in the template, or follows from the data
-// set; what only a person can know is listed as lacking. Places of which the template says nothing stay as they are.
+// set; what only a person can know is listed as lacking. Places of which the template says nothing stay as they are,
+// and so does what lies below the ninth level of sequences.
 #ifndef VELMORA_CONFORM_H
 #define VELMORA_CONFORM_H
 

@@ -173,6 +173,22 @@ TEST(ConformRun, ForcesByLinesOfItsOwn)
     EXPECT_EQ(run.out, "a: CT_Image: 1 added, 0 changed, 1 removed, 0 lacking\n"
                        "a: added 0008,0080 Institution Name: Here (the template forces it)\n"
                        "a: removed 0010,0010 Patient's Name: Doe^Jane (the template takes it out)\n");
+
+    // What is taken out at every depth is so below the ninth level, and below the eighteenth.
+    auto nested = [](const Bytes &name) {
+        Bytes inside;
+        for (int i = 0; i < 22; i++)
+            inside = sequence({0x0041, 0x1001}, BY_DELIMITER, {item({i == 3 || i == 11 ? name : "", inside}, BY_DELIMITER)});
+        return WHOLE.substr(0, 26) + element({0x0010, 0x0020}, "LO", "A1") + inside;
+    };
+    conform.folder.write("deep", nested(element({0x0010, 0x0010}, "PN", "Doe^Jane")));
+    conform.folder.write("rules", "-(0010,0010)\n");
+    run = conform({"--override", "rules", "deep", "b"});
+    EXPECT_EQ(run.out, "deep: CT_Image: 0 added, 0 changed, 2 removed, 0 lacking\n"
+                       "deep: removed 2 below the ninth level of sequences (the template takes it out)\n");
+    Bytes written = bytes_of(conform.folder.path + "/b"), expected = nested("");
+    EXPECT_EQ(written.substr(written.size() - expected.size()), expected);
+    EXPECT_EQ(conform({"--override", "rules", "b", "c"}).out, "b: CT_Image: 0 added, 0 changed, 0 removed, 0 lacking\n");
 }
 
 TEST(ConformRun, RefusesWrongUse)

@@ -6,6 +6,7 @@
 #include "host/program/assignment.h"
 #include "host/program/command.h"
 #include "host/program/definitions.h"
+#include "host/program/delete_below.h"
 #include "host/program/folding.h"
 #include "host/program/messages.h"
 #include "host/program/output.h"
@@ -36,11 +37,12 @@ struct Conform_Work {
     Conform_Options options;
     std::string module = "auto";
     std::vector<Assignment> given;
+    Tag_Numbers forbidden;   // by the template of the file at hand
     bool is_quiet = false;
 };
 
 // Places in Tally::own.
-enum { ADDED, ALTERED, REMOVED, FILES_LACKING };
+enum { ADDED, ALTERED, REMOVED, FILES_LACKING };   // the first three as in Change_Kind
 static const char *const COUNTS[] = {"added", "changed", "removed", "lacking", nullptr};
 
 // ---- lines ----------------------------------------------------------------------------
@@ -125,7 +127,7 @@ static std::string counted(size_t count, const char *word)
 }
 
 static void write_result(const Conform_Work &work, const std::string &name, const Conform_Result &result,
-                         const int64_t counts[3])
+                         const int64_t counts[3], int64_t below)
 {
     std::string file = visible(name) + ": ";
     write_line(work, file + result.module + ": " + std::to_string(counts[ADDED]) + " added, " +
@@ -140,6 +142,9 @@ static void write_result(const Conform_Work &work, const std::string &name, cons
             write_line(work, file + change_text(work, change, change.path));
     for (const std::string &text : repeats.counted())
         write_line(work, file + text);
+    if (below > 0)
+        write_line(work, file + "removed " + counted(static_cast<size_t>(below), "below the ninth level of sequences") +
+                             " (the template takes it out)");
     if (result.padded == 1)
         write_line(work, file + "changed the padding of 1 value");
     else if (result.padded > 0)
@@ -172,7 +177,20 @@ struct Silence {
     int threshold;
 };
 
-static Change conform_set(Data_Set *set, const std::string &name, Save_Options *, Tally *tally, void *user)
+// What the template takes out below the ninth level goes when the data set is written.
+static int64_t forbid_below(Conform_Work *work, const Data_Set &set, const std::string &module, Save_Options *save)
+{
+    std::string error;
+    work->forbidden = forbidden_tags(read_template(module, &error));
+    int64_t below = count_below(set, work->forbidden);
+    if (below > 0) {
+        save->change = delete_inside;
+        save->user = &work->forbidden;
+    }
+    return below;
+}
+
+static Change conform_set(Data_Set *set, const std::string &name, Save_Options *save, Tally *tally, void *user)
 {
     Conform_Work *work = static_cast<Conform_Work *>(user);
     Conform_Result result;
@@ -188,14 +206,15 @@ static Change conform_set(Data_Set *set, const std::string &name, Save_Options *
         complain_about(name, "is not changed: " + error);
         return CHANGE_FAILED;
     }
-    int64_t counts[3] = {};
+    int64_t below = set->opaque.empty() ? 0 : forbid_below(work, *set, result.module, save);
+    int64_t counts[3] = {0, 0, below};
     for (const Conform_Change &change : result.changes)
         counts[change.kind]++;
     for (int kind : {ADDED, ALTERED, REMOVED})
         tally->own[kind] += counts[kind];
     tally->own[FILES_LACKING] += !result.lacks.empty();
-    write_result(*work, name, result, counts);
-    return result.changes.empty() && result.padded == 0 ? NOTHING_CHANGED : CHANGED;
+    write_result(*work, name, result, counts, below);
+    return result.changes.empty() && result.padded == 0 && below == 0 ? NOTHING_CHANGED : CHANGED;
 }
 
 static void write_summary(const Conform_Work &work, const Tally &total)
