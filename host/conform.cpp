@@ -349,13 +349,26 @@ static bool is_appended(const DICOM_List *node, const DICOM_List *wanted)
 
 static const unsigned short GIVING_FLAGS = FLAG_FORCED | FLAG_DEFAULT | FLAG_APPEND;
 
-static void append_values(Conforming *run, Orders *orders)
+// A value to which one more cannot be added, since there would be too many, stays as it was.
+static void append_values(Conforming *run, DICOM_List *chain, Orders *orders)
 {
-    DICOM_Attribute_Copy(nullptr, &run->root, &run->set->tree, orders->head());
+    std::vector<std::string> before;
     for (const DICOM_List &wanted : orders->nodes) {
+        const DICOM_List *node = find_pair(&chain, &wanted);
+        bool has_bytes = node != nullptr && node->item == nullptr && node->data != nullptr && node->size > 0;
+        before.emplace_back(has_bytes ? std::string(node->data, static_cast<size_t>(node->size)) : "");
+    }
+    DICOM_Attribute_Copy(nullptr, &run->root, &run->set->tree, orders->head());
+    for (size_t i = 0; i < before.size(); i++) {
+        const DICOM_List &wanted = orders->nodes[i];
         DICOM_List *node = DICOM_Attribute_Find(nullptr, &run->root, &run->set->tree, wanted.group, wanted.element);
-        if (node != nullptr)
-            DICOM_Attribute_Cleanup_Tag(nullptr, node);   // the pieces were put together with their padding
+        if (node == nullptr)
+            continue;
+        DICOM_Attribute_Cleanup_Tag(nullptr, node);   // the pieces were put together with their padding
+        if ((node->flag & FLAG_INVALID) == 0 || before[i].empty())
+            continue;
+        set_value(node, before[i]);
+        node->flag &= static_cast<unsigned short>(~FLAG_INVALID);
     }
 }
 
@@ -390,7 +403,7 @@ static void give_here(Conforming *run, DICOM_List *chain, DICOM_List *tmplt)
     note_orders(run, absent, "the template's default");
     DICOM_List **tree = &run->set->tree;
     DICOM_Postproc_Overwrite(nullptr, &run->root, tree, forced.head(), FLAG_FORCED);
-    append_values(run, &appended);
+    append_values(run, chain, &appended);
     DICOM_Postproc_Overwrite(nullptr, &run->root, tree, empty.head(), FLAG_DEFAULT);
     DICOM_Postproc_Step_1(nullptr, &run->root, tree, absent.head(), FLAG_DEFAULT);
 }

@@ -71,6 +71,7 @@ TEST(Conform, GivesWhatTheTemplateGives)
         {"appended to a value left in the source", "+(0020,4000) \"note\"\n",
          element({0x0020, 0x4000}, "LT", Bytes(1100, 'x')), "~ 0020,4000 [" + Bytes(57, 'x') + "...] [" +
          Bytes(57, 'x') + "...] the template appends to it\n"},
+        {"appended to one that has to be alone", "+(0010,0020) \"X1\"\n", element(ID, "LO", "ID 7"), ""},
         {"appended where nothing is", "+(0010,0020) \"X1\"\n", CT, "+ 0010,0020 [X1] the template appends to it\n"},
         {"appended before", "+(0008,0008) \"SMOOTH\"\n", element({0x0008, 0x0008}, "CS", "DERIVED\\PRIMARY\\SMOOTH"),
          ""},
