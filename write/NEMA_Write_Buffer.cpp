@@ -13,7 +13,8 @@ enum {
     ITEM_TAG = 8,        // item tag or delimiter with its length; never with a VR
 };
 
-static const uint64_t SMALLEST_ROOM = 256;   // of a block that grows
+static const uint64_t SMALLEST_ROOM = 256;    // of a block that grows
+static const uint64_t SMALL_ROOM = 16 << 10;   // up to here it grows in larger steps
 static const int MOST_AT_FIRST = 1 << 20;    // bytes of a value that is written before all is measured
 
 // How one call writes. Taken when it starts, so that sizing and writing agree.
@@ -22,18 +23,34 @@ struct Encoding {
     char syntax;
     bool by_length;   // sequences and items with their lengths, else with delimiters
     bool is_first_attempt;   // what is unusual is left to a second one
+    bool is_most_usual;      // the first attempt, in the usual syntax
 };
 
 static Encoding encoding_of(HWND window, char syntax)
 {
-    return {window, syntax, DICOM_Flag_Seq_Size != 0, false};
+    return {window, syntax, DICOM_Flag_Seq_Size != 0, false, false};
+}
+
+// Nothing is said in a first attempt. There is none while the walks are traced.
+static Encoding first_attempt(HWND window, char syntax)
+{
+    bool is_first_attempt = report_threshold < LEVEL_FUNCTION;
+    return {window, syntax, DICOM_Flag_Seq_Size != 0, is_first_attempt, is_first_attempt && syntax == SYNTAX_EXPLICIT};
 }
 
 // ---- what the standard says of a VR (DICOM PS3.5 7.1.2, 7.3)
 
-static bool has_long_form(unsigned short vr)
+static inline bool has_long_form(unsigned short vr)
 {
-    return vr == VR_OB || vr == VR_OW || vr == VR_SQ || vr == VR_UN || vr == VR_UT;
+    switch (vr) {
+    case VR_OB:
+    case VR_OW:
+    case VR_SQ:
+    case VR_UN:
+    case VR_UT:
+        return true;
+    }
+    return false;
 }
 
 static int header_size(char syntax, unsigned short vr)
@@ -146,7 +163,7 @@ struct Output {
 
 static uint64_t larger_room(const Write_Block *block, uint64_t needed)
 {
-    uint64_t room = needed < SMALLEST_ROOM ? SMALLEST_ROOM : needed + needed / 2;
+    uint64_t room = needed < SMALLEST_ROOM ? SMALLEST_ROOM : needed < SMALL_ROOM ? 4 * needed : needed + needed / 2;
     return room < block->limit ? room : block->limit;
 }
 
@@ -250,7 +267,7 @@ static void put_value(char *out, const char *data, int size, int unit)
 
 // ---- writing: each step returns whether it could do it all
 
-static bool put_item_tag(const Encoding &how, Output *out, unsigned short element, int length)
+static inline bool put_item_tag(const Encoding &how, Output *out, unsigned short element, int length)
 {
     if (!has_room(out, ITEM_TAG))
         return false;
@@ -303,7 +320,7 @@ static bool put_plain(const Encoding &how, Output *out, const DICOM_List *tag, u
 
 // Ends a sequence or an item: puts its length in the four bytes in front of its content, or the delimiter behind it.
 //   content  offset from the output's start
-static bool put_end(const Encoding &how, Output *out, int64_t content, unsigned short delimiter)
+static inline bool put_end(const Encoding &how, Output *out, int64_t content, unsigned short delimiter)
 {
     if (!how.by_length)
         return put_item_tag(how, out, delimiter, 0);
@@ -317,18 +334,36 @@ static void trace_writing(HWND window, const DICOM_List *tag)
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
 }
 
-static bool put_attribute(const Encoding &how, Output *out, const DICOM_List *tag, int depth)
+// Most values: in memory, in the usual syntax, with a VR of the short form, and there is room. Returns whether it was
+// one of those; any other is left as it is.
+static inline bool put_most_usual(const Encoding &how, Output *out, const DICOM_List *tag)
+{
+    unsigned short vr = working_vr(tag);
+    size_t size = static_cast<unsigned int>(tag->size);
+    if (!how.is_most_usual || tag->data == nullptr || size > MOST_AT_FIRST || has_long_form(vr) ||
+        out->end - out->at < static_cast<ptrdiff_t>(SHORT_HEADER + size))
+        return false;
+    char *value = put_header_in(SYNTAX_EXPLICIT, out->at, tag, vr, tag->size);
+    memcpy(value, tag->data, size);
+    out->at = value + size;
+    return true;
+}
+
+static bool put_less_usual(const Encoding &how, Output *out, const DICOM_List *tag, int depth);
+
+static inline bool put_attribute(const Encoding &how, Output *out, const DICOM_List *tag, int depth)
 {
     fetch_ahead(tag);
-    unsigned short vr = working_vr(tag);
-    if (vr != VR_SQ)
-        return put_plain(how, out, tag, vr);
+    return put_most_usual(how, out, tag) || put_less_usual(how, out, tag, depth);
+}
+
+static bool put_sequence(const Encoding &how, Output *out, const DICOM_List *tag, int depth)
+{
     if (depth >= MAX_WRITTEN_DEPTH)
         return give_up(out, UNUSUAL);
-
-    if (!has_room(out, static_cast<uint64_t>(header_size(how.syntax, vr))))
+    if (!has_room(out, static_cast<uint64_t>(header_size(how.syntax, VR_SQ))))
         return false;
-    out->at = put_header(how.syntax, out->at, tag, vr, UNDEFINED_LENGTH);
+    out->at = put_header(how.syntax, out->at, tag, VR_SQ, UNDEFINED_LENGTH);
     int64_t items = out->at - out->start;
     for (int i = 0; const DICOM_List *node = item_at(tag, i); i++) {
         if (!put_item_tag(how, out, ELEMENT_ITEM, UNDEFINED_LENGTH))
@@ -343,6 +378,12 @@ static bool put_attribute(const Encoding &how, Output *out, const DICOM_List *ta
             return false;
     }
     return put_end(how, out, items, ELEMENT_SEQUENCE_END);
+}
+
+static bool put_less_usual(const Encoding &how, Output *out, const DICOM_List *tag, int depth)
+{
+    unsigned short vr = working_vr(tag);
+    return vr == VR_SQ ? put_sequence(how, out, tag, depth) : put_plain(how, out, tag, vr);
 }
 
 // ---- the block
@@ -381,22 +422,13 @@ static bool append_output(const Output &out, Write_Block *to)
     return true;
 }
 
-// Most attributes are written in one walk, without a look at how long they become: a walk through items that no cache
-// holds waits for its memory each time. What needs a report, or has to be looked at whole first, gives up on that and
-// is measured before anything is said; so is everything while the walks are traced.
-bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Block *to)
+// One that a first attempt has given up: what needs a report, or has to be looked at whole first.
+static bool append_unusual(HWND window, char syntax, const DICOM_List *tag, Outcome outcome, Write_Block *to)
 {
     Encoding how = encoding_of(window, syntax);
-    how.is_first_attempt = report_threshold < LEVEL_FUNCTION;
-    if (how.is_first_attempt) {
-        Output out = output_to(to);
-        if (put_attribute(how, &out, tag, 0))
-            return append_output(out, to);
-        if (out.outcome == NO_MEMORY) {
-            report_no_room(how, tag, to);
-            return false;
-        }
-        how.is_first_attempt = false;
+    if (outcome == NO_MEMORY) {
+        report_no_room(how, tag, to);
+        return false;
     }
     int size = attribute_size(how, tag);
     if (size == 0 || !reserve(window, to, size))
@@ -404,6 +436,37 @@ bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Blo
     trace_writing(window, tag);
     Output out = output_to(to);
     return put_attribute(how, &out, tag, 0) && append_output(out, to);
+}
+
+static inline bool is_next(const DICOM_List *tag, int group)
+{
+    return tag != nullptr && (tag->group == group || group == ANY_GROUP);
+}
+
+// Most attributes are written in one walk, without a look at how long they become: a walk through items that no cache
+// holds waits for its memory each time. What gives up on that is measured before anything is said; so is everything
+// while the walks are traced.
+static Outcome append_usual(HWND window, char syntax, int group, const DICOM_List **at, Write_Block *to)
+{
+    Encoding how = first_attempt(window, syntax);
+    Output out = output_to(to);
+    if (!how.is_first_attempt)
+        return UNUSUAL;
+    for (; is_next(*at, group) && put_attribute(how, &out, *at, 0); *at = (*at)->next)
+        append_output(out, to);
+    return out.outcome;
+}
+
+bool append_attributes(HWND window, char syntax, int group, const DICOM_List **at, Write_Block *to)
+{
+    for (; is_next(*at, group); *at = (*at)->next) {
+        Outcome outcome = append_usual(window, syntax, group, at, to);
+        if (!is_next(*at, group))
+            break;
+        if (!append_unusual(window, syntax, *at, outcome, to))
+            return false;
+    }
+    return true;
 }
 
 // A node for the length element of a group, over four bytes of the caller.
@@ -423,7 +486,8 @@ static bool append_length(HWND window, unsigned short group, char syntax, Write_
 {
     char value[4];
     DICOM_List node = length_node(group, 0, value);
-    return append_attribute(window, syntax, &node, to);
+    const DICOM_List *at = &node;
+    return append_attributes(window, syntax, group, &at, to);
 }
 
 bool append_group(HWND window, unsigned short group, char syntax, const DICOM_List **at, bool with_length,
@@ -439,9 +503,12 @@ bool append_group(HWND window, unsigned short group, char syntax, const DICOM_Li
     if (with_length && !append_length(window, group, syntax, to))
         return false;
     unsigned int first = to->used;
-    for (; *at != nullptr && (*at)->group <= group; *at = (*at)->next)
-        if ((*at)->group == group && !append_attribute(window, syntax, *at, to))
+    while (*at != nullptr && (*at)->group <= group) {
+        if ((*at)->group < group)
+            *at = (*at)->next;
+        else if (!append_attributes(window, syntax, group, at, to))
             return false;
+    }
     *bytes = to->used - first;
     if (with_length)
         store_32(syntax, *to->buffer + first - 4, *bytes);

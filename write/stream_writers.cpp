@@ -187,8 +187,6 @@ int DICOM_List2Stream(HWND window, char syntax, DICOM_List *list, char **buffer)
     REPORT(window, LEVEL_ATTRIBUTE, "in DICOM_List2Stream()");
     *buffer = nullptr;
     Write_Block block = callers_block(buffer, INT_MAX);
-    for (const DICOM_List *tag = list; tag != nullptr; tag = tag->next)
-        if (!append_attribute(window, syntax, tag, &block))
-            return 0;
-    return static_cast<int>(block.used);
+    const DICOM_List *at = list;
+    return append_attributes(window, syntax, ANY_GROUP, &at, &block) ? static_cast<int>(block.used) : 0;
 }

@@ -39,16 +39,20 @@ struct Write_Block {
     uint64_t     limit;      // the most that the result of the operation can tell
 };
 
-// Appends one attribute. Returns false, after a report, when memory ran out or the bytes do not fit the limits; the
-// block stays as it is then.
-bool append_attribute(HWND window, char syntax, const DICOM_List *tag, Write_Block *to);
+// Appends the attributes of a chain up to the first one of another group.
+//   group  ANY_GROUP: all of the chain
+//   at     where in the chain to begin; moves behind what was appended
+// Returns false, after a report, when memory ran out or the bytes do not fit the limits; *at is then the attribute that
+// could not be appended, and the block ends in front of it.
+enum { ANY_GROUP = -1 };
+bool append_attributes(HWND window, char syntax, int group, const DICOM_List **at, Write_Block *to);
 
 // Appends the attributes of one group.
 //   at  where in the chain to begin; moves to the first attribute of a higher group, which ends the walk, or to null.
 //       Attributes of lower groups are passed over.
 //   with_length  puts the length element in front, unless the group is not in the chain
 //   bytes  gets the bytes of the group, the length element not counted
-// Returns false as append_attribute does; what was appended before the failure stays.
+// Returns false as append_attributes does; what was appended before the failure stays.
 bool append_group(HWND window, unsigned short group, char syntax, const DICOM_List **at, bool with_length,
                   Write_Block *to, unsigned int *bytes);
 
