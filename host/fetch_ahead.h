@@ -14,9 +14,11 @@ namespace velmora_host
 // lies there, or nothing. A node lies on two lines of the cache.
 inline void fetch_ahead(const DICOM_List *node)
 {
-    uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 512;
+    uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 384;
     __builtin_prefetch(reinterpret_cast<const void *>(ahead));
     __builtin_prefetch(reinterpret_cast<const void *>(ahead + 64));
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead + 128));
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead + 192));
 }
 
 }   // namespace velmora_host

@@ -114,9 +114,11 @@ inline bool is_unread(const DICOM_List *tag)
 // lies on two lines of the cache.
 inline void fetch_ahead(const DICOM_List *node)
 {
-    uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 512;
+    uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 384;
     __builtin_prefetch(reinterpret_cast<const void *>(ahead));
     __builtin_prefetch(reinterpret_cast<const void *>(ahead + 64));
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead + 128));
+    __builtin_prefetch(reinterpret_cast<const void *>(ahead + 192));
 }
 
 // Puts a node at the end of a chain. The head mostly knows the chain's last node.
