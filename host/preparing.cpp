@@ -1,4 +1,4 @@
-// A tree made ready to be written in one encoding: what is not to be written taken out, gaps closed, tags in order, and
+// A tree made ready to be written in one encoding, and editable if it was not: what is not to be written taken out, gaps closed, tags in order, and
 // marked what is left to the host. The library's writers make the bytes of all that they can write as it is wanted;
 // theirs are not: values that stay in the source, VRs that the writers do not know, fragments, sequences of VR UN, empty
 // items, sequences below the ninth level, and all that holds such a thing.
@@ -32,17 +32,6 @@ unsigned short written_vr(const Building *building, const DICOM_List *node)
     // The short form cannot tell a greater length (DICOM PS3.5, 6.2.2).
     int most = building->options->even_lengths ? MOST_IN_SHORT_FORM - 1 : MOST_IN_SHORT_FORM;
     return !form.is_long && node->size > most ? static_cast<unsigned short>(VR_UN) : vr;
-}
-
-// Most values are none of those that is_hosts_value looks for, which these few questions tell.
-static bool is_plainly_not_hosts(const Building *building, const DICOM_List *node, unsigned char mode)
-{
-    unsigned short vr = working_vr(node);
-    const VR_Form &form = vr_form(vr);
-    return node->data != nullptr && node->size > 0 && node->size <= MOST_IN_SHORT_FORM && form.vr == vr &&
-           !form.is_later && vr != VR_SQ && !is_big_endian(node->syntax) && !is_big_endian(mode) &&
-           (node->flag & FLAG_GUESSED_VR) == 0 && (!building->options->even_lengths || node->size % 2 == 0) &&
-           building->set->opaque.empty();
 }
 
 // Whether the value of an attribute without items is the host's to write.
@@ -122,10 +111,38 @@ void tell_of_lost_values(const DICOM_List *list)
 // What the walk through a tree has to know, and what it finds.
 struct Preparing {
     Building building;
+    unsigned short odd_flags, odd_groups;   // bits that tell a node to be looked at closely
+    unsigned int odd_sizes;
     Prepared found;
     bool has_gap;       // there is work for close_gaps
     bool is_unsorted;
 };
+
+static Preparing preparing_of(Data_Set *set, const Save_Options &options)
+{
+    Preparing preparing = {{set, &options, 0, nullptr, {}}, FLAG_INVALID | FLAG_GUESSED_VR | FLAG_USED, 0, 0,
+                           {nullptr, false}, false, false};
+    preparing.odd_sizes = ~static_cast<unsigned int>(MOST_IN_SHORT_FORM);
+    if (!options.keep_private) {
+        preparing.odd_flags |= FLAG_PRIVATE;
+        preparing.odd_groups |= 1;
+    }
+    if (options.even_lengths)
+        preparing.odd_sizes |= 1;
+    return preparing;
+}
+
+// Most attributes are ready as they are: they stay, are editable, and are the library's to write. These few questions
+// tell; the steps below have their own answer to each.
+static inline bool is_plainly_ready(const Preparing &preparing, const DICOM_List *node, bool is_edited)
+{
+    static const unsigned short FIRST_GROUP = 0x0005, END_OF_GROUPS = 0x7FE0;   // others may be of directories or pixels
+    unsigned short vr = is_edited ? working_vr(node) : node->vr_explicit;
+    return (node->flag & preparing.odd_flags) == 0 && node->group >= FIRST_GROUP && node->group < END_OF_GROUPS &&
+           (node->group & preparing.odd_groups) == 0 && node->element != 0 && is_plain_vr(vr) &&
+           (static_cast<unsigned int>(node->size) & preparing.odd_sizes) == 0 &&
+           (node->data != nullptr || node->size == 0) && node->item == nullptr && !is_big_endian(node->syntax);
+}
 
 static bool is_unwanted(const Save_Options &options, const DICOM_List *node)
 {
@@ -138,19 +155,29 @@ static void drop(DICOM_List **list, DICOM_List **link)
     DICOM_List *node = *link;
     *link = node->next;
     DICOM_Attribute_Free(nullptr, node);
-    if (*list != nullptr)
-        (*list)->last = nullptr;
+    forget_end(*list);
 }
 
-static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode);
+static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode, Pixels *pixels);
+
+static bool prepare_item(Preparing *preparing, DICOM_List **item, unsigned char mode, Pixels *around)
+{
+    if (around == nullptr)
+        return prepare_chain(preparing, item, true, mode, nullptr);
+    Pixels pixels = pixels_of(item, around);
+    keep_lone_item(*item);
+    return prepare_chain(preparing, item, true, mode, &pixels);
+}
 
 // Returns whether the items hold what is the host's to write.
-static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char mode)
+static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char mode, Pixels *pixels)
 {
     bool has_mark = false;
     unsigned char inside = node->nb_item > 0 ? mode_in_items(node, mode) : mode;
     for (int i = 0; i < node->nb_item; i++) {
-        has_mark |= prepare_chain(preparing, &node->item[i], true, inside);
+        if (node->item[i] == nullptr)   // what is behind it is not editable, but not to be written either
+            pixels = nullptr;
+        has_mark |= prepare_item(preparing, &node->item[i], inside, pixels);
         preparing->has_gap |= node->item[i] == nullptr;
         has_mark |= node->item[i] != nullptr && is_empty_item(node->item[i]);
     }
@@ -162,30 +189,43 @@ static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char 
 
 // At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.
 //   is_item  the chain is that of an item, where marks of empty items are not to stand beside attributes
-static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode)
+//   pixels   of this chain, which has to be made editable; null: it is
+static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode, Pixels *pixels)
 {
     bool has_mark = false, has_item_mark = false;
+    bool needs_close_look = is_big_endian(mode) || !preparing->building.set->opaque.empty();
     unsigned int last_tag = 0;
     for (DICOM_List **link = list; *link != nullptr;) {
         DICOM_List *node = *link;
         fetch_ahead(node);
+        unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
+        if (!needs_close_look && is_plainly_ready(*preparing, node, pixels == nullptr)) {
+            preparing->is_unsorted |= tag < last_tag;
+            last_tag = tag;
+            link = &node->next;
+            continue;
+        }
+        if (pixels != nullptr && !edit_node(*preparing->building.set, link, pixels))
+            continue;
         if (is_unwanted(*preparing->building.options, node)) {
             drop(list, link);
             continue;
         }
-        unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
         preparing->is_unsorted |= tag < last_tag;
         last_tag = tag;
         has_item_mark |= is_item_mark(node);
         bool is_hosts = false;
         if (node->item != nullptr)
-            is_hosts = prepare_items(preparing, node, mode) || is_hosts_sequence(node);
-        else if (!is_plainly_not_hosts(&preparing->building, node, mode))
+            is_hosts = prepare_items(preparing, node, mode, node->group != GROUP_ITEM ? pixels : nullptr) ||
+                       is_hosts_sequence(node);
+        else
             is_hosts = is_hosts_value(&preparing->building, node, mode);
         mark(node, is_hosts);
         has_mark |= is_hosts;
         link = &node->next;
     }
+    if (pixels != nullptr)
+        forget_end(*list);
     preparing->has_gap |= is_item && has_item_mark && (*list)->next != nullptr;
     return has_mark;
 }
@@ -204,8 +244,10 @@ static const DICOM_List *find_fragments(const DICOM_List *list)
 
 Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char mode)
 {
-    Preparing preparing = {{set, &options, 0, nullptr, {}}, {nullptr, false}, false, false};
-    prepare_chain(&preparing, &set->tree, false, mode);
+    Preparing preparing = preparing_of(set, options);
+    Pixels pixels = pixels_of(&set->tree, nullptr);
+    prepare_chain(&preparing, &set->tree, false, mode, set->is_editable ? nullptr : &pixels);
+    set->is_editable = true;
     if (!preparing.has_gap && !preparing.is_unsorted)
         return preparing.found;
 

@@ -36,9 +36,11 @@ static const char *native_uid(unsigned char mode)
 
 static bool is_native(const std::string &uid)
 {
+    if (uid.empty() || uid == EXPLICIT_LITTLE_UID)
+        return true;
     Encoding encoding;
     find_encoding(uid, &encoding);
-    return uid.empty() || uid == EXPLICIT_LITTLE_UID || encoding.mode != MODE_EXPLICIT_LITTLE;
+    return encoding.mode != MODE_EXPLICIT_LITTLE;
 }
 
 static std::string uid_of_input(const Data_Set &set)
@@ -51,8 +53,16 @@ static std::string uid_of_input(const Data_Set &set)
 
 static bool is_uid(const std::string &text)
 {
-    return !text.empty() && text.size() <= 64 && text.find_first_not_of("0123456789.") == std::string::npos &&
-           text.front() != '.' && text.back() != '.' && text.find("..") == std::string::npos;
+    if (text.empty() || text.size() > 64 || text.front() == '.' || text.back() == '.')
+        return false;
+    char before = '\0';
+    for (char c : text) {
+        bool is_digit = c >= '0' && c <= '9';
+        if (!is_digit && (c != '.' || before == '.'))
+            return false;
+        before = c;
+    }
+    return true;
 }
 
 // A media directory has one encoding (DICOM PS3.10, 8.6), and is nothing without its records.
@@ -79,9 +89,10 @@ static unsigned char mode_asked_for(const Data_Set &set, const Save_Options &opt
 // Items of an UN whose bytes are no attributes look like fragments. Pixel data, if it is in fragments, is told of first.
 static bool are_unread_items(const Data_Set &set, const DICOM_List *fragments)
 {
+    if (fragments == nullptr || true_vr(fragments) != VR_UN)
+        return false;
     const DICOM_List *pixels = find_in_chain(set.tree, 0x7FE0, 0x0010);
-    return fragments != nullptr && fragments != pixels && true_vr(fragments) == VR_UN &&
-           (pixels == nullptr || !is_encapsulated(pixels));
+    return fragments != pixels && (pixels == nullptr || !is_encapsulated(pixels));
 }
 
 // Settles what is written. Compressed pixel data has no form but explicit little endian (DICOM PS3.5, A.4).
@@ -101,18 +112,19 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
                   "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s", uid.c_str());
         uid.clear();
     }
-    bool is_unread = are_unread_items(set, fragments);
-    bool is_compressed = !is_native(uid) && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
-    if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE &&
-        (fragments != nullptr || is_compressed)) {
-        *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
-                 ", which is only written as explicit VR little endian";
+    bool is_unread = are_unread_items(set, fragments), names_native = is_native(uid);
+    if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE) {
+        bool is_compressed = !names_native && find_in_chain(set.tree, 0x7FE0, 0x0010) != nullptr;
         if (is_unread && !is_compressed)
             *error = "it has a UN with items whose bytes are no attributes, which is only written as explicit VR little "
                      "endian";
-        return false;
+        else if (fragments != nullptr || is_compressed)
+            *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
+                     ", which is only written as explicit VR little endian";
+        if (!error->empty())
+            return false;
     }
-    bool keeps_uid = encoding->mode == MODE_EXPLICIT_LITTLE && !is_native(uid) &&
+    bool keeps_uid = encoding->mode == MODE_EXPLICIT_LITTLE && !names_native &&
                      (came_as == encoding->mode || fragments != nullptr);
     encoding->uid = keeps_uid ? uid : std::string(native_uid(encoding->mode));
     if (is_unread)
@@ -182,12 +194,39 @@ static bool has_value(DICOM_List *head, unsigned short element)
     return node != nullptr && node->data != nullptr;
 }
 
+// Whether an element of the head is what it would be made anew, which is so in most heads that were written by this
+// system. Each making of an element takes as long as the writing of twenty.
+//   text  that its cleaning leaves as it is
+static bool is_in_head(DICOM_List *head, unsigned short element, unsigned short vr, const std::string &text)
+{
+    DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
+    if (node == nullptr || node->vr_explicit != vr || node->item != nullptr || node->data == nullptr ||
+        find_in_chain(node->next, GROUP_FILE_META, element) != nullptr)
+        return false;
+    size_t size = text.size() + text.size() % 2;
+    return node->size == static_cast<int>(size) && memcmp(node->data, text.data(), text.size()) == 0 &&
+           (size == text.size() || node->data[size - 1] == padding_of(node));
+}
+
 static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, const std::string &text)
 {
+    if (is_in_head(*head, element, vr, text))
+        return true;
     DICOM_Root root = {};
     drop_from_head(head, element);
     DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, element, vr, 1, text.c_str());
     return has_value(*head, element);
+}
+
+static bool set_version_in_head(DICOM_List **head)
+{
+    static const unsigned short ELEMENT_VERSION = 0x0001;
+    if (is_in_head(*head, ELEMENT_VERSION, VR_OB, std::string("\0\1", 2)))
+        return true;
+    DICOM_Root root = {};
+    drop_from_head(head, ELEMENT_VERSION);
+    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, ELEMENT_VERSION, VR_OB, 2, 0, 1);
+    return has_value(*head, ELEMENT_VERSION);
 }
 
 // Group 0002 of a sorted tree as a chain of its own for as long as this lives; what follows it in the tree is what it was.
@@ -264,9 +303,8 @@ static bool make_head(const Saving *saving, DICOM_List **head)
     for (DICOM_List *node = *head; node != nullptr; node = node->next)
         if (!prepare_head_value(*saving, node))
             return false;
-    DICOM_Root root = {};
-    drop_from_head(head, 0x0001);
-    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, 0x0001, VR_OB, 2, 0, 1);
+    if (!set_version_in_head(head))
+        return false;
     for (const auto &row : copied) {
         const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0008, row.from);
         int size = 0;
@@ -275,7 +313,7 @@ static bool make_head(const Saving *saving, DICOM_List **head)
         if (is_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
             return false;
     }
-    return has_value(*head, 0x0001) && set_in_head(head, 0x0010, VR_UI, saving->encoding.uid) &&
+    return set_in_head(head, 0x0010, VR_UI, saving->encoding.uid) &&
            set_in_head(head, 0x0012, VR_UI, std::string(Velmora_UID) + ".1") &&
            set_in_head(head, 0x0013, VR_SH, IMPLEMENTATION_VERSION);
 }
@@ -421,14 +459,54 @@ static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last, boo
     return has_mark ? write_in_pieces(saving, first, last->next) : write_whole(saving, first, last);
 }
 
+// Nodes from one up to another, of any groups, that are all the library's to write, with no group lengths: some at a
+// time, since a block that is filled and passed on should not leave the processor's cache.
+static bool write_run(Saving *saving, DICOM_List *first, DICOM_List *end)
+{
+    static const int MOST_NODES = 256;
+    while (first != end) {
+        DICOM_List *last = first;
+        for (int n = 1; n < MOST_NODES && last->next != end; n++)
+            last = last->next;
+        DICOM_List *next = last->next;
+        char *block = nullptr;
+        last->next = nullptr;
+        int size = DICOM_List2Stream(nullptr, static_cast<char>(saving->encoding.mode), first, &block);
+        last->next = next;
+        if (size > 0)
+            put(saving->target, block, static_cast<size_t>(size));
+        DICOM_Lib_Free(&block);
+        if (size <= 0)
+            return write_in_pieces(saving, first, next);   // which fails as well, and says why
+        first = next;
+    }
+    return true;
+}
+
+// Whether groups that follow each other can be written as one run, with nothing between them.
+static bool can_be_in_run(const Saving *saving, const DICOM_List *first, bool has_mark)
+{
+    const Save_Options &options = *saving->options;
+    return !has_mark && !options.group_lengths && !options.standard_groups_only && first->group > 0x0004;
+}
+
 static bool write_groups(Saving *saving)
 {
+    DICOM_List *run = nullptr;   // where one begins that reaches up to first
     for (DICOM_List *first = saving->set->tree; first != nullptr && saving->target->failure == 0;) {
         DICOM_List *last = first, *next = first->next;
         bool has_mark = (first->flag & FLAG_USED) != 0;
         for (; next != nullptr && next->group == first->group; last = next, next = next->next)
             has_mark |= (next->flag & FLAG_USED) != 0;
-        if (first->group != GROUP_FILE_META && !write_group(saving, first, last, has_mark))
+        bool is_in_run = can_be_in_run(saving, first, has_mark);
+        if (is_in_run && run == nullptr)
+            run = first;
+        if (run != nullptr && (!is_in_run || next == nullptr)) {
+            if (!write_run(saving, run, is_in_run ? nullptr : first))
+                return false;
+            run = nullptr;
+        }
+        if (!is_in_run && first->group != GROUP_FILE_META && !write_group(saving, first, last, has_mark))
             return false;
         first = next;
     }
@@ -466,7 +544,6 @@ static bool save(Data_Set *set, const char *path, std::string *bytes, const Save
     Saving saving = {set, &options, {}, nullptr, {}, {}};
     error->clear();
     try {
-        make_editable(set);
         unsigned char mode = mode_asked_for(*set, options);
         Prepared prepared = prepare_tree(set, options, mode);
         if (!choose_encoding(*set, prepared.fragments, options, &saving.encoding, error))

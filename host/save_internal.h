@@ -34,6 +34,13 @@ inline const VR_Form &vr_form(unsigned short vr)
     return vr_forms[row_by_letters(form_index, vr, OTHER_FORM)];
 }
 
+// Whether the library's writers write values of this VR as they are, in little-endian order.
+extern const Letter_Index plain_vrs;   // 1 for those
+inline bool is_plain_vr(unsigned short vr)
+{
+    return row_by_letters(plain_vrs, vr, 0) != 0;
+}
+
 // The VR that a value has, whatever it is written as: the stream's own, or the one by definition; UN for a guess.
 unsigned short true_vr(const DICOM_List *node);
 
@@ -74,6 +81,39 @@ std::string code_strings(const std::string &text);
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element);
 // The same in a sorted chain: the look ends where it would stand.
 DICOM_List *find_in_sorted_chain(DICOM_List *list, unsigned short group, unsigned short element);
+
+// Brings a value into little-endian order.
+void turn_value(DICOM_List *node);
+
+// ---- the steps of make_editable (editable.cpp) ----------------------------------------
+
+// What a chain and those around it say about pixels: looked for when the first VR depends on it, which in most data sets
+// none does.
+struct Pixels {
+    DICOM_List **chain;
+    Pixels *around;       // null at the top level
+    bool is_known;
+    int bits_allocated;   // 0: not said
+    bool is_signed;
+};
+
+inline Pixels pixels_of(DICOM_List **chain, Pixels *around)
+{
+    return {chain, around, false, 0, false};
+}
+
+// An item without attributes keeps its item node. To be asked before the nodes of an item are edited.
+void keep_lone_item(DICOM_List *item);
+
+// Makes one node editable, but for its items. False: it is no part of an editable tree, and has been taken out.
+bool edit_node(const Data_Set &set, DICOM_List **link, Pixels *pixels);
+
+// Of a chain that has lost nodes: where it ends is not known any more.
+inline void forget_end(DICOM_List *list)
+{
+    if (list != nullptr && list->last != nullptr)
+        list->last = nullptr;
+}
 
 // ---- pieces of a stream (pieces.cpp) --------------------------------------------------
 
