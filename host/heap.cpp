@@ -31,9 +31,22 @@ void tune_heap()
     mallopt(M_TOP_PAD, AT_A_TIME);
 }
 
+void use_huge_pages(char *block, size_t bytes)
+{
+    if (bytes <= LARGEST_ON_HEAP)
+        return;
+    uintptr_t page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    size_t skipped = (page - reinterpret_cast<uintptr_t>(block) % page) % page;
+    madvise(block + skipped, bytes - skipped, MADV_HUGEPAGE);
+}
+
 #else
 
 void tune_heap()
+{
+}
+
+void use_huge_pages(char *, size_t)
 {
 }
 

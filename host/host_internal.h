@@ -184,6 +184,9 @@ char *make_heap_source(Source *source, int size);
 
 // ---- nodes ----------------------------------------------------------------------------
 
+// Huge pages, where the system has them, for a large block that is about to be filled.
+void use_huge_pages(char *block, size_t bytes);
+
 // What a node has to be in the tree, where it had to look different for the nesting to come out right. Its number,
 // counted from 1, stands in the node's stream_word until then.
 struct Restored {

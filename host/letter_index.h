@@ -8,10 +8,15 @@
 namespace velmora_host
 {
 
-// Where the row of each pair of capital letters stands.
+// Where the row of each pair of capital letters stands, at the lower five bits of both.
 struct Letter_Index {
-    unsigned char of[26 * 26];   // the row, from 0, at 26 times the first letter and the second, both from 0
+    unsigned char of[32 * 32];   // the row, from 0
 };
+
+constexpr size_t place_by_letters(unsigned short vr)
+{
+    return static_cast<size_t>((vr >> 3 & 0x3E0) | (vr & 0x1F));
+}
 
 // Of a table of at most 256 rows, each with its VR in the field vr.
 //   otherwise  the row for all VRs that the table has not
@@ -23,15 +28,15 @@ constexpr Letter_Index index_by_letters(const Row (&rows)[ROWS], size_t otherwis
     for (unsigned char &each : index.of)
         each = static_cast<unsigned char>(otherwise);
     for (size_t i = 0; i < ROWS; i++)
-        index.of[((rows[i].vr >> 8) - 'A') * 26 + (rows[i].vr & 0xFF) - 'A'] = static_cast<unsigned char>(i);
+        index.of[place_by_letters(rows[i].vr)] = static_cast<unsigned char>(i);
     return index;
 }
 
 //   otherwise  the same as above, for what is not two letters
 inline size_t row_by_letters(const Letter_Index &index, unsigned short vr, size_t otherwise)
 {
-    unsigned int first = static_cast<unsigned int>(vr >> 8) - 'A', second = static_cast<unsigned int>(vr & 0xFF) - 'A';
-    return first < 26 && second < 26 ? index.of[first * 26 + second] : otherwise;
+    bool may_be_letters = (vr & 0xE0E0) == 0x4040;   // or one of the six characters around them, which have no row
+    return may_be_letters ? index.of[place_by_letters(vr)] : otherwise;
 }
 
 }   // namespace velmora_host

@@ -58,6 +58,8 @@ static bool is_hosts_sequence(const DICOM_List *node)
 
 static unsigned char mode_in_items(const DICOM_List *node, unsigned char mode)
 {
+    if (node->vr_explicit == VR_SQ)
+        return mode;
     bool is_unknown = is_explicit(mode) && true_vr(node) == VR_UN;
     return is_unknown ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
 }
@@ -113,6 +115,7 @@ struct Preparing {
     Building building;
     unsigned short odd_flags, odd_groups;   // bits that tell a node to be looked at closely
     unsigned int odd_sizes;
+    bool has_opaque;
     Prepared found;
     bool has_gap;       // there is work for close_gaps
     bool is_unsorted;
@@ -121,7 +124,7 @@ struct Preparing {
 static Preparing preparing_of(Data_Set *set, const Save_Options &options)
 {
     Preparing preparing = {{set, &options, 0, nullptr, {}}, FLAG_INVALID | FLAG_GUESSED_VR | FLAG_USED, 0, 0,
-                           {nullptr, false}, false, false};
+                           !set->opaque.empty(), {nullptr, false, false}, false, false};
     preparing.odd_sizes = ~static_cast<unsigned int>(MOST_IN_SHORT_FORM);
     if (!options.keep_private) {
         preparing.odd_flags |= FLAG_PRIVATE;
@@ -133,15 +136,21 @@ static Preparing preparing_of(Data_Set *set, const Save_Options &options)
 }
 
 // Most attributes are ready as they are: they stay, are editable, and are the library's to write. These few questions
-// tell; the steps below have their own answer to each.
-static inline bool is_plainly_ready(const Preparing &preparing, const DICOM_List *node, bool is_edited)
+// tell; the steps below have their own answer to each. First what tells it of attributes with items and without, if
+// their VR is a plain one;
+static inline bool is_plain_node(const Preparing &preparing, const DICOM_List *node)
 {
-    static const unsigned short FIRST_GROUP = 0x0005, END_OF_GROUPS = 0x7FE0;   // others may be of directories or pixels
-    unsigned short vr = is_edited ? working_vr(node) : node->vr_explicit;
-    return (node->flag & preparing.odd_flags) == 0 && node->group >= FIRST_GROUP && node->group < END_OF_GROUPS &&
-           (node->group & preparing.odd_groups) == 0 && node->element != 0 && is_plain_vr(vr) &&
-           (static_cast<unsigned int>(node->size) & preparing.odd_sizes) == 0 &&
-           (node->data != nullptr || node->size == 0) && node->item == nullptr && !is_big_endian(node->syntax);
+    static const unsigned short GROUP_DIRECTORY = 0x0004, END_OF_GROUPS = 0x7FE0;   // behind it are pixels
+    return (node->flag & preparing.odd_flags) == 0 && node->group != GROUP_DIRECTORY && node->group < END_OF_GROUPS &&
+           (node->group & preparing.odd_groups) == 0 && node->element != 0 && !is_big_endian(node->syntax);
+}
+
+// then whether a value is one to write as it is.
+//   vr  as the tree tells it: the one by definition only if the tree is editable
+static inline bool is_plain_value(const Preparing &preparing, const DICOM_List *node, unsigned short vr)
+{
+    return is_plain_vr(vr) && (static_cast<unsigned int>(node->size) & preparing.odd_sizes) == 0 &&
+           (node->data != nullptr || node->size == 0);
 }
 
 static bool is_unwanted(const Save_Options &options, const DICOM_List *node)
@@ -160,26 +169,26 @@ static void drop(DICOM_List **list, DICOM_List **link)
 
 static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode, Pixels *pixels);
 
-static bool prepare_item(Preparing *preparing, DICOM_List **item, unsigned char mode, Pixels *around)
-{
-    if (around == nullptr)
-        return prepare_chain(preparing, item, true, mode, nullptr);
-    Pixels pixels = pixels_of(item, around);
-    keep_lone_item(*item);
-    return prepare_chain(preparing, item, true, mode, &pixels);
-}
-
 // Returns whether the items hold what is the host's to write.
-static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char mode, Pixels *pixels)
+static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char mode, Pixels *around)
 {
     bool has_mark = false;
     unsigned char inside = node->nb_item > 0 ? mode_in_items(node, mode) : mode;
     for (int i = 0; i < node->nb_item; i++) {
-        if (node->item[i] == nullptr)   // what is behind it is not editable, but not to be written either
-            pixels = nullptr;
-        has_mark |= prepare_item(preparing, &node->item[i], inside, pixels);
-        preparing->has_gap |= node->item[i] == nullptr;
-        has_mark |= node->item[i] != nullptr && is_empty_item(node->item[i]);
+        DICOM_List **item = &node->item[i];
+        if (*item == nullptr)   // what is behind it is not editable, but not to be written either
+            around = nullptr;
+        if (around != nullptr) {
+            Pixels pixels = pixels_of(item, around);
+            keep_lone_item(*item);
+            has_mark |= prepare_chain(preparing, item, true, inside, &pixels);
+        } else {
+            has_mark |= prepare_chain(preparing, item, true, inside, nullptr);
+        }
+        if (*item == nullptr)
+            preparing->has_gap = true;
+        else
+            has_mark |= is_empty_item(*item);
     }
     if (preparing->found.fragments == nullptr && is_encapsulated(node))
         preparing->found.fragments = node;
@@ -187,46 +196,52 @@ static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char 
     return has_mark;
 }
 
+// Takes a node out, or makes it ready. Returns whether it is the host's to write.
+static bool prepare_node(Preparing *preparing, DICOM_List *node, unsigned char mode, Pixels *pixels)
+{
+    if (node->item == nullptr)
+        return is_hosts_value(&preparing->building, node, mode);
+    return prepare_items(preparing, node, mode, node->group != GROUP_ITEM ? pixels : nullptr) || is_hosts_sequence(node);
+}
+
 // At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.
 //   is_item  the chain is that of an item, where marks of empty items are not to stand beside attributes
 //   pixels   of this chain, which has to be made editable; null: it is
 static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item, unsigned char mode, Pixels *pixels)
 {
-    bool has_mark = false, has_item_mark = false;
-    bool needs_close_look = is_big_endian(mode) || !preparing->building.set->opaque.empty();
+    bool has_mark = false, has_item_mark = false, may_be_plain = !preparing->has_opaque && !is_big_endian(mode);
+    bool is_unsorted = false;
     unsigned int last_tag = 0;
     for (DICOM_List **link = list; *link != nullptr;) {
         DICOM_List *node = *link;
         fetch_ahead(node);
+        bool is_plain = may_be_plain && is_plain_node(*preparing, node), is_hosts = false;
+        unsigned short vr = pixels == nullptr ? working_vr(node) : node->vr_explicit;
+        if (is_plain && vr == VR_SQ && node->item != nullptr) {
+            is_hosts = prepare_items(preparing, node, mode, pixels);
+            mark(node, is_hosts);
+        } else if (!is_plain || node->item != nullptr || !is_plain_value(*preparing, node, vr)) {
+            if (pixels != nullptr && !edit_node(*preparing->building.set, link, pixels))
+                continue;
+            if (is_unwanted(*preparing->building.options, node)) {
+                drop(list, link);
+                continue;
+            }
+            is_hosts = prepare_node(preparing, node, mode, pixels);
+            has_item_mark |= is_item_mark(node);
+            mark(node, is_hosts);
+        }
         unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
-        if (!needs_close_look && is_plainly_ready(*preparing, node, pixels == nullptr)) {
-            preparing->is_unsorted |= tag < last_tag;
-            last_tag = tag;
-            link = &node->next;
-            continue;
-        }
-        if (pixels != nullptr && !edit_node(*preparing->building.set, link, pixels))
-            continue;
-        if (is_unwanted(*preparing->building.options, node)) {
-            drop(list, link);
-            continue;
-        }
-        preparing->is_unsorted |= tag < last_tag;
+        is_unsorted |= tag < last_tag;
         last_tag = tag;
-        has_item_mark |= is_item_mark(node);
-        bool is_hosts = false;
-        if (node->item != nullptr)
-            is_hosts = prepare_items(preparing, node, mode, node->group != GROUP_ITEM ? pixels : nullptr) ||
-                       is_hosts_sequence(node);
-        else
-            is_hosts = is_hosts_value(&preparing->building, node, mode);
-        mark(node, is_hosts);
         has_mark |= is_hosts;
         link = &node->next;
     }
+    preparing->is_unsorted |= is_unsorted;
     if (pixels != nullptr)
         forget_end(*list);
-    preparing->has_gap |= is_item && has_item_mark && (*list)->next != nullptr;
+    if (has_item_mark)
+        preparing->has_gap |= is_item && (*list)->next != nullptr;
     return has_mark;
 }
 
@@ -246,7 +261,8 @@ Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char 
 {
     Preparing preparing = preparing_of(set, options);
     Pixels pixels = pixels_of(&set->tree, nullptr);
-    prepare_chain(&preparing, &set->tree, false, mode, set->is_editable ? nullptr : &pixels);
+    Pixels *to_be_edited = set->is_editable ? nullptr : &pixels;
+    preparing.found.has_mark = prepare_chain(&preparing, &set->tree, false, mode, to_be_edited);
     set->is_editable = true;
     if (!preparing.has_gap && !preparing.is_unsorted)
         return preparing.found;
@@ -256,7 +272,7 @@ Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char 
     DICOM_Root root = {};
     if (preparing.is_unsorted)
         DICOM_Attribute_Sort(nullptr, &root, &set->tree);
-    mark_for_host(&preparing.building, set->tree, mode);
+    preparing.found.has_mark = mark_for_host(&preparing.building, set->tree, mode);
     preparing.found.fragments = find_fragments(set->tree);
     return preparing.found;
 }

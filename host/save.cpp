@@ -146,6 +146,7 @@ struct Saving {
     const Save_Options *options;
     Target_Encoding encoding;
     Target *target;
+    bool has_mark;   // some node is the host's to write
     std::vector<unsigned short> dropped;   // groups
     std::string error;
 };
@@ -276,14 +277,17 @@ struct Taken_Head {
 static bool prepare_head_value(const Saving &saving, DICOM_List *node)
 {
     static const int MOST_IN_SHORT_FORM = 65534;   // with an even length
+    if (node->data != nullptr && node->size % 2 == 0 && node->size <= MOST_IN_SHORT_FORM && node->item == nullptr &&
+        is_plain_vr(node->vr_explicit))
+        return true;   // as most are
     if (!fetch_value(*saving.set, node))
         return false;
     if (node->item != nullptr)
         return true;
     const VR_Form &form = vr_form(true_vr(node));
-    char padding = padding_of(node);
     int size = 0;
     bool is_no_sequence = form.vr == VR_SQ && value_of(*saving.set, node, &size) != nullptr;   // bytes that are no items
+    char padding = padding_of(node);
     if (is_no_sequence || form.is_later || (!form.is_long && node->size > MOST_IN_SHORT_FORM))
         node->vr_explicit = VR_UN;
     bool is_padded = saving.options->even_lengths && node->data != nullptr && node->size % 2 != 0;
@@ -376,7 +380,7 @@ static unsigned int write_selected(const Saving *saving, DICOM_List *chain, char
     return size > 0 ? size : DICOM_Write_Buffer_C(nullptr, mode, chain, block, nullptr);
 }
 
-static const unsigned short GROUP_IMAGE = 0x7FE0;
+static const unsigned short GROUP_DIRECTORY = 0x0004, GROUP_IMAGE = 0x7FE0;
 
 // Whether a group is one of those that the writers select, the place of the image among them.
 static bool is_selected(const Saving *saving, unsigned short group)
@@ -454,7 +458,7 @@ static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last, boo
         saving->dropped.push_back(first->group);
         return true;
     }
-    if (first->group == 0x0004 && is_media_directory(*saving->set) && !place_records(saving, first))
+    if (first->group == GROUP_DIRECTORY && is_media_directory(*saving->set) && !place_records(saving, first))
         return false;
     return has_mark ? write_in_pieces(saving, first, last->next) : write_whole(saving, first, last);
 }
@@ -484,21 +488,24 @@ static bool write_run(Saving *saving, DICOM_List *first, DICOM_List *end)
 }
 
 // Whether groups that follow each other can be written as one run, with nothing between them.
-static bool can_be_in_run(const Saving *saving, const DICOM_List *first, bool has_mark)
+static bool can_be_in_run(const Saving *saving, const DICOM_List *first)
 {
     const Save_Options &options = *saving->options;
-    return !has_mark && !options.group_lengths && !options.standard_groups_only && first->group > 0x0004;
+    return !options.group_lengths && !options.standard_groups_only && first->group > GROUP_DIRECTORY;
 }
 
 static bool write_groups(Saving *saving)
 {
     DICOM_List *run = nullptr;   // where one begins that reaches up to first
     for (DICOM_List *first = saving->set->tree; first != nullptr && saving->target->failure == 0;) {
+        bool is_in_run = can_be_in_run(saving, first);
+        if (is_in_run && !saving->has_mark)
+            return write_run(saving, first, nullptr);
         DICOM_List *last = first, *next = first->next;
         bool has_mark = (first->flag & FLAG_USED) != 0;
         for (; next != nullptr && next->group == first->group; last = next, next = next->next)
             has_mark |= (next->flag & FLAG_USED) != 0;
-        bool is_in_run = can_be_in_run(saving, first, has_mark);
+        is_in_run = is_in_run && !has_mark;
         if (is_in_run && run == nullptr)
             run = first;
         if (run != nullptr && (!is_in_run || next == nullptr)) {
@@ -541,20 +548,24 @@ static bool write_data_set(Saving *saving)
 
 static bool save(Data_Set *set, const char *path, std::string *bytes, const Save_Options &options, std::string *error)
 {
-    Saving saving = {set, &options, {}, nullptr, {}, {}};
+    Saving saving = {set, &options, {}, nullptr, true, {}, {}};
     error->clear();
     try {
         unsigned char mode = mode_asked_for(*set, options);
         Prepared prepared = prepare_tree(set, options, mode);
         if (!choose_encoding(*set, prepared.fragments, options, &saving.encoding, error))
             return false;
-        Building building = {set, &options, 0, nullptr, {}};
-        if (saving.encoding.mode != mode)   // of a media directory
-            mark_for_host(&building, set->tree, saving.encoding.mode);
+        saving.has_mark = prepared.has_mark;
+        if (saving.encoding.mode != mode) {   // of a media directory
+            Building building = {set, &options, 0, nullptr, {}};
+            saving.has_mark = mark_for_host(&building, set->tree, saving.encoding.mode);
+        }
         Target target;
         target.memory = bytes;
-        if (bytes != nullptr)   // about as many as were read: a large value need not move while its stream grows
+        if (bytes != nullptr) {   // about as many as were read: a large value need not move while its stream grows
             bytes->reserve(static_cast<size_t>(set->source.size) + static_cast<size_t>(set->source.size) / 8);
+            use_huge_pages(bytes->data(), bytes->capacity());
+        }
         if (bytes == nullptr && !open_target(path, options, &target, error))
             return false;
         saving.target = &target;

@@ -177,6 +177,7 @@ inline bool is_empty_item(const DICOM_List *item)
 struct Prepared {
     const DICOM_List *fragments;   // the first attribute that has some, or null
     bool has_lost_values;          // there is something for tell_of_lost_values
+    bool has_mark;                 // some node of the chain bears FLAG_USED
 };
 Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char mode);
 

@@ -49,7 +49,7 @@ constexpr Letter_Index index_of_plain_vrs()
     Letter_Index plain = index_by_letters(vr_forms, OTHER_FORM);
     for (unsigned char &each : plain.of)
         each = each != OTHER_FORM && !vr_forms[each].is_later && vr_forms[each].vr != VR_SQ;
-    plain.of[('U' - 'A') * 26 + 'N' - 'A'] = 1;
+    plain.of[place_by_letters(VR_UN)] = 1;
     return plain;
 }
 
@@ -172,11 +172,14 @@ bool fetch_value(const Data_Set &set, DICOM_List *node)
 
 std::string text_of(const DICOM_List *node)
 {
-    std::string text;
-    if (node != nullptr && node->data != nullptr && node->size > 0)
-        text.assign(node->data, static_cast<size_t>(node->size));
-    size_t last = text.find_last_not_of(std::string(" \0", 2)), first = text.find_first_not_of(' ');
-    return last == std::string::npos || first > last ? std::string() : text.substr(first, last + 1 - first);
+    if (node == nullptr || node->data == nullptr || node->size <= 0)
+        return std::string();
+    const char *first = node->data, *end = first + node->size;
+    while (end > first && (end[-1] == ' ' || end[-1] == '\0'))
+        end--;
+    while (first < end && *first == ' ')
+        first++;
+    return std::string(first, end);
 }
 
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element)
