@@ -1,5 +1,6 @@
 // Streams that fuzzing found: what stands in them is not lost, and stays where it belongs, on the way through a file.
 #include <gtest/gtest.h>
+#include <random>
 
 #include "tests/host_saved.h"
 
@@ -184,4 +185,48 @@ TEST(HostHostile, ReadsGroup0002InAnItemInTheOrderOfTheItem)
     EXPECT_EQ(save(stream, MODE_EXPLICIT_BIG, options).body, stream);
     options.mode = MODE_EXPLICIT_LITTLE;
     EXPECT_NE(save(stream, MODE_EXPLICIT_BIG, options).body.find("\4\3\2\1"), Bytes::npos);
+}
+
+// Saving makes a tree editable on its way, or finds it so: what comes of it is the same. Most of the streams are damaged.
+TEST(HostHostile, SavesAlikeWhetherTheTreeWasMadeEditableBefore)
+{
+    std::mt19937 random(7);
+    for (int syntax : {0, 8, 9}) {
+        auto number = [&](Tag tag, const char *vr, const Bytes &value) {
+            return element(tag, vr, in_order(value, 2, syntax), syntax);
+        };
+        const Bytes smallest = number({0x0028, 0x0106}, "US", Bytes("\xFE\xFF", 2)),
+                    is_signed = number({0x0028, 0x0103}, "US", Bytes("\1\0", 2)),
+                    inner = item({element(CLASS, "UI", "1.2.3.40", syntax), smallest}, BY_DELIMITER, syntax),
+                    stream = element({0x0008, 0x0000}, "UL", in_order(Bytes("\2\0\0\0", 4), 4, syntax), syntax) +
+                             element({0x0008, 0x0060}, "CS", "CT", syntax) +
+                             sequence(REFERENCES, BY_DELIMITER,
+                                      {inner, item({}, BY_LENGTH, syntax), item({is_signed, inner}, BY_LENGTH, syntax)},
+                                      syntax) +
+                             number({0x0028, 0x0100}, "US", Bytes("\x08\0", 2)) + is_signed + smallest +
+                             element(UNKNOWN, "UN", "\1\2\3\4", syntax) +
+                             nested(10, element(TEXT, "UT", "text", syntax), syntax) +
+                             element({0x7FE0, 0x0010}, "OW", "12345678", syntax);
+        for (int n = 0; n < 500; n++) {
+            Bytes damaged = stream;
+            for (int i = 0; i < n % 5; i++)
+                damaged[random() % damaged.size()] = static_cast<char>(random() % 3 == 0 ? 0 : random());
+            Loaded one(damaged, static_cast<unsigned char>(syntax)), two(damaged, static_cast<unsigned char>(syntax));
+            if (one.result != LOADED)
+                continue;
+            Save_Options options;
+            options.mode = n % 2 == 0 ? MODE_EXPLICIT_LITTLE : MODE_EXPLICIT_BIG;
+            options.keep_private = n % 3 != 0;
+            make_editable(&two.set);
+            std::string bytes, expected, error, expected_error;
+            Reports said;
+            bool done = save_to_memory(&one.set, options, &bytes, &error);
+            std::string warnings = said.warnings();
+            Reports said_again;
+            EXPECT_EQ(save_to_memory(&two.set, options, &expected, &expected_error), done);
+            EXPECT_TRUE(bytes == expected && error == expected_error) << syntax << ", stream " << n;
+            EXPECT_EQ(warnings, said_again.warnings());
+            EXPECT_EQ(one.tree(), two.tree());
+        }
+    }
 }
