@@ -11,7 +11,8 @@ namespace velmora_host
 
 // Nodes that were made one after the other mostly lie one after the other: the next ones can be on their way while this
 // one is looked at. The processor does not see that by itself where items end. It does no harm where something else
-// lies there, or nothing. A node lies on two lines of the cache.
+// lies there, or nothing. Four lines of the cache: the next node may be as far away as its values, arrays and the gaps
+// between them are long.
 inline void fetch_ahead(const DICOM_List *node)
 {
     uintptr_t ahead = reinterpret_cast<uintptr_t>(node) + 384;

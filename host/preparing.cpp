@@ -1,7 +1,7 @@
-// A tree made ready to be written in one encoding, and editable if it was not: what is not to be written taken out, gaps closed, tags in order, and
-// marked what is left to the host. The library's writers make the bytes of all that they can write as it is wanted;
-// theirs are not: values that stay in the source, VRs that the writers do not know, fragments, sequences of VR UN, empty
-// items, sequences below the ninth level, and all that holds such a thing.
+// A tree made ready to be written in one encoding, and editable if it was not: what is not to be written taken out, gaps
+// closed, tags in order, and marked what is left to the host. The library's writers make the bytes of all that they can
+// write as it is wanted; theirs are not: values that stay in the source, VRs that the writers do not know, fragments,
+// sequences of VR UN, empty items, sequences below the ninth level, and all that holds such a thing.
 #include "host/save_internal.h"
 
 namespace velmora_host
@@ -135,9 +135,8 @@ static Preparing preparing_of(Data_Set *set, const Save_Options &options)
     return preparing;
 }
 
-// Most attributes are ready as they are: they stay, are editable, and are the library's to write. These few questions
-// tell; the steps below have their own answer to each. First what tells it of attributes with items and without, if
-// their VR is a plain one;
+// Most attributes are ready as they are: they stay, are editable, and are the library's to write. A few questions tell;
+// the steps below have their own answer to each. First those that are asked of sequences and of values;
 static inline bool is_plain_node(const Preparing &preparing, const DICOM_List *node)
 {
     static const unsigned short GROUP_DIRECTORY = 0x0004, END_OF_GROUPS = 0x7FE0;   // behind it are pixels
@@ -145,7 +144,7 @@ static inline bool is_plain_node(const Preparing &preparing, const DICOM_List *n
            (node->group & preparing.odd_groups) == 0 && node->element != 0 && !is_big_endian(node->syntax);
 }
 
-// then whether a value is one to write as it is.
+// then those that are asked of values alone.
 //   vr  as the tree tells it: the one by definition only if the tree is editable
 static inline bool is_plain_value(const Preparing &preparing, const DICOM_List *node, unsigned short vr)
 {
@@ -196,7 +195,7 @@ static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char 
     return has_mark;
 }
 
-// Takes a node out, or makes it ready. Returns whether it is the host's to write.
+// Returns whether an attribute is the host's to write.
 static bool prepare_node(Preparing *preparing, DICOM_List *node, unsigned char mode, Pixels *pixels)
 {
     if (node->item == nullptr)

@@ -11,7 +11,6 @@ namespace velmora_host
 
 static const char IMPLICIT_LITTLE_UID[] = "1.2.840.10008.1.2", EXPLICIT_LITTLE_UID[] = "1.2.840.10008.1.2.1",
                   EXPLICIT_BIG_UID[] = "1.2.840.10008.1.2.2";
-static const char IMPLEMENTATION_VERSION[] = "VELMORA_" VELMORA_VERSION;
 
 // ---- the encoding ---------------------------------------------------------------------
 
@@ -49,20 +48,6 @@ static std::string uid_of_input(const Data_Set &set)
         if (set.transfer_syntax == row[0])
             return row[1];
     return set.transfer_syntax;
-}
-
-static bool is_uid(const std::string &text)
-{
-    if (text.empty() || text.size() > 64 || text.front() == '.' || text.back() == '.')
-        return false;
-    char before = '\0';
-    for (char c : text) {
-        bool is_digit = c >= '0' && c <= '9';
-        if (!is_digit && (c != '.' || before == '.'))
-            return false;
-        before = c;
-    }
-    return true;
 }
 
 // A media directory has one encoding (DICOM PS3.10, 8.6), and is nothing without its records.
@@ -107,7 +92,7 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
             return false;
     }
     std::string uid = uid_of_input(set);
-    if (!uid.empty() && !is_uid(uid)) {
+    if (!uid.empty() && !looks_like_uid(uid)) {
         Error_Fct(nullptr, Flag_Error_Warning,
                   "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s", uid.c_str());
         uid.clear();
@@ -158,8 +143,6 @@ static bool fail(Saving *saving, const std::string &error)
     return false;
 }
 
-static const char NO_MEMORY[] = "not enough memory to write it";
-
 // ---- the library's settings -----------------------------------------------------------
 
 struct Writer_Settings {
@@ -180,188 +163,6 @@ struct Writer_Settings {
 
     char elements, lengths, propriatery;
 };
-
-// ---- the head -------------------------------------------------------------------------
-
-static void drop_from_head(DICOM_List **head, unsigned short element)
-{
-    DICOM_Root root = {};
-    DICOM_Attribute_Delete(nullptr, &root, head, static_cast<unsigned short>(GROUP_FILE_META), element);
-}
-
-static bool has_value(DICOM_List *head, unsigned short element)
-{
-    const DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
-    return node != nullptr && node->data != nullptr;
-}
-
-// Whether an element of the head is what it would be made anew, which is so in most heads that were written by this
-// system. Each making of an element takes as long as the writing of twenty.
-//   text  that its cleaning leaves as it is
-static bool is_in_head(DICOM_List *head, unsigned short element, unsigned short vr, const std::string &text)
-{
-    DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
-    if (node == nullptr || node->vr_explicit != vr || node->item != nullptr || node->data == nullptr ||
-        find_in_chain(node->next, GROUP_FILE_META, element) != nullptr)
-        return false;
-    size_t size = text.size() + text.size() % 2;
-    return node->size == static_cast<int>(size) && memcmp(node->data, text.data(), text.size()) == 0 &&
-           (size == text.size() || node->data[size - 1] == padding_of(node));
-}
-
-static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, const std::string &text)
-{
-    if (is_in_head(*head, element, vr, text))
-        return true;
-    DICOM_Root root = {};
-    drop_from_head(head, element);
-    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, element, vr, 1, text.c_str());
-    return has_value(*head, element);
-}
-
-static bool set_version_in_head(DICOM_List **head)
-{
-    static const unsigned short ELEMENT_VERSION = 0x0001;
-    if (is_in_head(*head, ELEMENT_VERSION, VR_OB, std::string("\0\1", 2)))
-        return true;
-    DICOM_Root root = {};
-    drop_from_head(head, ELEMENT_VERSION);
-    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, ELEMENT_VERSION, VR_OB, 2, 0, 1);
-    return has_value(*head, ELEMENT_VERSION);
-}
-
-// Group 0002 of a sorted tree as a chain of its own for as long as this lives; what follows it in the tree is what it was.
-struct Taken_Head {
-    explicit Taken_Head(DICOM_List **from) : tree(from)
-    {
-        DICOM_List **end = &head;
-        for (DICOM_List **link = tree; *link != nullptr && (*link)->group <= GROUP_FILE_META;) {
-            DICOM_List *node = *link;
-            if (node->group != GROUP_FILE_META) {
-                link = &node->next;
-                continue;
-            }
-            *link = node->next;
-            node->next = nullptr;
-            *end = node;
-            end = &node->next;
-        }
-        forget_ends();
-    }
-    ~Taken_Head()
-    {
-        DICOM_List **link = tree;
-        while (*link != nullptr && (*link)->group < GROUP_FILE_META)
-            link = &(*link)->next;
-        DICOM_List *behind = *link;
-        *link = head;
-        while (*link != nullptr)
-            link = &(*link)->next;
-        *link = behind;
-        forget_ends();
-    }
-    Taken_Head(const Taken_Head &) = delete;
-
-    void forget_ends()
-    {
-        if (*tree != nullptr)
-            (*tree)->last = nullptr;
-        if (head != nullptr)
-            head->last = nullptr;
-    }
-
-    DICOM_List **tree, *head = nullptr;
-};
-
-// A value of the head as the library's writer can write it.
-static bool prepare_head_value(const Saving &saving, DICOM_List *node)
-{
-    static const int MOST_IN_SHORT_FORM = 65534;   // with an even length
-    if (node->data != nullptr && node->size % 2 == 0 && node->size <= MOST_IN_SHORT_FORM && node->item == nullptr &&
-        is_plain_vr(node->vr_explicit))
-        return true;   // as most are
-    if (!fetch_value(*saving.set, node))
-        return false;
-    if (node->item != nullptr)
-        return true;
-    const VR_Form &form = vr_form(true_vr(node));
-    int size = 0;
-    bool is_no_sequence = form.vr == VR_SQ && value_of(*saving.set, node, &size) != nullptr;   // bytes that are no items
-    char padding = padding_of(node);
-    if (is_no_sequence || form.is_later || (!form.is_long && node->size > MOST_IN_SHORT_FORM))
-        node->vr_explicit = VR_UN;
-    bool is_padded = saving.options->even_lengths && node->data != nullptr && node->size % 2 != 0;
-    return !is_padded || set_value(node, std::string(node->data, static_cast<size_t>(node->size)) + padding);
-}
-
-// The head says what is in the file (DICOM PS3.10, 7.1); what else it said stays.
-static bool make_head(const Saving *saving, DICOM_List **head)
-{
-    static const struct {
-        unsigned short from, to;
-    } copied[] = {
-        {0x0016, 0x0002},
-        {0x0018, 0x0003},
-    };
-    const Data_Set &set = *saving->set;
-    for (DICOM_List *node = *head; node != nullptr; node = node->next)
-        if (!prepare_head_value(*saving, node))
-            return false;
-    if (!set_version_in_head(head))
-        return false;
-    for (const auto &row : copied) {
-        const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0008, row.from);
-        int size = 0;
-        const char *bytes = node != nullptr ? value_of(set, node, &size) : nullptr;   // which may be left in the source
-        std::string uid = bytes != nullptr ? without_padding(bytes, size) : "";
-        if (is_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
-            return false;
-    }
-    return set_in_head(head, 0x0010, VR_UI, saving->encoding.uid) &&
-           set_in_head(head, 0x0012, VR_UI, std::string(Velmora_UID) + ".1") &&
-           set_in_head(head, 0x0013, VR_SH, IMPLEMENTATION_VERSION);
-}
-
-// A head as the library's writer makes it.
-static bool write_usual_head(Saving *saving, DICOM_List *head)
-{
-    char *block = nullptr;
-    unsigned int size = DICOM_Write_Part10(nullptr, static_cast<char>(MODE_EXPLICIT_LITTLE), head, &block);
-    if (size > 0)
-        put(saving->target, block, size);
-    DICOM_Lib_Free(&block);
-    return size > 0;
-}
-
-// A head with sequences, which the standard knows nothing of: their items are the host's to write.
-static bool write_odd_head(Saving *saving, DICOM_List *head)
-{
-    static const unsigned char mode = MODE_EXPLICIT_LITTLE;
-    Building building = {saving->set, saving->options, 0, nullptr, {}};
-    Pieces start, elements;
-    mark_for_host(&building, head, mode);
-    if (!append_chain(&building, head, nullptr, mode, &elements))
-        return fail(saving, building.error);
-    append_text(&start, std::string(128, '\0').append("DICM").data(), 132);
-    append_header(&start, mode, GROUP_FILE_META, 0x0000, VR_UL, 4);
-    Length_Place value = {start.list.size() - 1, start.list.back().text.size()};
-    append_text(&start, "\0\0\0\0", 4);
-    set_length(&start, value, mode, static_cast<unsigned int>(elements.size));
-    std::string error;
-    return (put_pieces(saving->target, saving->set->source, start, mode, &error) &&
-            put_pieces(saving->target, saving->set->source, elements, mode, &error)) ||
-           fail(saving, error);
-}
-
-static bool write_head(Saving *saving)
-{
-    Taken_Head taken(&saving->set->tree);
-    bool has_items = false, done = make_head(saving, &taken.head);
-    for (const DICOM_List *node = taken.head; node != nullptr; node = node->next)
-        has_items |= node->item != nullptr;
-    done = done && (has_items ? write_odd_head(saving, taken.head) : write_usual_head(saving, taken.head));
-    return done || fail(saving, NO_MEMORY);
-}
 
 // ---- groups ---------------------------------------------------------------------------
 
@@ -480,8 +281,8 @@ static bool write_run(Saving *saving, DICOM_List *first, DICOM_List *end)
         if (size > 0)
             put(saving->target, block, static_cast<size_t>(size));
         DICOM_Lib_Free(&block);
-        if (size <= 0)
-            return write_in_pieces(saving, first, next);   // which fails as well, and says why
+        if (size <= 0 && !write_in_pieces(saving, first, next))   // which says why, if it fails as well
+            return false;
         first = next;
     }
     return true;
@@ -538,7 +339,8 @@ static void report_dropped(const Saving &saving)
 static bool write_data_set(Saving *saving)
 {
     Writer_Settings settings(*saving->options);
-    if (!write_head(saving) || !write_groups(saving))
+    if (!write_head(saving->set, *saving->options, saving->encoding.uid, saving->target, &saving->error) ||
+        !write_groups(saving))
         return false;
     if (missing_from(saving->set->source) >= 0 || saving->target->failure == EFAULT)
         return fail(saving, "is not written: the file that is read became shorter");

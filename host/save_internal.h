@@ -234,6 +234,18 @@ bool finish_target(Target *target, const Save_Options &options, std::string *err
 // False with an error: the source cannot be read any more.
 bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsigned char mode, std::string *error);
 
+// ---- the head (save_head.cpp) ---------------------------------------------------------
+
+inline constexpr char NO_MEMORY[] = "not enough memory to write it";
+
+// Whether a text can stand as a UID in a head, be its components right or not.
+bool looks_like_uid(const std::string &text);
+
+// Brings group 0002 of a sorted tree in line with the file, and writes it.
+// False with an error.
+bool write_head(Data_Set *set, const Save_Options &options, const std::string &transfer_syntax, Target *target,
+                std::string *error);
+
 // ---- media directories (media_directory.cpp) ------------------------------------------
 
 // Whether a data set, sorted, is a media directory with offsets into itself (DICOM PS3.3, F.3).
