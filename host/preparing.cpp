@@ -1,7 +1,7 @@
-// A tree made ready to be written in one encoding, and editable if it was not: what is not to be written taken out, gaps
-// closed, tags in order, and marked what is left to the host. The library's writers make the bytes of all that they can
-// write as it is wanted; theirs are not: values that stay in the source, VRs that the writers do not know, fragments,
-// sequences of VR UN, empty items, sequences below the ninth level, and all that holds such a thing.
+// A tree made ready to be written in one encoding, and editable if it was not: what is not to be written taken out,
+// gaps closed, tags in order, and marked what is left to the host. The library's writers make the bytes of all that they
+// can write as it is wanted; theirs are not: values that stay in the source, VRs that the writers do not know,
+// fragments, sequences of VR UN, empty items, sequences below the ninth level, and all that holds such a thing.
 #include "host/save_internal.h"
 
 namespace velmora_host
@@ -200,7 +200,8 @@ static bool prepare_node(Preparing *preparing, DICOM_List *node, unsigned char m
 {
     if (node->item == nullptr)
         return is_hosts_value(&preparing->building, node, mode);
-    return prepare_items(preparing, node, mode, node->group != GROUP_ITEM ? pixels : nullptr) || is_hosts_sequence(node);
+    Pixels *around = node->group != GROUP_ITEM ? pixels : nullptr;
+    return prepare_items(preparing, node, mode, around) || is_hosts_sequence(node);
 }
 
 // At most nine levels deep, as the tree is. All in one walk, since a large tree is in no cache of the processor.

@@ -87,8 +87,8 @@ void turn_value(DICOM_List *node);
 
 // ---- the steps of make_editable (editable.cpp) ----------------------------------------
 
-// What a chain and those around it say about pixels: looked for when the first VR depends on it, which in most data sets
-// none does.
+// What a chain and those around it say about pixels: looked for when the first VR depends on it, which in most data
+// sets none does.
 struct Pixels {
     DICOM_List **chain;
     Pixels *around;       // null at the top level

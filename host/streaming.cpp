@@ -1,10 +1,10 @@
 // The pieces of a stream on their way out. Values that were left in the source are given by the library's image
 // callback, part by part, so that a file of any size needs the memory of one part.
 //
-// On the way to a file a large value of a mapped file does not go through its mapping: each of its pages would be a fault,
-// and count as memory of this process until the end. (Where all of it ends in memory, the copy from the mapping is the
-// only one.) What needs no turning goes from file to file inside the system; the rest is
-// read into a room of one part, and turned there. That is as fast as a plain copy, the wait for the disk included.
+// On the way to a file a large value of a mapped file does not go through its mapping: each of its pages would be a
+// fault, and count as memory of this process until the end. What needs no turning goes from file to file inside the
+// system; the rest is read into a room of one part, and turned there. That is as fast as a plain copy, the wait for the
+// disk included. On the way to memory, where all of it ends, the copy from the mapping is the only one.
 #include "host/save_internal.h"
 
 #include <errno.h>
@@ -67,7 +67,8 @@ static int give_part(HWND, char, char **buffer, int offset, int size, void *user
 {
     Outgoing *out = static_cast<Outgoing *>(user);
     const char *bytes = out->piece->bytes + offset;
-    bool is_from_file = out->source->file >= 0 && out->target->memory == nullptr && out->piece->size >= SMALLEST_FROM_FILE;
+    bool is_from_file = out->source->file >= 0 && out->target->memory == nullptr &&
+                        out->piece->size >= SMALLEST_FROM_FILE;
     int at = is_from_file ? place_in_source(*out->source, bytes) : -1, unit = out->piece->unit, copied = 0;
     if (at >= 0 && unit == 1)
         copied = static_cast<int>(put_from_file(out->target, out->source->file, at, size));

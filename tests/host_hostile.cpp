@@ -187,7 +187,7 @@ TEST(HostHostile, ReadsGroup0002InAnItemInTheOrderOfTheItem)
     EXPECT_NE(save(stream, MODE_EXPLICIT_BIG, options).body.find("\4\3\2\1"), Bytes::npos);
 }
 
-// Saving makes a tree editable on its way, or finds it so: what comes of it is the same. Most of the streams are damaged.
+// Saving makes a tree editable on its way, or finds it so: what comes of it is the same. Most streams are damaged.
 TEST(HostHostile, SavesAlikeWhetherTheTreeWasMadeEditableBefore)
 {
     std::mt19937 random(7);
