@@ -264,24 +264,62 @@ static bool write_group(Saving *saving, DICOM_List *first, DICOM_List *last, boo
     return has_mark ? write_in_pieces(saving, first, last->next) : write_whole(saving, first, last);
 }
 
-// Nodes from one up to another, of any groups, that are all the library's to write, with no group lengths: some at a
-// time, since a block that is filled and passed on should not leave the processor's cache.
+// Nodes that are all the library's to write, through a block of its own. False: it could not write them, and nothing was
+// written.
+//   skipped, cut  bytes at both ends that are left away
+static bool write_nodes(Saving *saving, DICOM_List *first, DICOM_List *last, int skipped, int cut)
+{
+    DICOM_List *end = last->next;
+    char *block = nullptr;
+    last->next = nullptr;
+    int size = DICOM_List2Stream(nullptr, static_cast<char>(saving->encoding.mode), first, &block);
+    last->next = end;
+    if (size > 0)
+        put(saving->target, block + skipped, static_cast<size_t>(size - skipped - cut));
+    DICOM_Lib_Free(&block);
+    return size > 0;
+}
+
+// A block that is filled and passed on should not leave the processor's cache, and need no new memory.
+static const int MOST_NODES = 256, MOST_ITEMS = 64;
+
+static bool is_long_sequence(const Saving *saving, const DICOM_List *node)
+{
+    return node->nb_item > MOST_ITEMS && !saving->options->defined_lengths;
+}
+
+// Some items at a time, as sequences of their own of which the inner ends are left away.
+static bool write_long_sequence(Saving *saving, const DICOM_List *node)
+{
+    static const int DELIMITER = 8;
+    int header = is_explicit(saving->encoding.mode) ? 12 : 8;
+    for (int at = 0; at < node->nb_item; at += MOST_ITEMS) {
+        int left = node->nb_item - at;
+        DICOM_List part = *node;
+        part.item = node->item + at;
+        part.nb_item = left < MOST_ITEMS ? left : MOST_ITEMS;
+        if (!write_nodes(saving, &part, &part, at > 0 ? header : 0, left > MOST_ITEMS ? DELIMITER : 0)) {
+            char text[100];
+            snprintf(text, sizeof text, "(%04x,%04x) cannot be written: not enough memory, or too long", node->group,
+                     node->element);
+            return fail(saving, text);
+        }
+    }
+    return true;
+}
+
+// Nodes from one up to another, of any groups, that are all the library's to write, with no group lengths.
 static bool write_run(Saving *saving, DICOM_List *first, DICOM_List *end)
 {
-    static const int MOST_NODES = 256;
     while (first != end) {
         DICOM_List *last = first;
-        for (int n = 1; n < MOST_NODES && last->next != end; n++)
+        bool is_long = is_long_sequence(saving, first);
+        for (int n = 1; !is_long && n < MOST_NODES && last->next != end && !is_long_sequence(saving, last->next); n++)
             last = last->next;
         DICOM_List *next = last->next;
-        char *block = nullptr;
-        last->next = nullptr;
-        int size = DICOM_List2Stream(nullptr, static_cast<char>(saving->encoding.mode), first, &block);
-        last->next = next;
-        if (size > 0)
-            put(saving->target, block, static_cast<size_t>(size));
-        DICOM_Lib_Free(&block);
-        if (size <= 0 && !write_in_pieces(saving, first, next))   // which says why, if it fails as well
+        if (is_long && !write_long_sequence(saving, first))
+            return false;
+        if (!is_long && !write_nodes(saving, first, last, 0, 0) && !write_in_pieces(saving, first, next))
             return false;
         first = next;
     }

@@ -513,6 +513,28 @@ TEST(HostSave, MovesTheOffsetsOfMediaDirectories)
     }
 }
 
+// They go out in parts; with lengths, whole.
+TEST(HostSave, KeepsTheItemsOfALongSequence)
+{
+    for (int syntax : {0, 8, 9}) {
+        for (size_t items : {63u, 64u, 65u, 128u, 129u}) {
+            for (Ending ending : {BY_LENGTH, BY_DELIMITER}) {
+                std::vector<Bytes> each;
+                for (size_t i = 0; i < items; i++)
+                    each.push_back(
+                        item({element({0x0008, 0x1150}, "UI", Bytes(2 + i % 9 * 2, '1'), syntax)}, ending, syntax));
+                Bytes stream = element({0x0008, 0x0060}, "CS", "CT", syntax) +
+                               sequence({0x0008, 0x1140}, ending, each, syntax) +
+                               element({0x0010, 0x0010}, "PN", "Doe^Jane", syntax);
+                Save_Options options;
+                options.defined_lengths = ending == BY_LENGTH;
+                EXPECT_EQ(save(stream, static_cast<unsigned char>(syntax), options).body, stream)
+                    << items << " items, encoding " << syntax;
+            }
+        }
+    }
+}
+
 TEST(HostSave, RefusesWhatAMediaDirectoryCannotBe)
 {
     Bytes file = directory_file(8, BY_LENGTH);
