@@ -171,6 +171,10 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
         node->vr_explicit = VR_SQ;
     }
     r->levels.push_back(level);
+    // Should an item of this turn out to be unsorted, its node has to look different from the start.
+    bool is_sequence = node->vr_explicit == VR_SQ || (node->vr_explicit == VR_NONE && node->vr == VR_SQ);
+    if (r->held == 0 && !is_sequence && kind == LEVEL_SEQUENCE && !level.is_defined && level.segment == r->data_set)
+        r->held = r->levels.size() - 1;
 }
 
 void open_item(Reading *r, DICOM_List *node, int length)
@@ -253,9 +257,11 @@ void close_level(Reading *r, Closing how)
         r->length_ended_at = level.bound;
     if (r->held == r->levels.size() && r->held > 0) {
         r->held = 0;
-        if (how == BY_DELIMITER)
+        bool is_in_tree = r->data_set->first != level.node;
+        if (is_in_tree && how == BY_DELIMITER)
             taking_set_end(r->chain->taking, level.tree_depth, r->at);
-        return;
+        if (is_in_tree)
+            return;
     }
     if (level.is_opaque)
         finish_opaque(r, level, level.is_defined ? level.bound : r->at);

@@ -224,10 +224,15 @@ TEST(HostReading, KeepsUnsortedItemsTogether)
 {
     // The library would take the lower tag for the outer data set.
     Bytes unsorted = item({element(LATER, "CS", "B "), element(STEP, "SH", "A1")}, BY_DELIMITER);
-    Loaded loaded(FIRST + sequence(REQUEST, BY_DELIMITER, {unsorted, unsorted}) + element({0x0088, 0x0130}, "SH", "ID"));
-    EXPECT_EQ(loaded.tree(), "0008,0060 CS [CT]\n0040,0275 SQ\n item\n  0070,0080 CS [B ]\n  0040,0009 SH [A1]\n item\n"
-                             "  0070,0080 CS [B ]\n  0040,0009 SH [A1]\n0088,0130 SH [ID]\n");
-    EXPECT_EQ(loaded.set.tree->next->size, -1);
+    const std::string items = " item\n  0070,0080 CS [B ]\n  0040,0009 SH [A1]\n";
+    for (const std::string vr : {"SQ", "UN", "UR"}) {   // the library would not keep the last
+        Bytes around = sequence(REQUEST, BY_DELIMITER, {unsorted, unsorted});
+        around.replace(4, 2, vr);
+        Loaded loaded(FIRST + around + element({0x0088, 0x0130}, "SH", "ID"), MODE_EXPLICIT_LITTLE);
+        EXPECT_EQ(loaded.tree(), "0008,0060 CS [CT]\n0040,0275 " + vr + "\n" + items + items + "0088,0130 SH [ID]\n");
+        EXPECT_EQ(loaded.warnings(), "");
+        EXPECT_EQ(loaded.set.tree->next->size, -1);
+    }
 }
 
 // ---- damage ---------------------------------------------------------------------------
