@@ -4,6 +4,7 @@
 
 #if defined(__linux__) && __has_include(<sys/mman.h>)
 #include <sys/mman.h>
+#include <sys/resource.h>
 #endif
 #if __has_include(<sys/single_threaded.h>)
 #include <sys/single_threaded.h>
@@ -54,9 +55,18 @@ static void leave_lock()
 
 /* ---- memory -------------------------------------------------------------------------- */
 
+// Where a limit is set, other parts of the process may need the addresses.
+static bool has_addresses_to_spare()
+{
+    rlimit limit;
+    return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY;
+}
+
 static void reserve_range()
 {
     is_reserved = true;
+    if (!has_addresses_to_spare())
+        return;
     void *range = mmap(nullptr, RANGE, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (range == MAP_FAILED)
         return;
@@ -213,7 +223,7 @@ void *node_heap_take_slowly(Node_Place *place, size_t bytes, Node_Block_Head hea
 {
     if (frame_is_refused())
         return nullptr;
-    if (frame_refuse_allocation == nullptr && has_room(place, head + bytes + 7))
+    if (frame_refuse_allocation == nullptr && has_room(place, head + bytes + 8))
         return node_heap_take(place, bytes, head);
     return malloc(bytes > 0 ? bytes : 1);
 }

@@ -37,10 +37,11 @@ enum Node_Block_Head : size_t { NODE_BLOCK = 0, VALUE_BLOCK = sizeof(size_t) };
 // What node_heap_take does when a chunk is full, there is no heap of this kind, or a test may refuse the block.
 void *node_heap_take_slowly(Node_Place *place, size_t bytes, Node_Block_Head head);
 
-// A block that is not cleared. Null when memory ran out; its caller knows for what it was, and reports that.
+// A block that is not cleared. Null when memory ran out; its caller knows for what it was, and reports that. One of no
+// bytes gets one, so that it never begins where its chunk ends.
 inline void *node_heap_take(Node_Place *place, size_t bytes, Node_Block_Head head)
 {
-    size_t whole = (head + bytes + 7) & ~size_t{7};
+    size_t whole = (head + (bytes > 0 ? bytes : 1) + 7) & ~size_t{7};
     if (whole > static_cast<size_t>(place->end - place->next))
         return node_heap_take_slowly(place, bytes, head);
     char *start = place->next;

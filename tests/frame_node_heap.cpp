@@ -1,6 +1,7 @@
 // The heap of nodes and values: blocks keep their bytes until they are freed, whoever frees them, and chunks come back.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <thread>
 #include <vector>
@@ -62,6 +63,27 @@ TEST(NodeHeap, KeepsEachBlockUntilItIsFreed)
     }
     for (Node_Place &place : places)
         node_heap_close(&place);
+}
+
+// Blocks of no bytes, down to the last place of a chunk.
+TEST(NodeHeap, TellsEmptyBlocksApart)
+{
+    Node_Place place = {};
+    for (Node_Block_Head head : {NODE_BLOCK, VALUE_BLOCK}) {
+        std::vector<void *> blocks;
+        for (int i = 0; i < 20000; i++)
+            blocks.push_back(node_heap_take(&place, 0, head));
+        std::vector<void *> sorted = blocks;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end());
+        bool starts_a_chunk = false;
+        for (void *block : blocks)
+            starts_a_chunk |= is_in_node_heap(block) && reinterpret_cast<uintptr_t>(block) % (64 << 10) == 0;
+        EXPECT_FALSE(starts_a_chunk);
+        for (void *block : blocks)
+            frame_free(block);
+    }
+    node_heap_close(&place);
 }
 
 // Of many data sets, one after the other, only the largest takes addresses of its own.
