@@ -124,15 +124,13 @@ static void run_times(const Input &input, int count)
                    static_cast<long long>(times[i][0].elements / input.times));
 }
 
-// Loaded alone, since huge pages and free blocks that others have left behind would hide what is taken.
+// Loaded alone, before anything else was: huge pages and free blocks that others leave behind would hide what is taken.
 static void run_memory(const Input &input)
 {
-    Times times = measure(library_ours, input);
-    double elements = static_cast<double>(times.elements) / input.times / static_cast<double>(input.files.size());
     printf("| %s |", input.name.c_str());
     for (size_t i = 0; i < compared; i++) {
         Memory memory = measure_memory(*libraries[i], input);
-        printf(" %.0f | %.0f |", memory.live / elements, memory.peak / elements);
+        printf(" %.0f | %.0f |", memory.live / memory.elements, memory.peak / memory.elements);
     }
     printf("\n");
 }

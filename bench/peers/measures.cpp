@@ -81,18 +81,18 @@ static Memory load_and_look(const Library &library, const Input_File &file)
     malloc_trim(0);
     double before = status_line("RssAnon");
     if (!forget_peak() || before < 0)
-        return {-1, -1};
+        return {-1, -1, 1};
     double all_before = status_line("VmRSS");
-    library.load(file);
+    void *set = library.load(file);
     double peak = status_line("VmHWM");
     malloc_trim(0);
     double live = status_line("RssAnon");
-    return {live - before, peak - all_before};
+    return {live - before, peak - all_before, static_cast<double>(library.walk(set))};
 }
 
 Memory measure_memory(const Library &library, const Input &input)
 {
-    Memory memory = {-1, -1};
+    Memory memory = {-1, -1, 1};
     int ends[2];
     if (pipe(ends) != 0)
         return memory;
@@ -103,7 +103,7 @@ Memory measure_memory(const Library &library, const Input &input)
     }
     close(ends[1]);
     if (child < 0 || read(ends[0], &memory, sizeof memory) != sizeof memory)
-        memory = {-1, -1};
+        memory = {-1, -1, 1};
     close(ends[0]);
     if (child > 0)
         waitpid(child, nullptr, 0);

@@ -21,6 +21,7 @@ Times measure(const Library &library, const Input &input);
 struct Memory {
     double live;   // bytes of a loaded set that the process holds, beside what it held before
     double peak;   // the most while it was loaded
+    double elements;
 };
 
 // Loads the first file of an input in a process of its own and looks at its pages. Both are -1 where the system does
