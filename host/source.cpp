@@ -106,27 +106,40 @@ char *make_heap_source(Source *source, int size)
     return block;
 }
 
-// A mapping that is one page longer than the file needs, so that there are guard bytes whatever its size.
+// The rest of a file's last page is zero: mostly it has room for the guard bytes. Where it has not, the mapping becomes
+// one page longer.
+static void *map_pages(int file, size_t size, size_t *mapped)
+{
+    size_t page = page_size(), last = size % page;
+    bool has_guard = last != 0 && page - last >= GUARD_BYTES;
+    *mapped = (size + page - 1) / page * page + (has_guard ? 0 : page);
+    if (has_guard)
+        return mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
+    void *room = mmap(nullptr, *mapped, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (room != MAP_FAILED && mmap(room, size, PROT_READ, MAP_PRIVATE | MAP_FIXED, file, 0) == MAP_FAILED) {
+        munmap(room, *mapped);
+        return MAP_FAILED;
+    }
+    return room;
+}
+
 static bool map_file(int file, int size, Source *source)
 {
-    size_t page = page_size();
-    size_t whole = (static_cast<size_t>(size) + page - 1) / page * page;
-    void *room = mmap(nullptr, whole + page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    size_t mapped = 0;
+    void *room = map_pages(file, static_cast<size_t>(size), &mapped);
     if (room == MAP_FAILED)
         return false;
-    int slot = -1;
-    if (mmap(room, static_cast<size_t>(size), PROT_READ, MAP_PRIVATE | MAP_FIXED, file, 0) != MAP_FAILED)
-        slot = take_slot(room, whole + page);
+    int slot = take_slot(room, mapped);
     if (slot < 0) {
-        munmap(room, whole + page);
+        munmap(room, mapped);
         return false;
     }
     source->bytes = static_cast<const char *>(room);
     source->size = size;
     source->kind = SOURCE_MAPPED;
-    source->mapped_bytes = whole + page;
+    source->mapped_bytes = mapped;
     source->map_slot = slot;
-    source->file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    source->file = file > STDERR_FILENO ? file : fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     return true;
 }
 
@@ -209,7 +222,8 @@ bool open_source(const char *path, Source *source, std::string *error)
         return false;
     }
     bool taken = take_file(file, source, error);
-    close(file);
+    if (source->file != file)
+        close(file);
     return taken;
 }
 
