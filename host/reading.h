@@ -48,8 +48,8 @@ struct Reading {
     Flat_Chain *chain;
     Segment *data_set;   // the first segment
     const char *bytes;
-    int size;
     int at;       // the next element, or the one that is being read
+    int size;     // of the source. Between the two, so that they are not loaded as one before they are stored
     int behind;   // what comes behind the header that is being read
     bool want_listing;
     bool want_traces;                // of what the library does with each element
