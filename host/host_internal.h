@@ -207,7 +207,8 @@ struct Flat_Chain {
     std::deque<Segment> segments;     // the first is the data set
     DICOM_List *loose = nullptr;      // a node that was made and is in no segment yet
     const DICOM_List *settled = nullptr;   // the node that goes into the tree now
-    DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them
+    DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them;
+                                           // size is that of the description, with its end
     std::vector<DICOM_List *> listed;      // node of each entry of the listing
     bool may_have_twins = false;           // somewhere a tag is not greater than the one in front of it
 

@@ -193,6 +193,8 @@ static void complement_item_tags(Flat_Chain *chain)
         chain->item_tags[i].group = GROUP_ITEM;
         chain->item_tags[i].element = elements[i];
         DICOM_Attribute_Complement(nullptr, &root, &chain->item_tags[i]);
+        const char *description = chain->item_tags[i].description;
+        chain->item_tags[i].size = description != nullptr ? static_cast<int>(strlen(description)) + 1 : 0;
     }
 }
 

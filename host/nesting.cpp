@@ -19,7 +19,8 @@ void describe_item_tag(Reading *r, DICOM_List *node)
             node->db = described.db;
             node->vr = described.vr;
             if (described.description != nullptr)
-                node->description = copy_bytes(r, described.description, strlen(described.description) + 1);
+                node->description = copy_bytes(r, described.description, static_cast<size_t>(described.size));
+            return;
         }
     }
 }
@@ -145,54 +146,55 @@ static void make_opaque(Reading *r, Level *level)
     level->segment = &r->chain->segments.emplace_back();
 }
 
-void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, unsigned char mode, bool starts_with_item)
+// Puts a level on top, in its place from the start: a copy would wait for its fields to be written.
+static Level &add_level(Reading *r, DICOM_List *node, Level_Kind kind, unsigned char mode, int bound, bool is_defined)
 {
-    Level level = {};
+    Level &level = r->levels.emplace_back();
+    const Level &around = r->levels[r->levels.size() - 2];
     level.node = node;
     level.start = r->at;
-    level.is_defined = length != UNDEFINED_LENGTH;
-    level.bound = level.is_defined ? bound_by_length(r, "sequence", length) : r->top().bound;
+    level.bound = bound;
     level.listed = r->want_listing ? static_cast<int>(r->set->listing.size()) - 1 : -1;
-    level.segment = r->top().segment;
+    level.segment = around.segment;
     level.creators = static_cast<int>(r->creators.size());
-    level.told = r->told;
     level.kind = kind;
     level.mode = mode;
-    level.tree_depth = static_cast<unsigned char>(r->top().tree_depth + 1);
+    level.tree_depth = around.tree_depth;
+    level.is_defined = is_defined;
+    return level;
+}
+
+void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, unsigned char mode, bool starts_with_item)
+{
+    bool is_defined = length != UNDEFINED_LENGTH;
+    int bound = is_defined ? bound_by_length(r, "sequence", length) : r->top().bound;
+    Level &level = add_level(r, node, kind, mode, bound, is_defined);
+    level.told = r->told;
+    level.tree_depth++;
 
     unsigned short vr = nesting_vr(node);
     bool opens_with_item = vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_NONE;
     if (level.tree_depth > MAX_SEQUENCE_DEPTH) {
         make_opaque(r, &level);
-    } else if (level.is_defined) {
-        node->size = level.bound - level.start;
+    } else if (is_defined) {
+        node->size = bound - level.start;
     } else if (vr != VR_SQ && !(opens_with_item && starts_with_item)) {
         remember(r, node);
         node->vr_explicit = VR_SQ;
     }
-    r->levels.push_back(level);
     // Should an item of this turn out to be unsorted, its node has to look different from the start.
     bool is_sequence = node->vr_explicit == VR_SQ || (node->vr_explicit == VR_NONE && node->vr == VR_SQ);
-    if (r->held == 0 && !is_sequence && kind == LEVEL_SEQUENCE && !level.is_defined && level.segment == r->data_set)
+    if (r->held == 0 && !is_sequence && kind == LEVEL_SEQUENCE && !is_defined && level.segment == r->data_set)
         r->held = r->levels.size() - 1;
 }
 
 void open_item(Reading *r, DICOM_List *node, int length)
 {
-    Level level = {};
-    level.node = node;
-    level.start = r->at;
-    level.is_defined = length != UNDEFINED_LENGTH;
-    level.bound = level.is_defined ? bound_by_length(r, "item", length) : r->top().bound;
-    level.listed = r->want_listing ? static_cast<int>(r->set->listing.size()) - 1 : -1;
-    level.segment = r->top().segment;
-    level.creators = static_cast<int>(r->creators.size());
-    if (level.is_defined)
-        node->size = level.bound - level.start;
-    level.kind = LEVEL_ITEM;
-    level.mode = r->top().mode;
-    level.tree_depth = r->top().tree_depth;
-    r->levels.push_back(level);
+    bool is_defined = length != UNDEFINED_LENGTH;
+    int bound = is_defined ? bound_by_length(r, "item", length) : r->top().bound;
+    add_level(r, node, LEVEL_ITEM, r->top().mode, bound, is_defined);
+    if (is_defined)
+        node->size = bound - r->at;
 }
 
 // ---- closing --------------------------------------------------------------------------
