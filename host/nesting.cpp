@@ -70,7 +70,7 @@ static void remember(Reading *r, DICOM_List *node)
         return;
     Segment *segment = r->top().segment;
     segment->restored.push_back({node->size, node->vr_explicit, node->vr});
-    node->stream_word = static_cast<unsigned int>(segment->restored.size());
+    node->stream_word = static_cast<int>(segment->restored.size());
 }
 
 // The VR by which the tree is nested. The library drops the VRs that it does not keep, and goes by the definition then.
@@ -184,7 +184,8 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
     }
     // Should an item of this turn out to be unsorted, its node has to look different from the start.
     bool is_sequence = node->vr_explicit == VR_SQ || (node->vr_explicit == VR_NONE && node->vr == VR_SQ);
-    if (r->held == 0 && !is_sequence && kind == LEVEL_SEQUENCE && !is_defined && level.segment == r->data_set)
+    bool may_be_held = r->held == 0 && kind == LEVEL_SEQUENCE && !is_defined && level.segment == r->data_set;
+    if (may_be_held && (!is_sequence || r->is_astray))
         r->held = r->levels.size() - 1;
 }
 
@@ -204,7 +205,7 @@ static void finish_opaque(Reading *r, const Level &level, int end)
     DICOM_List *node = level.node;
     node->size = end - level.start;
     attach_value(r, node, level.start);
-    r->top().segment->restored[node->stream_word - 1].size = node->size;
+    r->top().segment->restored[static_cast<size_t>(node->stream_word) - 1].size = node->size;
     if (r->top().segment != r->data_set)
         return;
     bool is_faulty = r->told > level.told, is_value = level.items == 0 && node->size > 0;   // of bytes that are no items
@@ -234,11 +235,41 @@ static void give_true_length(Reading *r, Level *level)
     level->node->size = r->at - level->start;
 }
 
+static bool is_waiting(const Reading *r, const Level &level)
+{
+    const DICOM_List *first = r->data_set->first;
+    return level.segment != r->data_set || (first != nullptr && first->pos <= level.node->pos);
+}
+
+// What follows an unsorted sequence without a delimiter may go into the tree anywhere, up to the outermost sequence
+// whose end is not known yet. From there on the tree's depth need not be that of the stream.
+static void go_astray(Reading *r)
+{
+    r->is_astray = true;
+    size_t end = r->held > 0 ? r->held : r->levels.size();   // few, as they are levels of the tree
+    for (size_t i = 1; i < end; i++) {
+        if (r->levels[i].kind != LEVEL_ITEM && !r->levels[i].is_defined) {
+            r->held = i;
+            return;
+        }
+    }
+}
+
+static void end_unsorted(Reading *r, Level *level, Closing how)
+{
+    if (how == BY_DELIMITER && is_waiting(r, *level))
+        give_true_length(r, level);
+    else if (how == BY_DELIMITER)
+        taking_set_end(r->chain->taking, level->tree_depth, r->at);
+    else if (level->segment == r->data_set)
+        go_astray(r);
+}
+
 // Every sequence of undefined length gets a delimiter in its chain, the stream's own or one in its stead: without it
 // the tree would go on in there. At the end of the source nothing follows that could.
 static void link_delimiter(Reading *r, const Level &level, Closing how)
 {
-    if (how != BY_DELIMITER && (r->at >= r->size || level.is_unsorted))
+    if (how != BY_DELIMITER && r->at >= r->size)
         return;
     int data_pos = how == BY_DELIMITER ? r->behind : r->at;
     r->levels.push_back(level);
@@ -257,18 +288,12 @@ void close_level(Reading *r, Closing how)
     }
     if (level.is_defined && how == BY_LENGTH)
         r->length_ended_at = level.bound;
-    if (r->held == r->levels.size() && r->held > 0) {
+    if (r->held == r->levels.size())
         r->held = 0;
-        bool is_in_tree = r->data_set->first != level.node;
-        if (is_in_tree && how == BY_DELIMITER)
-            taking_set_end(r->chain->taking, level.tree_depth, r->at);
-        if (is_in_tree)
-            return;
-    }
     if (level.is_opaque)
         finish_opaque(r, level, level.is_defined ? level.bound : r->at);
-    else if (!level.is_defined && how == BY_DELIMITER && level.is_unsorted)
-        give_true_length(r, &level);
+    else if (!level.is_defined && level.is_unsorted)
+        end_unsorted(r, &level, how);
     else if (!level.is_defined)
         link_delimiter(r, level, how);
 }

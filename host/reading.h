@@ -60,6 +60,7 @@ struct Reading {
     int kept_from;                   // the pages of fragments in front of this were let go
     int told;                        // reports so far
     size_t held;                     // nodes wait for the end of this level before they go into the tree; 0: none
+    bool is_astray;                  // the tree may have gone on at another depth than the stream
     int length_ended_at;             // where a sequence last ended by its length: a delimiter there is no surprise
     const DICOM_List *unopened;      // the last element of undefined length that no item follows
     std::vector<Level> levels;
