@@ -34,7 +34,7 @@ void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DIC
 {
     while (segment->first != end) {
         DICOM_List *node = segment->first, *next = node->next;
-        unsigned int restored = node->stream_word;
+        int restored = node->stream_word;
         node->stream_word = 0;
         chain->settled = node;
         if (!taking_add(nullptr, taking, node, next))
@@ -42,7 +42,7 @@ void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DIC
         segment->first = next;
         if (restored == 0)
             continue;
-        const Restored &was = segment->restored[restored - 1];
+        const Restored &was = segment->restored[static_cast<size_t>(restored) - 1];
         node->vr_explicit = was.vr_explicit;
         node->vr = was.vr;
         node->size = was.size;
