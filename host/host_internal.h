@@ -203,7 +203,8 @@ struct Segment {
 
 struct Flat_Chain {
     Taking *taking = nullptr;         // makes the tree of the data set
-    std::vector<Taking *> aside;      // make trees of other segments, which are released
+    Taking *aside = nullptr;          // makes that of another segment, one after the other
+    std::vector<DICOM_List *> aside_trees;
     std::deque<Segment> segments;     // the first is the data set
     DICOM_List *loose = nullptr;      // a node that was made and is in no segment yet
     const DICOM_List *settled = nullptr;   // the node that goes into the tree now

@@ -23,11 +23,11 @@ Flat_Chain::~Flat_Chain()
     for (DICOM_List &tag : item_tags)
         DICOM_Lib_Free(&tag.description);
     taking_end(taking);
-    for (Taking *each : aside) {
-        if (each != nullptr)
-            free_chain(taking_tree(each));
-        taking_end(each);
-    }
+    for (DICOM_List *tree : aside_trees)
+        free_chain(tree);
+    if (aside != nullptr)
+        free_chain(taking_tree(aside));
+    taking_end(aside);
 }
 
 void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DICOM_List *end)
@@ -64,10 +64,14 @@ static unsigned short listed_vr(const DICOM_List *node)
 void settle_vrs(Data_Set *set, Flat_Chain *chain)
 {
     for (size_t i = 1; i < chain->segments.size(); i++) {
-        chain->aside.push_back(taking_begin(nullptr));
-        if (chain->aside.back() == nullptr)
+        chain->aside_trees.push_back(nullptr);
+        chain->aside = taking_begin(nullptr);
+        if (chain->aside == nullptr)
             throw std::bad_alloc();
-        settle_nodes(chain, &chain->segments[i], chain->aside.back(), nullptr);
+        settle_nodes(chain, &chain->segments[i], chain->aside, nullptr);
+        chain->aside_trees.back() = taking_tree(chain->aside);
+        taking_end(chain->aside);   // at once: there may be very many
+        chain->aside = nullptr;
     }
     for (size_t i = 0; i < set->listing.size(); i++)
         set->listing[i].vr = listed_vr(chain->listed[i]);
