@@ -282,6 +282,7 @@ Taking *taking_begin(HWND window)
         return nullptr;
     begin_nesting(window, &taking->nesting);
     taking->has_traces = report_threshold >= LEVEL_ATTRIBUTE;
+    taking->has_remarks = report_threshold >= Flag_Error_Report;
     return taking;
 }
 

@@ -21,7 +21,8 @@ struct Nesting {
 struct Taking {
     Nesting nesting;
     Node_Place place;
-    bool has_traces;    // somebody wants to hear of each step
+    bool has_traces;    // somebody wants to hear of each step,
+    bool has_remarks;   // or at least of what is odd about an attribute
 };
 
 inline int depth_of(const Nesting *nesting)
@@ -69,9 +70,11 @@ inline char *taking_value(Taking *taking, const char *bytes, size_t size)
 
 /* ---- nodes that do nothing but follow ------------------------------------------------ */
 
-// Whether a node neither opens nor closes anything, its tag ascends, and there is nothing to say about its VR.
-inline bool is_usual(const Nesting *nesting, const Open_Chain *chain, const DICOM_List *node)
+// Whether a node neither opens nor closes anything, its tag ascends, and there is nothing to say about it, or nobody who
+// wants to hear it.
+inline bool is_usual(const Taking *taking, const Open_Chain *chain, const DICOM_List *node)
 {
+    const Nesting *nesting = &taking->nesting;
     int depth = depth_of(nesting);
     if (node->flag != ORIGIN_DICOM || chain->slot == nullptr || *chain->slot == nullptr || chain->is_indexed ||
         is_delimiter_group(node->group) ||
@@ -79,11 +82,11 @@ inline bool is_usual(const Nesting *nesting, const Open_Chain *chain, const DICO
         has_ended(nesting->end_of_sequence[depth], node) || has_ended(nesting->end_of_item[depth], node))
         return false;
     const TAG_db_Elems *row = node->db;
-    if (row != nullptr && row->type <= 0)
+    if (row != nullptr && row->type <= 0 && taking->has_remarks)
         return false;
     if (node->vr_explicit == VR_NONE)
         return node->vr != VR_NONE && node->vr != VR_RT && node->vr != VR_SQ;
-    bool is_known = row == nullptr || row->vr[0] == node->vr_explicit;
+    bool is_known = row == nullptr || row->vr[0] == node->vr_explicit || !taking->has_remarks;
     return is_known && node->vr_explicit != VR_SQ && is_believed_vr(node->vr_explicit);
 }
 
@@ -93,10 +96,12 @@ inline bool taking_add_usual(Taking *taking, DICOM_List *node)
     Nesting *nesting = &taking->nesting;
     int depth = depth_of(nesting);
     Open_Chain *chain = &nesting->open.chain[depth];
-    if (taking->has_traces || !is_usual(nesting, chain, node))
+    if (taking->has_traces || !is_usual(taking, chain, node))
         return false;
     if (is_private_group(node->group))
         node->flag |= FLAG_PRIVATE;
+    if (node->db != nullptr && node->db->type <= 0)
+        node->flag |= FLAG_RETIRED;
     take_node(&nesting->open.root, chain->slot, node);
     chain->greatest = tag_number(node);
     chain->newest_is_first = true;
