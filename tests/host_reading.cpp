@@ -239,13 +239,13 @@ TEST(HostReading, KeepsWhatFollowsAnUnsortedItemWithoutADelimiter)
 {
     // Only the end of the outer sequence tells where the last two belong; its own item is unsorted, too.
     Bytes opening = tag_bytes({GROUP_ITEM, ELEMENT_ITEM}) + number_32(0xFFFFFFFF);
-    Bytes inner = element({0x0040, 0x0555}, "SQ", "", SYNTAX_EXPLICIT, 0xFFFFFFFF) + opening + element(LATER, "CS", "B ") +
-                  element(STEP, "SH", "A1") + delimiter(ELEMENT_ITEM_END);
-    Bytes behind = element({0x0040, 0x1002}, "LO", "B1") + element({0x0040, 0x1001}, "SH", "C1");
+    Bytes inner = element({0x0040, 0x0555}, "SQ", "", SYNTAX_EXPLICIT, 0xFFFFFFFF) +
+                  item({element(LATER, "CS", "B "), element({0x0062, 0x0010}, "SH", "A1")}, BY_LENGTH);
+    Bytes behind = element({0x0060, 0x0001}, "SH", "B1") + element({0x0040, 0x1001}, "SH", "C1");
     Loaded loaded(FIRST + sequence(REQUEST, BY_DELIMITER, {opening + inner + behind + delimiter(ELEMENT_ITEM_END)}) +
                   element({0x0088, 0x0130}, "SH", "ID"));
     EXPECT_EQ(loaded.tree(), "0008,0060 CS [CT]\n0040,0275 SQ\n item\n  0040,0555 SQ\n   item\n    0070,0080 CS [B ]\n"
-                             "  0040,0009 SH [A1]\n  0040,1002 LO [B1]\n  0040,1001 SH [C1]\n0088,0130 SH [ID]\n");
+                             "  0062,0010 SH [A1]\n  0060,0001 SH [B1]\n  0040,1001 SH [C1]\n0088,0130 SH [ID]\n");
 }
 
 // ---- damage ---------------------------------------------------------------------------
