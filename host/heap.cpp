@@ -1,13 +1,9 @@
-// The heap of a program that reads large data sets. The nodes and values of a tree are blocks of malloc, so that they
-// can be released one by one; a million of them lie on tens of thousands of pages, and to make each page when it is
-// first touched takes a third of the time of a whole load. In huge pages it takes a tenth of that.
+// The heap of a program that reads one data set after the other. Nodes and values have chunks of their own
+// (frame/node_heap.cpp); what is set here is for all else that grows with a data set.
 #include "host/host_internal.h"
 
-#include <limits.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <algorithm>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -17,7 +13,7 @@ namespace velmora_host
 
 #ifdef __GLIBC__
 
-static const int KEPT = 64 << 20, LARGEST_ON_HEAP = 4 << 20, AT_A_TIME = 1 << 20;
+static const int KEPT = 1 << 30, LARGEST_ON_HEAP = 4 << 20, AT_A_TIME = 1 << 20;
 
 void tune_heap()
 {

@@ -131,8 +131,7 @@ enum Load_Result {
 };
 
 // For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, what one
-// data set took is kept for the next, and the loading of a large data set lets the heap grow at once by what the tree will
-// take, in huge pages where the system has them. That sets malloc's M_MXFAST, M_TOP_PAD, M_TRIM_THRESHOLD and
+// data set took is kept for the next, up to a gigabyte. That sets malloc's M_MXFAST, M_TOP_PAD, M_TRIM_THRESHOLD and
 // M_MMAP_THRESHOLD.
 void tune_heap();
 
