@@ -315,7 +315,7 @@ TAG_db_Elems *NEMA_db_Locate(unsigned short group, unsigned short element)
     Row *found = found_rows[place].load(std::memory_order_acquire);
     if (found != nullptr && has_tag(found, group, element))
         return &found->seen;
-    uint64_t absent = (uint64_t{build_number} + 1) << 32 | tag;
+    uint64_t absent = (static_cast<uint64_t>(build_number) + 1) << 32 | tag;
     if (absent_tags[place].load(std::memory_order_relaxed) == absent)
         return nullptr;
 

@@ -165,8 +165,8 @@ static bool go_on(Node_Place *place, size_t whole)
     leave_lock();
     if (found.chunk != nullptr) {
         *place = found;
-        if (place->chunk->used.load(std::memory_order_acquire) == OPEN - place->taken)
-            begin_chunk(place, place->chunk);   // all that it gave has been freed since
+        if (found.chunk->used.load(std::memory_order_acquire) == OPEN - found.taken)
+            begin_chunk(place, found.chunk);   // all that it gave has been freed since
         return static_cast<size_t>(place->end - place->next) >= whole || go_on(place, whole);
     }
     if (chunk == nullptr)

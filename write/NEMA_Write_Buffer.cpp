@@ -341,7 +341,7 @@ static inline bool put_most_usual(const Encoding &how, Output *out, const DICOM_
     unsigned short vr = working_vr(tag);
     size_t size = static_cast<unsigned int>(tag->size);
     if (!how.is_most_usual || tag->data == nullptr || size > MOST_AT_FIRST || has_long_form(vr) ||
-        out->end - out->at < static_cast<ptrdiff_t>(SHORT_HEADER + size))
+        out->at == nullptr || out->end - out->at < static_cast<ptrdiff_t>(SHORT_HEADER + size))
         return false;
     char *value = put_header_in(SYNTAX_EXPLICIT, out->at, tag, vr, tag->size);
     memcpy(value, tag->data, size);
