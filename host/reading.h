@@ -100,9 +100,9 @@ inline char *copy_bytes(Reading *r, const char *bytes, size_t size)
 // What the library says of item tags.
 void describe_item_tag(Reading *r, DICOM_List *node);
 
-// Makes the node of an element, item or delimiter. link puts it at the end of its chain, drop_node takes it back instead.
+// Makes the node of an element, item or delimiter. link puts it at the end of its chain, drop_node takes it back.
 inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
-                      unsigned short vr, int size)
+                             unsigned short vr, int size)
 {
     DICOM_List *node = taking_node(r->chain->taking);
     if (node == nullptr)

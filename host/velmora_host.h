@@ -39,7 +39,7 @@ struct Source {
     const char *bytes = nullptr;      // the first of them; null: none
     int size = 0;                     // how many
     Source_Kind kind = SOURCE_NONE;   // who owns them
-    size_t mapped_bytes = 0;          // size of the mapping, guard page included
+    size_t mapped_bytes = 0;          // size of the mapping, with a guard page if it has one
     int map_slot = -1;                // place in the table of mappings that survive a file's shrinking
     int file = -1;                    // of a mapping: the file, byte for byte the same; -1: it is not held open
 };
@@ -130,8 +130,8 @@ enum Load_Result {
     UNREADABLE,       // the bytes cannot be had, or memory ran out
 };
 
-// For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, what one
-// data set took is kept for the next, up to a gigabyte. That sets malloc's M_MXFAST, M_TOP_PAD, M_TRIM_THRESHOLD and
+// For a program whose heap nobody else tunes, before its first load: freed blocks join their neighbours at once, and what
+// one data set took is kept for the next, up to a gigabyte. That sets malloc's M_MXFAST, M_TOP_PAD, M_TRIM_THRESHOLD and
 // M_MMAP_THRESHOLD.
 void tune_heap();
 

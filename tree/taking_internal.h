@@ -70,15 +70,15 @@ inline char *taking_value(Taking *taking, const char *bytes, size_t size)
 
 /* ---- nodes that do nothing but follow ------------------------------------------------ */
 
-// Whether a node neither opens nor closes anything, its tag ascends, and there is nothing to say about it, or nobody who
-// wants to hear it.
+// Whether a node neither opens nor closes anything, its tag ascends, and there is nothing to say about it, or nobody
+// who wants to hear it.
 inline bool is_usual(const Taking *taking, const Open_Chain *chain, const DICOM_List *node)
 {
     const Nesting *nesting = &taking->nesting;
     int depth = depth_of(nesting);
     if (node->flag != ORIGIN_DICOM || chain->slot == nullptr || *chain->slot == nullptr || chain->is_indexed ||
-        is_delimiter_group(node->group) ||
-        static_cast<int64_t>(tag_number(node)) <= chain->greatest || node->size == UNDEFINED_LENGTH ||
+        is_delimiter_group(node->group) || static_cast<int64_t>(tag_number(node)) <= chain->greatest ||
+        node->size == UNDEFINED_LENGTH ||
         has_ended(nesting->end_of_sequence[depth], node) || has_ended(nesting->end_of_item[depth], node))
         return false;
     const TAG_db_Elems *row = node->db;
