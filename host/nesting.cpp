@@ -189,6 +189,18 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
         r->held = r->levels.size() - 1;
 }
 
+void leave_unopened(Reading *r, DICOM_List *node)
+{
+    r->unopened = node;
+    if (r->top().tree_depth < MAX_SEQUENCE_DEPTH)
+        return;
+    // What the library cannot open it would close all the same, and with it the ninth level.
+    remember(r, node);
+    node->vr_explicit = VR_UN;
+    node->size = 0;
+    node->flag |= FLAG_DELETED;   // as it does further up
+}
+
 void open_item(Reading *r, DICOM_List *node, int length)
 {
     bool is_defined = length != UNDEFINED_LENGTH;

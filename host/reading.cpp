@@ -190,9 +190,11 @@ static void take_undefined(Reading *r, const Header &h)
     if (node->vr == VR_NONE && node->vr_explicit == VR_NONE)
         node->vr = VR_SQ;   // nothing else may have no length
     add_element(r, node, h.length);
-    r->unopened = next == FOLLOWS_NOTHING ? node : nullptr;
-    if (next == FOLLOWS_NOTHING)
+    r->unopened = nullptr;
+    if (next == FOLLOWS_NOTHING) {
+        leave_unopened(r, node);
         report_fault(r, "no item follows this element of undefined length; it has no value");
+    }
     r->at = r->behind;
     if (next != FOLLOWS_NOTHING)
         open_sequence(r, node, holds_fragments(node) ? LEVEL_FRAGMENTS : LEVEL_SEQUENCE, UNDEFINED_LENGTH, mode,

@@ -167,6 +167,9 @@ void open_sequence(Reading *r, DICOM_List *node, Level_Kind kind, int length, un
                    bool starts_with_item);
 void open_item(Reading *r, DICOM_List *node, int length);
 
+// Leaves an element of undefined length, which is linked already, without items.
+void leave_unopened(Reading *r, DICOM_List *node);
+
 // Closes the innermost level.
 void close_level(Reading *r, Closing how);
 

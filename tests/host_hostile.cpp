@@ -36,18 +36,32 @@ TEST(HostHostile, KeepsAValueWithoutAVRInFrontOfAnItem)
     }
 }
 
-TEST(HostHostile, KeepsAnElementWithoutAnItemApartFromTheDelimiterBehindIt)
+TEST(HostHostile, KeepsAnElementWithoutAnItemApartFromWhatStandsBehindIt)
 {
     // The inner one ends with what it stands in: without an item, and without a delimiter of its own.
-    Bytes cut = element(CONTENT, "SQ", "", SYNTAX_EXPLICIT, 0xFFFFFFFF);
-    Bytes open = element(CONTENT, "SQ", item({cut}, BY_DELIMITER), SYNTAX_EXPLICIT, 0xFFFFFFFF);
-    open.resize(open.size() - 8);   // the delimiter of the item
-    Bytes stream = element({0x0008, 0x0060}, "CS", "CT") +
-                   sequence(REFERENCES, BY_LENGTH, {item({open}), item({element(CLASS, "UI", "1.2.3.40")})}) +
-                   element({0x0040, 0xDB00}, "CS", "1234");
-    Loaded loaded(stream, MODE_EXPLICIT_LITTLE);
-    EXPECT_EQ(loaded.tree(), "0008,0060 CS [CT]\n0008,1140 SQ\n item\n  0040,a730 SQ\n   item\n    0040,a730 SQ -1\n"
-                             " item\n  0008,1150 UI [1.2.3.40]\n0040,db00 CS [1234]\n");
+    Bytes cut = element(CONTENT, "SQ", "", SYNTAX_EXPLICIT, 0xFFFFFFFF), text = element({0x0040, 0xDB00}, "CS", "12");
+    const struct { const char *name; Bytes behind, shown; } rows[] = {
+        {"what ends here", {}, ""}, {"an element", text, "0040,db00 CS [12]\n"},
+    };
+    for (const auto &row : rows) {
+        for (int depth : {0, 6, 7}) {   // the inner one is the third, ninth and tenth sequence
+            SCOPED_TRACE(testing::Message() << row.name << ", " << depth);
+            Bytes open = element(CONTENT, "SQ", item({cut, row.behind}, BY_DELIMITER), SYNTAX_EXPLICIT, 0xFFFFFFFF);
+            open.resize(open.size() - 8);   // the delimiter of the item
+            Bytes two = sequence(CONTENT, BY_LENGTH, {item({open}), item({element(CLASS, "UI", "1.2.3.40")})});
+            Bytes stream = element({0x0008, 0x0060}, "CS", "CT") + nested(depth, two, SYNTAX_EXPLICIT) +
+                           element({0x0040, 0xDB00}, "CS", "1234");
+            std::string expected = "0008,0060 CS [CT]\n", margin;
+            for (int i = 0; i < depth; i++, margin += "  ")
+                expected += margin + "0040,a730 SQ\n" + margin + " item\n";
+            expected += margin + "0040,a730 SQ\n" + margin + " item\n" + margin + "  0040,a730 SQ\n" + margin +
+                        "   item\n" + margin + "    0040,a730 SQ -1\n" +
+                        (row.shown[0] != 0 ? margin + "    " + row.shown : "") + margin + " item\n" + margin +
+                        "  0008,1150 UI [1.2.3.40]\n";
+            Loaded loaded(stream, MODE_EXPLICIT_LITTLE);
+            EXPECT_EQ(loaded.tree(), expected + "0040,db00 CS [1234]\n");
+        }
+    }
 }
 
 TEST(HostHostile, WritesADamagedSequenceBelowTheNinthLevelAnew)
