@@ -34,9 +34,7 @@ static void complement_private(Reading *r, DICOM_List *node)
 // counts as the VR by definition where there is no other.
 static void complement(Reading *r, DICOM_List *node)
 {
-    // For most, DICOM_Attribute_Complement would do no more than this.
-    bool is_creator = (node->group & 1) != 0 && node->element <= 0xFF;
-    if (r->want_traces || is_creator || node->element == 0 || node->group == 0x7FE0) {
+    if (r->want_traces || !is_looked_up_alone(node->group, node->element)) {
         DICOM_Attribute_Complement(nullptr, &r->root, node);
     } else {
         node->db = NEMA_db_Locate(node->group, node->element);
@@ -254,6 +252,8 @@ static void take_element(Reading *r, const Header &h)
     attach_value(r, node, r->behind);
     add_element(r, node, h.length);
     r->at = r->behind + length;
+    if (r->at < r->top().bound)
+        take_plain_run(r);
 }
 
 // ---- items and delimiters -------------------------------------------------------------

@@ -86,6 +86,13 @@ inline unsigned char mode_of(const Reading *r, int pos, unsigned short group)
     return is_head ? static_cast<unsigned char>(MODE_EXPLICIT_LITTLE) : r->top().mode;
 }
 
+// Whether DICOM_Attribute_Complement does more for an element than to look its tag up.
+inline bool is_looked_up_alone(unsigned short group, unsigned short element)
+{
+    bool is_creator = (group & 1) != 0 && element <= 0xFF;
+    return !is_creator && element != 0 && group != 0x7FE0;
+}
+
 // ---- nodes ----------------------------------------------------------------------------
 
 // In line, as they are called for each element. What needs memory throws bad_alloc.
@@ -100,15 +107,11 @@ inline char *copy_bytes(Reading *r, const char *bytes, size_t size)
 // What the library says of item tags.
 void describe_item_tag(Reading *r, DICOM_List *node);
 
-// Makes the node of an element, item or delimiter. link puts it at the end of its chain, drop_node takes it back.
-inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
-                             unsigned short vr, int size)
+// A node with nothing but where it stands and what its header says. Field by field: to clear the whole node first would
+// take as long as all else that is done here.
+inline void begin_node(DICOM_List *node, unsigned char mode, int pos, int data_pos, unsigned short group,
+                       unsigned short element, unsigned short vr, int size)
 {
-    DICOM_List *node = taking_node(r->chain->taking);
-    if (node == nullptr)
-        throw std::bad_alloc();
-    r->chain->loose = node;
-    // Field by field: to clear the whole node first would take as long as all else that is done here.
     node->depth = 0;
     node->vr = node->type = 0;
     node->vm = node->stream_word = node->nb_item = 0;
@@ -116,7 +119,7 @@ inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short g
     node->db = nullptr;
     node->item = nullptr;
     node->next = node->last = nullptr;
-    node->syntax = static_cast<unsigned char>(mode_of(r, pos, group) & 0x0F);
+    node->syntax = static_cast<unsigned char>(mode & 0x0F);
     node->flag = ORIGIN_DICOM;
     node->group = group;
     node->element = element;
@@ -124,6 +127,23 @@ inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short g
     node->pos = pos;
     node->data_pos = data_pos;
     node->size = size;
+}
+
+inline DICOM_List *take_block_of_node(Reading *r)
+{
+    DICOM_List *node = taking_node(r->chain->taking);
+    if (node == nullptr)
+        throw std::bad_alloc();
+    return node;
+}
+
+// Makes the node of an element, item or delimiter. link puts it at the end of its chain, drop_node takes it back.
+inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short group, unsigned short element,
+                             unsigned short vr, int size)
+{
+    DICOM_List *node = take_block_of_node(r);
+    r->chain->loose = node;
+    begin_node(node, mode_of(r, pos, group), pos, data_pos, group, element, vr, size);
     if (group == GROUP_ITEM)
         describe_item_tag(r, node);
     return node;
@@ -154,6 +174,11 @@ inline void attach_value(Reading *r, DICOM_List *node, int pos)
     if (node->size > 0 && node->size < SMALLEST_UNREAD_VALUE)
         node->data = copy_bytes(r, r->bytes + pos, static_cast<size_t>(node->size));
 }
+
+// ---- plain_run.cpp --------------------------------------------------------------------
+
+// Takes the elements from the place of reading on that need nothing but to be read and to follow. None is as good.
+void take_plain_run(Reading *r);
 
 // ---- nesting.cpp ----------------------------------------------------------------------
 

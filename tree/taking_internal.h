@@ -70,42 +70,96 @@ inline char *taking_value(Taking *taking, const char *bytes, size_t size)
 
 /* ---- nodes that do nothing but follow ------------------------------------------------ */
 
-// Whether a node neither opens nor closes anything, its tag ascends, and there is nothing to say about it, or nobody
-// who wants to hear it.
-inline bool is_usual(const Taking *taking, const Open_Chain *chain, const DICOM_List *node)
+// Whether an attribute opens nothing, and there is nothing to say about it, or nobody who wants to hear it.
+//   vr  by definition, or what was found in its stead
+inline bool is_usual_attribute(const Taking *taking, unsigned short vr_explicit, unsigned short vr,
+                               const TAG_db_Elems *row)
 {
-    const Nesting *nesting = &taking->nesting;
-    int depth = depth_of(nesting);
-    if (node->flag != ORIGIN_DICOM || chain->slot == nullptr || *chain->slot == nullptr || chain->is_indexed ||
-        is_delimiter_group(node->group) || static_cast<int64_t>(tag_number(node)) <= chain->greatest ||
-        node->size == UNDEFINED_LENGTH ||
-        has_ended(nesting->end_of_sequence[depth], node) || has_ended(nesting->end_of_item[depth], node))
-        return false;
-    const TAG_db_Elems *row = node->db;
     if (row != nullptr && row->type <= 0 && taking->has_remarks)
         return false;
-    if (node->vr_explicit == VR_NONE)
-        return node->vr != VR_NONE && node->vr != VR_RT && node->vr != VR_SQ;
-    bool is_known = row == nullptr || row->vr[0] == node->vr_explicit || !taking->has_remarks;
-    return is_known && node->vr_explicit != VR_SQ && is_believed_vr(node->vr_explicit);
+    if (vr_explicit == VR_NONE)
+        return vr != VR_NONE && vr != VR_RT && vr != VR_SQ;
+    bool is_known = row == nullptr || row->vr[0] == vr_explicit || !taking->has_remarks;
+    return is_known && vr_explicit != VR_SQ && is_believed_vr(vr_explicit);
 }
 
-// Puts such a node into the tree, with what is left of all the steps. False: it is not one.
+// What the flag of such a node says.
+inline unsigned short usual_flag(unsigned short group, const TAG_db_Elems *row)
+{
+    int flag = ORIGIN_DICOM;
+    if (is_private_group(group))
+        flag |= FLAG_PRIVATE;
+    if (row != nullptr && row->type <= 0)
+        flag |= FLAG_RETIRED;
+    return static_cast<unsigned short>(flag);
+}
+
+// Whether the chain at the cursor is one that nodes can follow in, and nobody wants to hear of each.
+inline bool can_be_followed(const Taking *taking, const Open_Chain *chain)
+{
+    return !taking->has_traces && chain->slot != nullptr && *chain->slot != nullptr && !chain->is_indexed;
+}
+
+// Puts a node that neither opens nor closes anything, and whose tag ascends, into the tree, with what is left of all the
+// steps. False: it is not one.
 inline bool taking_add_usual(Taking *taking, DICOM_List *node)
 {
     Nesting *nesting = &taking->nesting;
     int depth = depth_of(nesting);
     Open_Chain *chain = &nesting->open.chain[depth];
-    if (taking->has_traces || !is_usual(taking, chain, node))
+    if (!can_be_followed(taking, chain) || node->flag != ORIGIN_DICOM || is_delimiter_group(node->group) ||
+        static_cast<int64_t>(tag_number(node)) <= chain->greatest || node->size == UNDEFINED_LENGTH ||
+        has_ended(nesting->end_of_sequence[depth], node) || has_ended(nesting->end_of_item[depth], node) ||
+        !is_usual_attribute(taking, node->vr_explicit, node->vr, node->db))
         return false;
-    if (is_private_group(node->group))
-        node->flag |= FLAG_PRIVATE;
-    if (node->db != nullptr && node->db->type <= 0)
-        node->flag |= FLAG_RETIRED;
+    node->flag = usual_flag(node->group, node->db);
     take_node(&nesting->open.root, chain->slot, node);
     chain->greatest = tag_number(node);
     chain->newest_is_first = true;
     return true;
+}
+
+// A run of such nodes that follow each other. What is the same for all of them is looked up once, and what only the last
+// decides is stored once.
+struct Taking_Run {
+    Open_Chain *chain;
+    DICOM_List *newest;     // of the chain
+    int64_t end;            // position in the stream from which on something has ended
+    unsigned char depth;
+};
+
+// Begins a run behind a node that was taken. False: there can be none.
+inline bool taking_begin_run(Taking *taking, Taking_Run *run)
+{
+    const Nesting *nesting = &taking->nesting;
+    int depth = depth_of(nesting);
+    run->chain = &taking->nesting.open.chain[depth];
+    if (!can_be_followed(taking, run->chain))
+        return false;
+    run->newest = tail_of(*run->chain->slot);
+    run->depth = static_cast<unsigned char>(depth);
+    run->end = INT64_MAX;
+    for (int64_t end : {nesting->end_of_sequence[depth], nesting->end_of_item[depth]})
+        if (end >= 0 && end < run->end)
+            run->end = end;
+    return true;
+}
+
+// The next one: usual, behind the greatest tag of the chain, in front of the end of the run, with depth and usual_flag
+// in its fields.
+inline void taking_follow(Taking_Run *run, DICOM_List *node)
+{
+    run->newest->next = node;
+    run->newest = node;
+}
+
+// Ends a run that had at least one node.
+inline void taking_end_run(Taking *taking, const Taking_Run *run)
+{
+    (*run->chain->slot)->last = run->newest;
+    set_sequence(&taking->nesting.open.root, run->depth, run->newest->group, run->newest->element, 0);
+    run->chain->greatest = tag_number(run->newest);
+    run->chain->newest_is_first = true;
 }
 
 /* ---- all nodes ----------------------------------------------------------------------- */
