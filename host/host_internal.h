@@ -222,6 +222,9 @@ struct Flat_Chain {
 // the tree stay in the segment.
 void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DICOM_List *end);
 
+// The same for a delimiter or the tag of an item that has all its fields: it need not know what follows.
+void settle_item_tag(Flat_Chain *chain, Segment *segment, Taking *taking);
+
 // Gives the entries of the listing their VRs, those of all segments.
 void settle_vrs(Data_Set *set, Flat_Chain *chain);
 

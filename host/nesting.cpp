@@ -14,15 +14,17 @@ namespace velmora_host
 // What the library says of an item tag is the same for all of them.
 void describe_item_tag(Reading *r, DICOM_List *node)
 {
-    for (const DICOM_List &described : r->chain->item_tags) {
-        if (described.element == node->element) {
-            node->db = described.db;
-            node->vr = described.vr;
-            if (described.description != nullptr)
-                node->description = copy_bytes(r, described.description, static_cast<size_t>(described.size));
-            return;
-        }
-    }
+    const DICOM_List *tags = r->chain->item_tags;
+    const DICOM_List *described = node->element == ELEMENT_ITEM         ? &tags[0]
+                                  : node->element == ELEMENT_ITEM_END     ? &tags[1]
+                                  : node->element == ELEMENT_SEQUENCE_END ? &tags[2]
+                                                                          : nullptr;
+    if (described == nullptr)
+        return;
+    node->db = described->db;
+    node->vr = described->vr;
+    if (described->description != nullptr)
+        node->description = copy_bytes(r, described->description, static_cast<size_t>(described->size));
 }
 
 void drop_node(Reading *r)
@@ -102,8 +104,21 @@ DICOM_List *add_item_tag(Reading *r, int pos, int data_pos, unsigned short eleme
 {
     keep_apart(r, pos, element);
     DICOM_List *tag = make_node(r, pos, data_pos, GROUP_ITEM, element, VR_NONE, size);
-    link(r, tag);
+    link_to_segment(r, tag);
     return tag;
+}
+
+// An item tag that will not change any more goes into the tree, unless it has to wait with others.
+static void finish_item_tag(Reading *r, const DICOM_List *tag)
+{
+    bool waits = r->top().segment != r->data_set || r->held != 0;
+    if (!waits && r->data_set->first == tag && tag->vr != VR_NONE)
+        settle_item_tag(r->chain, r->data_set, r->chain->taking);
+}
+
+void add_delimiter(Reading *r, int data_pos, unsigned short element)
+{
+    finish_item_tag(r, add_item_tag(r, r->at, data_pos, element, 0));
 }
 
 // ---- opening --------------------------------------------------------------------------
@@ -208,6 +223,16 @@ void open_item(Reading *r, DICOM_List *node, int length)
     add_level(r, node, LEVEL_ITEM, r->top().mode, bound, is_defined);
     if (is_defined)
         node->size = bound - r->at;
+    finish_item_tag(r, node);
+}
+
+void end_item_early(Reading *r)
+{
+    DICOM_List *node = r->top().node;
+    node->size = r->at - r->top().start;
+    bool was_finished = r->top().segment == r->data_set && r->held == 0 && r->data_set->first == nullptr;
+    if (was_finished && r->data_set->last == node)
+        taking_end_item(r->chain->taking, r->at);
 }
 
 // ---- closing --------------------------------------------------------------------------
@@ -279,35 +304,45 @@ static void end_unsorted(Reading *r, Level *level, Closing how)
 
 // Every sequence of undefined length gets a delimiter in its chain, the stream's own or one in its stead: without it
 // the tree would go on in there. At the end of the source nothing follows that could.
-static void link_delimiter(Reading *r, const Level &level, Closing how)
+static void link_delimiter(Reading *r, Closing how)
 {
     if (how != BY_DELIMITER && r->at >= r->size)
         return;
-    int data_pos = how == BY_DELIMITER ? r->behind : r->at;
-    r->levels.push_back(level);
-    add_item_tag(r, r->at, data_pos, ELEMENT_SEQUENCE_END, 0);
+    add_delimiter(r, how == BY_DELIMITER ? r->behind : r->at, ELEMENT_SEQUENCE_END);
+}
+
+static void close_item(Reading *r)
+{
+    bool is_defined = r->top().is_defined;
     r->levels.pop_back();
+    r->top().item_had_length = is_defined;
+}
+
+static void close_odd_sequence(Reading *r, Closing how)
+{
+    Level level = r->top();
+    r->levels.pop_back();
+    if (level.is_opaque)
+        finish_opaque(r, level, level.is_defined ? level.bound : r->at);
+    else if (!level.is_defined)
+        end_unsorted(r, &level, how);
 }
 
 void close_level(Reading *r, Closing how)
 {
-    Level level = r->top();
-    r->levels.pop_back();
+    const Level &level = r->top();
     r->creators.resize(static_cast<size_t>(level.creators));
-    if (level.kind == LEVEL_ITEM) {
-        r->top().item_had_length = level.is_defined;
-        return;
-    }
+    if (level.kind == LEVEL_ITEM)
+        return close_item(r);
     if (level.is_defined && how == BY_LENGTH)
         r->length_ended_at = level.bound;
-    if (r->held == r->levels.size())
+    if (r->held == r->levels.size() - 1)
         r->held = 0;
-    if (level.is_opaque)
-        finish_opaque(r, level, level.is_defined ? level.bound : r->at);
-    else if (!level.is_defined && level.is_unsorted)
-        end_unsorted(r, &level, how);
-    else if (!level.is_defined)
-        link_delimiter(r, level, how);
+    if (level.is_opaque || level.is_unsorted)
+        return close_odd_sequence(r, how);
+    if (!level.is_defined)
+        link_delimiter(r, how);
+    r->levels.pop_back();
 }
 
 void close_ended_levels(Reading *r)

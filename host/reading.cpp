@@ -302,7 +302,7 @@ static void take_item(Reading *r, const Header &h)
     if (r->top().kind == LEVEL_ITEM) {
         report_fault(r, "an item begins inside an item, which ends here");
         if (r->top().is_defined)
-            r->top().node->size = r->at - r->top().start;
+            end_item_early(r);
         close_level(r, BY_FAULT);
     }
     int length = static_cast<int>(h.length);
@@ -332,7 +332,7 @@ static void take_item_end(Reading *r)
     }
     if (r->top().kind != LEVEL_ITEM || r->top().is_defined)
         return leave_out_delimiter(r);
-    add_item_tag(r, r->at, r->behind, ELEMENT_ITEM_END, 0);
+    add_delimiter(r, r->behind, ELEMENT_ITEM_END);
     r->set->elements++;
     close_level(r, BY_DELIMITER);
     r->at = r->behind;

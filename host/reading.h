@@ -149,7 +149,8 @@ inline DICOM_List *make_node(Reading *r, int pos, int data_pos, unsigned short g
     return node;
 }
 
-inline void link(Reading *r, DICOM_List *node)
+// False: the node waits for one behind it, or for the end of a level.
+inline bool link_to_segment(Reading *r, DICOM_List *node)
 {
     Segment *segment = r->top().segment;
     if (segment->first == nullptr)
@@ -159,11 +160,16 @@ inline void link(Reading *r, DICOM_List *node)
     segment->last = node;
     r->chain->loose = nullptr;
     if (segment != r->data_set || r->held != 0)
-        return;
+        return false;
     if (segment->first != node)
         settle_nodes(r->chain, segment, r->chain->taking, node);
-    if (taking_add_usual(r->chain->taking, node))
-        segment->first = nullptr;
+    return true;
+}
+
+inline void link(Reading *r, DICOM_List *node)
+{
+    if (link_to_segment(r, node) && taking_add_usual(r->chain->taking, node))
+        r->data_set->first = nullptr;
 }
 
 void drop_node(Reading *r);
@@ -204,8 +210,12 @@ void close_ended_levels(Reading *r);
 // open_sequence and open_item expect the last that was listed to be theirs.
 void list(Reading *r, DICOM_List *node, int length, Listed_Kind kind, int item_number);
 
-// Makes and links an item or delimiter.
+// Makes and links the tag of an item, which open_item expects behind it, or a delimiter at the place of reading.
 DICOM_List *add_item_tag(Reading *r, int pos, int data_pos, unsigned short element, int size);
+void add_delimiter(Reading *r, int data_pos, unsigned short element);
+
+// The item that is open ends at the place of reading, before its length says so.
+void end_item_early(Reading *r);
 
 // Says that the tags of the item that is being read do not ascend.
 void note_disorder(Reading *r);

@@ -50,6 +50,15 @@ void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DIC
     chain->settled = nullptr;
 }
 
+void settle_item_tag(Flat_Chain *chain, Segment *segment, Taking *taking)
+{
+    chain->settled = segment->first;
+    if (!taking_add(nullptr, taking, segment->first, nullptr))
+        throw std::bad_alloc();
+    segment->first = nullptr;
+    chain->settled = nullptr;
+}
+
 // ---- the VRs of a listing -------------------------------------------------------------
 
 // The VR that counts, as the tree has it: a guess is stored there as UN.

@@ -176,6 +176,12 @@ bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List 
 // tag that does not ascend is taken for its end.
 void taking_set_end(Taking *taking, int depth, int end);
 
+// The item that was taken last ends here in the stream, before its length says so.
+inline void taking_end_item(Taking *taking, int end)
+{
+    taking->nesting.end_of_item[depth_of(&taking->nesting)] = end;
+}
+
 // The tree so far.
 inline DICOM_List *taking_tree(const Taking *taking)
 {
