@@ -24,7 +24,7 @@ std::atomic<size_t> node_heap_size = 0;
 
 #if defined(MAP_NORESERVE) && UINTPTR_MAX > 0xFFFFFFFFu && !IS_WATCHED
 
-static const size_t CHUNK = 64 << 10, HUGE_PAGE = 2 << 20, MOST_AT_A_TIME = 4 * HUGE_PAGE;
+static const size_t CHUNK = NODE_CHUNK, HUGE_PAGE = 2 << 20, MOST_AT_A_TIME = 4 * HUGE_PAGE;
 static const size_t RANGE = size_t{32} << 30;
 static const unsigned int KEPT = 2048;        // unused chunks that keep their memory
 static const unsigned int OPEN = 1u << 31;    // more than any chunk has blocks
@@ -193,12 +193,16 @@ void node_heap_close(Node_Place *place)
     *place = {};
 }
 
+void node_heap_free_some(uintptr_t chunk, unsigned int count)
+{
+    Node_Chunk *start = reinterpret_cast<Node_Chunk *>(chunk);
+    if (count_off(start, count) == 0)
+        put_away(start);
+}
+
 void node_heap_free(void *block)
 {
-    uintptr_t start = reinterpret_cast<uintptr_t>(block) & ~(CHUNK - 1);
-    Node_Chunk *chunk = reinterpret_cast<Node_Chunk *>(start);
-    if (count_off(chunk, 1) == 0)
-        put_away(chunk);
+    node_heap_free_some(node_chunk_of(block), 1);
 }
 
 #else
@@ -213,6 +217,10 @@ void node_heap_close(Node_Place *)
 }
 
 void node_heap_free(void *)
+{
+}
+
+void node_heap_free_some(uintptr_t, unsigned int)
 {
 }
 

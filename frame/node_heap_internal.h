@@ -11,6 +11,7 @@
 #include <atomic>
 #include <stddef.h>
 #include <stdint.h>
+#include <stdlib.h>
 
 struct Node_Chunk;
 
@@ -60,7 +61,43 @@ inline size_t node_heap_value_size(const void *value)
 // Ends the use of a place. What is left of its chunk goes to the next place that is opened.
 void node_heap_close(Node_Place *place);
 
-// Frees a block that lies in this heap.
+// Frees a block that lies in this heap; some of one chunk.
 void node_heap_free(void *block);
+void node_heap_free_some(uintptr_t chunk, unsigned int count);
+
+enum : uintptr_t { NODE_CHUNK = 64 << 10 };   // bytes; it begins at a multiple of them
+
+inline uintptr_t node_chunk_of(const void *block)
+{
+    return reinterpret_cast<uintptr_t>(block) & ~(NODE_CHUNK - 1);
+}
+
+// The blocks of a tree that goes, as they come: those that follow each other mostly lie in one chunk, and go as one.
+struct Freed_Blocks {
+    uintptr_t chunk;      // 0: none
+    unsigned int count;   // of its blocks
+};
+
+inline void free_counted(Freed_Blocks *freed)
+{
+    if (freed->count > 0)
+        node_heap_free_some(freed->chunk, freed->count);
+    *freed = {};
+}
+
+// Frees a block of this heap not later than free_counted does, any other at once.
+inline void count_freed(Freed_Blocks *freed, void *block)
+{
+    if (!is_in_node_heap(block)) {
+        free(block);
+        return;
+    }
+    uintptr_t chunk = node_chunk_of(block);
+    if (chunk != freed->chunk) {
+        free_counted(freed);
+        freed->chunk = chunk;
+    }
+    freed->count++;
+}
 
 #endif

@@ -237,10 +237,7 @@ static void part_twins(DICOM_List *list)
 
 static void free_tree(DICOM_List **tree)
 {
-    for (DICOM_List *node = *tree, *next; node != nullptr; node = next) {
-        next = node->next;
-        DICOM_Attribute_Free(nullptr, node);
-    }
+    taking_free(*tree);
     *tree = nullptr;
 }
 

@@ -7,26 +7,18 @@
 namespace velmora_host
 {
 
-static void free_chain(DICOM_List *first)
-{
-    for (DICOM_List *node = first, *next; node != nullptr; node = next) {
-        next = node->next;
-        DICOM_Attribute_Free(nullptr, node);
-    }
-}
-
 Flat_Chain::~Flat_Chain()
 {
     for (const Segment &segment : segments)
-        free_chain(segment.first);
-    free_chain(loose);
+        taking_free(segment.first);
+    taking_free(loose);
     for (DICOM_List &tag : item_tags)
         DICOM_Lib_Free(&tag.description);
     taking_end(taking);
     for (DICOM_List *tree : aside_trees)
-        free_chain(tree);
+        taking_free(tree);
     if (aside != nullptr)
-        free_chain(taking_tree(aside));
+        taking_free(taking_tree(aside));
     taking_end(aside);
 }
 

@@ -1,25 +1,64 @@
 // The end of nodes: one with all that it owns, those of a tag at every depth, and those that a filter names.
-#include "tree/tree_internal.h"
+#include "tree/taking_internal.h"
 
-// The recursion is as deep as the sequences are nested: nine levels in a tree that this library made.
-void DICOM_Attribute_Free(HWND window, DICOM_List *node)
+static void report_free(HWND window, const DICOM_List *node)
 {
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_Free(%04x,%04x)", node->group, node->element);
-    // Items behind an empty slot are out of reach of every walk, but they are still the node's.
-    for (int i = 0; node->item != nullptr && i < node->nb_item; i++) {
-        for (DICOM_List *each = node->item[i]; each != nullptr;) {
-            DICOM_List *next = each->next;
-            DICOM_Attribute_Free(window, each);
-            each = next;
-        }
-    }
-    // Most nodes have neither of these, and each call takes its time.
-    if (node->item != nullptr)
-        frame_free(node->item);
+}
+
+// A node whose items have gone, with what else it owns. Most have neither of these, and each call takes its time.
+static inline void free_fields(DICOM_List *node, Freed_Blocks *freed)
+{
     if (node->description != nullptr)
-        frame_free(node->description);
-    frame_free(node->data);
-    frame_free(node);
+        count_freed(freed, node->description);
+    if (node->data != nullptr)
+        count_freed(freed, node->data);
+    count_freed(freed, node);
+}
+
+static void free_chain(HWND window, DICOM_List *first, Freed_Blocks *freed);
+
+// The recursion is as deep as the sequences are nested: nine levels in a tree that this library made.
+static void free_with_items(HWND window, DICOM_List *node, Freed_Blocks *freed)
+{
+    report_free(window, node);
+    // Items behind an empty slot are out of reach of every walk, but they are still the node's.
+    for (int i = 0; i < node->nb_item; i++)
+        free_chain(window, node->item[i], freed);
+    count_freed(freed, node->item);
+    free_fields(node, freed);
+}
+
+static void free_one(HWND window, DICOM_List *node, Freed_Blocks *freed)
+{
+    if (node->item != nullptr) {
+        free_with_items(window, node, freed);
+    } else {
+        report_free(window, node);
+        free_fields(node, freed);
+    }
+}
+
+static void free_chain(HWND window, DICOM_List *first, Freed_Blocks *freed)
+{
+    for (DICOM_List *node = first, *next; node != nullptr; node = next) {
+        next = node->next;
+        free_one(window, node, freed);
+    }
+}
+
+void DICOM_Attribute_Free(HWND window, DICOM_List *node)
+{
+    Freed_Blocks freed = {};
+    free_one(window, node, &freed);
+    free_counted(&freed);
+}
+
+void taking_free(DICOM_List *first)
+{
+    Freed_Blocks freed = {};
+    free_chain(nullptr, first, &freed);
+    free_counted(&freed);
 }
 
 static void free_linked(HWND window, DICOM_List **link)
