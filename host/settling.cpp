@@ -45,7 +45,7 @@ void settle_nodes(Flat_Chain *chain, Segment *segment, Taking *taking, const DIC
 void settle_item_tag(Flat_Chain *chain, Segment *segment, Taking *taking)
 {
     chain->settled = segment->first;
-    if (!taking_add(nullptr, taking, segment->first, nullptr))
+    if (!taking_add_item_tag(taking, segment->first))
         throw std::bad_alloc();
     segment->first = nullptr;
     chain->settled = nullptr;

@@ -296,6 +296,23 @@ bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List 
     return is_taken;
 }
 
+// Most of the steps are about attributes.
+bool taking_add_item_tag(Taking *taking, DICOM_List *node)
+{
+    Nesting *nesting = &taking->nesting;
+    if (taking->has_traces || node->vr == VR_NONE || (node->db != nullptr && node->db->type <= 0))
+        return taking_add(nullptr, taking, node, nullptr);
+    close_by_size(nullptr, nesting, node);
+    if (node->element == ELEMENT_SEQUENCE_END)
+        close_sequence_at_delimiter(nullptr, nesting, node);
+    else if (node->element == ELEMENT_ITEM)
+        open_item(nullptr, nesting, node);
+    if (!take_open(nullptr, &nesting->open, node, &taking->place))
+        return false;
+    close_item_by_size(nullptr, nesting, node);
+    return true;
+}
+
 void taking_set_end(Taking *taking, int depth, int end)
 {
     if (is_usable_depth(depth))

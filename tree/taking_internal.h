@@ -186,6 +186,9 @@ Taking *taking_begin(HWND window);
 // False when memory ran out: then the node is still the caller's.
 bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List *next);
 
+// The same for the tag of an item or a delimiter, which need not know what follows.
+bool taking_add_item_tag(Taking *taking, DICOM_List *node);
+
 // The sequence of undefined length that is open at this depth, counted from 1, ends here in the stream. Without this a
 // tag that does not ascend is taken for its end.
 void taking_set_end(Taking *taking, int depth, int end);
