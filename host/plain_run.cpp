@@ -11,7 +11,7 @@ static bool can_run(const Reading *r)
 {
     const Level &top = r->top();
     bool has_creators = static_cast<size_t>(top.creators) < r->creators.size();   // private elements may mean something
-    return !r->want_traces && !r->want_listing && r->held == 0 && top.segment == r->data_set &&
+    return r->at < top.bound && !r->want_traces && !r->want_listing && r->held == 0 && top.segment == r->data_set &&
            top.segment->first == nullptr && !has_creators && (top.kind == LEVEL_ITEM || top.kind == LEVEL_TOP);
 }
 

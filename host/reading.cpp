@@ -252,8 +252,7 @@ static void take_element(Reading *r, const Header &h)
     attach_value(r, node, r->behind);
     add_element(r, node, h.length);
     r->at = r->behind + length;
-    if (r->at < r->top().bound)
-        take_plain_run(r);
+    take_plain_run(r);
 }
 
 // ---- items and delimiters -------------------------------------------------------------
@@ -313,6 +312,7 @@ static void take_item(Reading *r, const Header &h)
     r->set->elements++;
     r->at = r->behind;
     open_item(r, node, length);
+    take_plain_run(r);
 }
 
 static void leave_out_delimiter(Reading *r)
