@@ -41,6 +41,8 @@ static char *next_chunk = nullptr, *filled_end = nullptr;   // nothing behind wa
 static Node_Chunk *unused = nullptr;
 static unsigned int unused_count = 0;
 static Node_Place left_over = {};                           // a place that was closed
+static Node_Place texts = {};                               // never closed
+static std::atomic<uintptr_t> text_chunk = 0;
 
 static void take_lock()
 {
@@ -193,10 +195,52 @@ void node_heap_close(Node_Place *place)
     *place = {};
 }
 
+// The texts follow each other in a chunk of their own. Call it with the lock.
+static char *find_text(const char *text, size_t size)
+{
+    char *at = texts.chunk != nullptr ? reinterpret_cast<char *>(texts.chunk) + sizeof(Node_Chunk) : nullptr;
+    while (at != texts.next) {
+        char *value = at + VALUE_BLOCK;
+        if (node_heap_value_size(value) == size && memcmp(value, text, size) == 0)
+            return value;
+        at += size_of_block(node_heap_value_size(value), VALUE_BLOCK);
+    }
+    return nullptr;
+}
+
+static char *add_text(const char *text, size_t size)
+{
+    if (texts.chunk == nullptr) {
+        Node_Chunk *chunk = find_chunk();
+        if (chunk == nullptr)
+            return nullptr;
+        begin_chunk(&texts, chunk);
+        text_chunk.store(node_chunk_of(chunk), std::memory_order_relaxed);
+    }
+    if (size_of_block(size, VALUE_BLOCK) > static_cast<size_t>(texts.end - texts.next))
+        return nullptr;
+    char *value = static_cast<char *>(node_heap_take(&texts, size, VALUE_BLOCK));
+    memcpy(value, text, size);
+    return value;
+}
+
+char *node_heap_text(const char *text, size_t size)
+{
+    static const size_t LONGEST = 256;
+    if (size == 0 || size > LONGEST)
+        return nullptr;
+    take_lock();
+    char *value = find_text(text, size);
+    if (value == nullptr)
+        value = add_text(text, size);
+    leave_lock();
+    return value;
+}
+
 void node_heap_free_some(uintptr_t chunk, unsigned int count)
 {
     Node_Chunk *start = reinterpret_cast<Node_Chunk *>(chunk);
-    if (count_off(start, count) == 0)
+    if (chunk != text_chunk.load(std::memory_order_relaxed) && count_off(start, count) == 0)
         put_away(start);
 }
 
@@ -206,6 +250,11 @@ void node_heap_free(void *block)
 }
 
 #else
+
+char *node_heap_text(const char *, size_t)
+{
+    return nullptr;
+}
 
 static bool has_room(Node_Place *, size_t)
 {

@@ -38,11 +38,16 @@ enum Node_Block_Head : size_t { NODE_BLOCK = 0, VALUE_BLOCK = sizeof(size_t) };
 // What node_heap_take does when a chunk is full, there is no heap of this kind, or a test may refuse the block.
 void *node_heap_take_slowly(Node_Place *place, size_t bytes, Node_Block_Head head);
 
+inline size_t size_of_block(size_t bytes, Node_Block_Head head)
+{
+    return (head + (bytes > 0 ? bytes : 1) + 7) & ~size_t{7};
+}
+
 // A block that is not cleared. Null when memory ran out; its caller knows for what it was, and reports that. One of no
 // bytes gets one, so that it never begins where its chunk ends.
 inline void *node_heap_take(Node_Place *place, size_t bytes, Node_Block_Head head)
 {
-    size_t whole = (head + (bytes > 0 ? bytes : 1) + 7) & ~size_t{7};
+    size_t whole = size_of_block(bytes, head);
     if (whole > static_cast<size_t>(place->end - place->next))
         return node_heap_take_slowly(place, bytes, head);
     char *start = place->next;
@@ -60,6 +65,11 @@ inline size_t node_heap_value_size(const void *value)
 
 // Ends the use of a place. What is left of its chunk goes to the next place that is opened.
 void node_heap_close(Node_Place *place);
+
+// A value block that stays for good and that any number of nodes may hold: to free it does nothing. For the few texts
+// that come again and again. Null where there is no room for it, or no such heap.
+//   size  of the text, with its end
+char *node_heap_text(const char *text, size_t size);
 
 // Frees a block that lies in this heap; some of one chunk.
 void node_heap_free(void *block);

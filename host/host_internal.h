@@ -210,6 +210,7 @@ struct Flat_Chain {
     const DICOM_List *settled = nullptr;   // the node that goes into the tree now
     DICOM_List item_tags[3] = {};          // item, item delimiter, sequence delimiter, as the library complements them;
                                            // size is that of the description, with its end
+    char *item_texts[3] = {};              // the same descriptions, to be shared; null: each node gets a copy
     std::vector<DICOM_List *> listed;      // node of each entry of the listing
     bool may_have_twins = false;           // somewhere a tag is not greater than the one in front of it
 

@@ -194,7 +194,11 @@ static void complement_item_tags(Flat_Chain *chain)
         chain->item_tags[i].element = elements[i];
         DICOM_Attribute_Complement(nullptr, &root, &chain->item_tags[i]);
         const char *description = chain->item_tags[i].description;
-        chain->item_tags[i].size = description != nullptr ? static_cast<int>(strlen(description)) + 1 : 0;
+        if (description == nullptr)
+            continue;
+        size_t size = strlen(description) + 1;
+        chain->item_tags[i].size = static_cast<int>(size);
+        chain->item_texts[i] = taking_text(description, size);
     }
 }
 

@@ -14,17 +14,15 @@ namespace velmora_host
 // What the library says of an item tag is the same for all of them.
 void describe_item_tag(Reading *r, DICOM_List *node)
 {
-    const DICOM_List *tags = r->chain->item_tags;
-    const DICOM_List *described = node->element == ELEMENT_ITEM         ? &tags[0]
-                                  : node->element == ELEMENT_ITEM_END     ? &tags[1]
-                                  : node->element == ELEMENT_SEQUENCE_END ? &tags[2]
-                                                                          : nullptr;
-    if (described == nullptr)
+    int i = node->element == ELEMENT_ITEM ? 0 : node->element == ELEMENT_ITEM_END ? 1 : 2;
+    const DICOM_List &described = r->chain->item_tags[i];
+    if (described.element != node->element)
         return;
-    node->db = described->db;
-    node->vr = described->vr;
-    if (described->description != nullptr)
-        node->description = copy_bytes(r, described->description, static_cast<size_t>(described->size));
+    node->db = described.db;
+    node->vr = described.vr;
+    node->description = r->chain->item_texts[i];
+    if (node->description == nullptr && described.description != nullptr)
+        node->description = copy_bytes(r, described.description, static_cast<size_t>(described.size));
 }
 
 void drop_node(Reading *r)

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -97,12 +98,17 @@ TEST(NodeHeap, UsesItsChunksAgain)
         for (int i = 0; i < (set % 3 == 0 ? 5000 : 50); i++)
             blocks.push_back(take(&place, 96, 'n', NODE_BLOCK));
         node_heap_close(&place);
+        Freed_Blocks freed = {};
         for (const Block &block : blocks) {
             is_ours = is_ours && is_in_node_heap(block.bytes);
             least = std::min(least, reinterpret_cast<uintptr_t>(block.bytes));
             greatest = std::max(greatest, reinterpret_cast<uintptr_t>(block.bytes));
-            frame_free(block.bytes);
+            if (set % 2 == 0)
+                frame_free(block.bytes);
+            else
+                count_freed(&freed, block.bytes);
         }
+        free_counted(&freed);
     }
     if (!is_ours)
         GTEST_SKIP() << "the blocks come from malloc here";
@@ -130,4 +136,37 @@ TEST(NodeHeap, LetsOneThreadFreeWhatAnotherMakes)
         second.join();
         node_heap_close(&place);
     }
+}
+
+// A text stays, whoever frees it and how often; one that is made larger is a block of its own.
+TEST(NodeHeap, KeepsTextsThatNodesShare)
+{
+    char *item = node_heap_text("\x01Item", 6);
+    if (item == nullptr)
+        GTEST_SKIP() << "there is no heap of this kind here";
+    EXPECT_EQ(node_heap_text("", 0), nullptr);
+    EXPECT_EQ(node_heap_text(std::string(300, 'x').c_str(), 301), nullptr);
+    std::vector<std::string> texts;
+    std::vector<char *> kept;
+    for (int i = 0; i < 1000; i++) {   // more than there is room for
+        texts.push_back(std::string(static_cast<size_t>(i % 250), 'x') + std::to_string(i));
+        kept.push_back(node_heap_text(texts.back().c_str(), texts.back().size() + 1));
+    }
+    EXPECT_EQ(kept.back(), nullptr);
+    for (int times = 0; times < 3; times++) {
+        for (size_t i = 0; i < texts.size(); i++) {
+            char *text = kept[i];
+            if (text == nullptr)
+                continue;
+            EXPECT_EQ(text, texts[i]);
+            EXPECT_EQ(node_heap_text(texts[i].c_str(), texts[i].size() + 1), text);
+            DICOM_Lib_Free(&text);
+        }
+    }
+    char *larger = item;
+    ASSERT_EQ(DICOM_Lib_Realloc(&larger, 100), 1);
+    EXPECT_NE(larger, item);
+    EXPECT_STREQ(larger, "\x01Item");
+    EXPECT_STREQ(item, "\x01Item");
+    DICOM_Lib_Free(&larger);
 }

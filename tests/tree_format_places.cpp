@@ -47,6 +47,8 @@ static bool plain_take_open(HWND, Open_Chains *, DICOM_List *, Node_Place *)
 #define take_open plain_take_open
 #define taking_begin plain_taking_begin
 #define taking_add plain_taking_add
+#define taking_add_item_tag plain_taking_add_item_tag
+#define taking_text plain_taking_text
 #define taking_set_end plain_taking_set_end
 #define taking_end plain_taking_end
 static DICOM_List *plain_format(HWND window, DICOM_List *list);
@@ -54,6 +56,7 @@ static DICOM_List *plain_format(HWND window, DICOM_List *list);
 #undef DICOM_Attribute_Format
 #undef taking_begin
 #undef taking_add
+#undef taking_add_item_tag
 #undef taking_end
 
 // What a chain is made of, each as often of ten as it says.
@@ -157,16 +160,61 @@ static bool has_items(const DICOM_List *list)
     return list != nullptr;
 }
 
-// The chain's nodes go into the tree themselves, without traces mostly by the short way. Null when one found no way.
-static DICOM_List *take_all(DICOM_List *list)
+// Whether each chain knows its last node, or none.
+static bool know_their_tails(const DICOM_List *head)
+{
+    const DICOM_List *tail = head;
+    for (const DICOM_List *node = head; node != nullptr; tail = node, node = node->next)
+        for (int i = 0; i < node->nb_item; i++)
+            if (!know_their_tails(node->item[i]))
+                return false;
+    return head == nullptr || head->last == nullptr || head->last == tail;
+}
+
+// What may follow in a run, by the words of taking_follow.
+static bool can_follow(const Taking *taking, const Taking_Run &run, const DICOM_List *node, int64_t greatest)
+{
+    return node != nullptr && node->flag == ORIGIN_DICOM && !is_delimiter_group(node->group) &&
+           tag_number(node) > greatest && node->size != UNDEFINED_LENGTH && node->pos < run.end &&
+           is_usual_attribute(taking, node->vr_explicit, node->vr, node->db);
+}
+
+// Returns what stands behind a run; from there on if there is none.
+static DICOM_List *take_run(Taking *taking, DICOM_List *from)
+{
+    Taking_Run run;
+    if (!taking_begin_run(taking, &run))
+        return from;
+    int64_t greatest = run.chain->greatest;
+    DICOM_List *node = from;
+    while (can_follow(taking, run, node, greatest)) {
+        DICOM_List *next = node->next;
+        greatest = tag_number(node);
+        node->depth = run.depth;
+        node->flag = usual_flag(node->group, node->db);
+        node->next = nullptr;
+        taking_follow(&run, node);
+        node = next;
+    }
+    if (node != from)
+        taking_end_run(taking, &run);
+    return node;
+}
+
+// The chain's nodes go into the tree themselves, without traces mostly by the short ways. Null when one found no way.
+static DICOM_List *take_all(DICOM_List *list, bool with_runs)
 {
     Taking *taking = taking_begin(nullptr);
     bool is_whole = true;
     for (DICOM_List *node = list, *next; node != nullptr && is_whole; node = next) {
         next = node->next;
-        is_whole = taking_add_usual(taking, node) || taking_add(nullptr, taking, node, next);
+        is_whole = node->group == GROUP_ITEM
+                       ? taking_add_item_tag(taking, node)
+                       : taking_add_usual(taking, node) || taking_add(nullptr, taking, node, next);
         if (!is_whole)
             free_tree(node);
+        else if (with_runs)
+            next = take_run(taking, next);
     }
     DICOM_List *head = taking_tree(taking);
     taking_end(taking);
@@ -245,7 +293,7 @@ TEST(Taking, MakesTheTreeAndTheReportsOfFormat)
         static const int THRESHOLDS[] = {15, 10, -1};
         bool has_traces = seed % 3 == 0;
         Reports reports(THRESHOLDS[seed % 3]);
-        Tree taken(take_all(flat.head));
+        Tree taken(take_all(flat.head, seed % 2 == 0));
         flat.head = nullptr;
         std::vector<Report> said = reports.all;
         reports.all.clear();
@@ -255,6 +303,7 @@ TEST(Taking, MakesTheTreeAndTheReportsOfFormat)
         if (has_traces)
             reports.all.erase(reports.all.begin());   // the entry of the call itself
         ASSERT_EQ(full_outline(taken.head), full_outline(made.head));
+        ASSERT_TRUE(know_their_tails(taken.head));
         ASSERT_EQ(said, reports.all);
         compared++;
     }

@@ -10,7 +10,7 @@ static void report_free(HWND window, const DICOM_List *node)
 static inline void free_fields(DICOM_List *node, Freed_Blocks *freed)
 {
     if (node->description != nullptr)
-        count_freed(freed, node->description);
+        frame_free(node->description);   // which others may hold as well
     if (node->data != nullptr)
         count_freed(freed, node->data);
     count_freed(freed, node);

@@ -286,6 +286,11 @@ Taking *taking_begin(HWND window)
     return taking;
 }
 
+char *taking_text(const char *text, size_t size)
+{
+    return node_heap_text(text, size);
+}
+
 bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List *next)
 {
     before_insertion(window, &taking->nesting, node);
@@ -300,7 +305,8 @@ bool taking_add(HWND window, Taking *taking, DICOM_List *node, const DICOM_List 
 bool taking_add_item_tag(Taking *taking, DICOM_List *node)
 {
     Nesting *nesting = &taking->nesting;
-    if (taking->has_traces || node->vr == VR_NONE || (node->db != nullptr && node->db->type <= 0))
+    bool is_settled = node->vr_explicit == VR_NONE && node->vr != VR_NONE;
+    if (taking->has_traces || !is_settled || (node->db != nullptr && node->db->type <= 0))
         return taking_add(nullptr, taking, node, nullptr);
     close_by_size(nullptr, nesting, node);
     if (node->element == ELEMENT_SEQUENCE_END)

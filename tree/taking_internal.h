@@ -82,6 +82,9 @@ inline char *taking_value(Taking *taking, const char *bytes, size_t size)
     return value;
 }
 
+// A text that all nodes with it hold in common, to be freed for each like one of its own; null where there is none such.
+char *taking_text(const char *text, size_t size);
+
 /* ---- nodes that do nothing but follow ------------------------------------------------ */
 
 // Whether an attribute opens nothing, and there is nothing to say about it, or nobody who wants to hear it.
