@@ -64,6 +64,8 @@ void take_plain_run(Reading *r)
     top.last_tag = static_cast<unsigned int>(greatest);
     top.segment->last = run.newest;
     r->set->elements += count;
+    r->group = run.newest->group;
+    r->element = run.newest->element;
     r->at = at;
 }
 

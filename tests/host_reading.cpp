@@ -6,7 +6,7 @@
 
 using namespace velmora_host;
 
-static const Tag NAME = {0x0010, 0x0010}, STEP = {0x0040, 0x0009}, REQUEST = {0x0040, 0x0275}, LATER = {0x0070, 0x0080},
+static const Tag NAME = {0x0010, 0x0010}, STEP = {0x0040, 0x0009}, PROTOCOL = {0x0040, 0x0254}, REQUEST = {0x0040, 0x0275}, LATER = {0x0070, 0x0080},
                  PIXELS = {0x7FE0, 0x0010};
 static const Bytes FIRST = element({0x0008, 0x0060}, "CS", "CT");   // so that the encoding is seen
 
@@ -285,6 +285,10 @@ TEST(HostDamage, KeepsWhatIsBeforeIt)
         {"a sequence that is cut", sequence(REQUEST, BY_DELIMITER, {item({element(STEP, "SH", "A1")})}).substr(0, 30),
          "0040,0275 SQ\n item\n  0040,0009 SH [A1]\n",
          "40 0040,0275[1]: (0040,0009) the data ends inside a sequence, 1 deep\n"},
+        {"one behind elements of any kind",
+         sequence(REQUEST, BY_DELIMITER, {item({element(STEP, "SH", "A123"), element(PROTOCOL, "LO", "B123")})}).substr(0, 44),
+         "0040,0275 SQ\n item\n  0040,0009 SH [A123]\n  0040,0254 LO [B123]\n",
+         "54 0040,0275[1]: (0040,0254) the data ends inside a sequence, 1 deep\n"},
         {"a sequence length beyond the end", element(REQUEST, "SQ", item({element(STEP, "SH", "A1")}), 8, 0xFFFFFFF0),
          "0040,0275 SQ\n item\n  0040,0009 SH [A1]\n",
          "40 0040,0275[1]: (0040,0009) the data ends inside a sequence, 1 deep\n"},
