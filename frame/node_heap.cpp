@@ -198,8 +198,9 @@ void node_heap_close(Node_Place *place)
 // The texts follow each other in a chunk of their own. Call it with the lock.
 static char *find_text(const char *text, size_t size)
 {
-    char *at = texts.chunk != nullptr ? reinterpret_cast<char *>(texts.chunk) + sizeof(Node_Chunk) : nullptr;
-    while (at != texts.next) {
+    if (texts.chunk == nullptr)
+        return nullptr;
+    for (char *at = reinterpret_cast<char *>(texts.chunk) + sizeof(Node_Chunk); at != texts.next;) {
         char *value = at + VALUE_BLOCK;
         if (node_heap_value_size(value) == size && memcmp(value, text, size) == 0)
             return value;
