@@ -155,6 +155,10 @@ static std::string compare_nodes(const Sides &sides, const DICOM_List *a, const 
     int count = count_items(a);
     bool is_no_item = working_vr(a) == VR_SQ && count == 0 && a->size > 0;
     bool lost_vr = b->vr_explicit == VR_NONE && (working_vr(a) != working_vr(b) || is_no_item);
+    if (lost_vr && is_encapsulated(a) != is_encapsulated(b)) {
+        *sides.has_lost_vr = true;   // items of bytes, where the dictionary's VR has such
+        return "";
+    }
     if (count != count_items(b))
         return lost_vr ? (*sides.has_lost_vr = true, "") : told(a, "has another number of items");
     if (in_a != nullptr && (in_b != nullptr || b->size <= 0))
