@@ -154,7 +154,8 @@ static void edit_chain(const Data_Set &set, DICOM_List **list, Pixels *around)
         fetch_ahead(node);
         if (!edit_node(set, link, &pixels))
             continue;
-        for (int i = 0; node->group != GROUP_ITEM && i < node->nb_item && node->item[i] != nullptr; i++) {
+        // A walk ends at an item that has lost all that it had; here those behind it are editable as well.
+        for (int i = 0; node->group != GROUP_ITEM && i < node->nb_item; i++) {
             keep_lone_item(node->item[i]);
             edit_chain(set, &node->item[i], &pixels);
         }

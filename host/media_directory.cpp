@@ -23,7 +23,7 @@ bool is_media_directory(const Data_Set &set)
 
 void note_records(DICOM_List *sequence)
 {
-    for (int i = 0; i < sequence->nb_item && sequence->item[i] != nullptr; i++)
+    for (int i = 0; i < sequence->nb_item; i++)
         for (DICOM_List *node = sequence->item[i]; node != nullptr; node = node->next)
             node->stream_word = sequence->item[i]->pos;
 }

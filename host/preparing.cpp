@@ -45,8 +45,10 @@ static bool is_hosts_value(const Building *building, const DICOM_List *node, uns
     if (!has_bytes)
         return is_explicit(mode) && form.is_later;
     bool is_turned_here = is_big_endian(mode) && form.unit > 1 && !form.is_turned_by_writer;
-    bool is_unread = node->data == nullptr, is_padded = building->options->even_lengths && node->size % 2 != 0;
-    return is_unread || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
+    // A large one goes from the tree to its place: a block of the library would be a second copy, and has an end.
+    bool is_elsewhere = node->data == nullptr || node->size > MOST_IN_SHORT_FORM;
+    bool is_padded = building->options->even_lengths && node->size % 2 != 0;
+    return is_elsewhere || is_padded || is_big_endian(node->syntax) || is_turned_here || form.vr == VR_SQ ||
            (is_explicit(mode) && form.is_later);
 }
 
@@ -175,8 +177,6 @@ static bool prepare_items(Preparing *preparing, DICOM_List *node, unsigned char 
     unsigned char inside = node->nb_item > 0 ? mode_in_items(node, mode) : mode;
     for (int i = 0; i < node->nb_item; i++) {
         DICOM_List **item = &node->item[i];
-        if (*item == nullptr)   // what is behind it is not editable, but not to be written either
-            around = nullptr;
         if (around != nullptr) {
             Pixels pixels = pixels_of(item, around);
             keep_lone_item(*item);

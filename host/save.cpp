@@ -430,7 +430,10 @@ bool save_to_path(Data_Set *set, const char *path, const Save_Options &options, 
 bool save_to_memory(Data_Set *set, const Save_Options &options, std::string *bytes, std::string *error)
 {
     bytes->clear();
-    return save(set, nullptr, bytes, options, error);
+    bool done = save(set, nullptr, bytes, options, error);
+    if (!done)
+        bytes->clear();
+    return done;
 }
 
 }   // namespace velmora_host

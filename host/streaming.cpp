@@ -119,10 +119,23 @@ static bool put_ranged(Outgoing *out, unsigned char mode)
     return true;
 }
 
+// The library keeps the callback until it gets another. It must not outlive what it works on, whatever ends the saving.
+struct Registration {
+    Registration()
+    {
+        DICOM_Write_Image_B_Fct(give_part);
+    }
+    ~Registration()
+    {
+        DICOM_Write_Image_B_Fct(nullptr);
+    }
+    Registration(const Registration &) = delete;
+};
+
 bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsigned char mode, std::string *error)
 {
     Outgoing out = {target, &source, nullptr, error, 0};
-    DICOM_Write_Image_B_Fct(give_part);
+    Registration registration;
     error->clear();
     for (const Piece &piece : pieces.list) {
         out.piece = &piece;
@@ -132,7 +145,6 @@ bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsi
         else if (!put_ranged(&out, mode))
             break;
     }
-    DICOM_Write_Image_B_Fct(nullptr);
     return error->empty();
 }
 

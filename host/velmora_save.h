@@ -98,10 +98,11 @@ struct Save_Options {
 };
 
 // Saves a data set with a head (DICOM PS3.10, 7.1). The tree is sorted, made editable, and loses its group lengths and,
-// if so asked, its private attributes; it stays valid.
+// if so asked, its private attributes; its group 0002 becomes that of the file. It stays valid. The library's image B
+// callback is the host library's as long as it writes, and nobody's afterwards.
 //   path   a file, made or replaced as a whole: it is the old one or the new one at any time. A link is followed. "-"
-//   is
-//          standard output
+//          is standard output
+//   bytes  gets the file; empty if nothing was written
 //   error  gets one line that says what is wrong, without the path
 // Returns false when nothing was written; the target is as it was.
 bool save_to_path(Data_Set *set, const char *path, const Save_Options &options, std::string *error);

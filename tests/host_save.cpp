@@ -1,5 +1,6 @@
 // Saving: what was read is what is written, in each encoding.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "tests/host_saved.h"
 
@@ -380,6 +381,34 @@ TEST(HostSave, KeepsEmptyItemsAndThoseThatBecomeEmpty)
     }
 }
 
+// As the library's own removal leaves it: what a walk does not come to is made editable all the same.
+TEST(HostSave, KeepsTheItemsBehindOneThatBecameEmpty)
+{
+    auto stream = [](int syntax, bool is_emptied) {
+        Bytes smallest = element({0x0028, 0x0106}, "SS", in_order(number_16(0xFFF0), 2, syntax), syntax);
+        Bytes full = item({smallest}, BY_DELIMITER, syntax), empty = item({}, BY_DELIMITER, syntax);
+        return sequence({0x0008, 0x1140}, BY_DELIMITER, {full, is_emptied ? empty : full, full}, syntax) +
+               element({0x0028, 0x0103}, "US", in_order(number_16(1), 2, syntax), syntax);
+    };
+    for (unsigned char from : MODES) {
+        for (bool is_editable : {false, true}) {
+            Loaded loaded(stream(from, false), from);
+            DICOM_Root root = {};
+            DICOM_List **item = &loaded.set.tree->item[1];
+            DICOM_Attribute_Delete(nullptr, &root, item, 0xFFFF, 0xFFFF);
+            ASSERT_EQ(*item, nullptr);
+            if (is_editable)
+                make_editable(&loaded.set);
+            Save_Options options;
+            options.mode = MODE_EXPLICIT_LITTLE;
+            Bytes out;
+            std::string error;
+            ASSERT_TRUE(save_to_memory(&loaded.set, options, &out, &error)) << error;
+            EXPECT_EQ(behind_head(out), stream(MODE_EXPLICIT_LITTLE, true)) << int(from) << is_editable;
+        }
+    }
+}
+
 TEST(HostSave, KeepsTheFragmentsOfEncapsulatedData)
 {
     Bytes table = number_32(0) + number_32(2008), odd(1999, 'f');
@@ -563,6 +592,31 @@ TEST(HostSave, EndsCleanlyWhenTheLibraryGetsNoMemory)
         Bytes out;
         std::string error;
         bool done = save_to_memory(&loaded.set, options, &out, &error);
-        EXPECT_TRUE(done ? out == expected : !error.empty());
+        EXPECT_TRUE(done ? out == expected : !error.empty() && out.empty());
     });
+}
+
+// More than a block of the library can hold. Nothing is read of it here.
+TEST(HostSave, WritesLargeValuesThatAreInTheTree)
+{
+    if (sizeof(void *) < 8)
+        GTEST_SKIP();
+    static const size_t LARGE = 0x50000000;
+    void *room = mmap(nullptr, LARGE, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(room, MAP_FAILED);
+    Loaded loaded(FIRST + element({0x0042, 0x0011}, "OB", "") + element({0x0042, 0x0015}, "OB", ""));
+    DICOM_List *const nodes[] = {loaded.set.tree->next, loaded.set.tree->next->next};
+    for (DICOM_List *node : nodes) {
+        node->data = static_cast<char *>(room);
+        node->size = static_cast<int>(LARGE);
+    }
+    Save_Options options;
+    options.dry_run = true;
+    std::string error;
+    EXPECT_TRUE(save_to_path(&loaded.set, "", options, &error)) << error;
+    for (DICOM_List *node : nodes) {
+        node->data = nullptr;
+        node->size = 0;
+    }
+    munmap(room, LARGE);
 }
