@@ -60,8 +60,11 @@ static bool is_fit_for_directory(const Save_Options &options, std::string *error
     return error->empty();
 }
 
+// A tree that was never loaded came as nothing.
 static unsigned char mode_of_input(const Data_Set &set)
 {
+    if (set.mode == MODE_UNKNOWN)
+        return MODE_EXPLICIT_LITTLE;
     unsigned char mode = set.mode & (SYNTAX_EXPLICIT | SYNTAX_BIG_ENDIAN);
     return mode == MODE_IMPLICIT_BIG ? static_cast<unsigned char>(MODE_IMPLICIT_LITTLE) : mode;
 }

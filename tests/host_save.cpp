@@ -116,6 +116,18 @@ TEST(HostSave, TakesTheHeadFromBytesThatAreNoItems)
     EXPECT_EQ(first.bytes, second.bytes);
 }
 
+TEST(HostSave, WritesATreeThatWasNeverLoaded)
+{
+    Data_Set set;
+    Bytes out;
+    std::string error;
+    DICOM_Attribute_Add(nullptr, &set.root, &set.tree, CLASS.group, CLASS.element, VR_UI, 1, "1.2.3");
+    EXPECT_TRUE(save_to_memory(&set, {}, &out, &error)) << error;
+    EXPECT_EQ(behind_head(out), element(CLASS, "UI", Bytes("1.2.3\0", 6)));
+    EXPECT_NE(out.find("1.2.840.10008.1.2.1"), Bytes::npos);
+    release_data_set(&set);
+}
+
 TEST(HostSave, TellsCompressedPixelsFromItemsThatCouldNotBeRead)
 {
     Bytes head = part10_head("1.2.840.10008.1.2.1") + FIRST;
