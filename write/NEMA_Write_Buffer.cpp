@@ -334,17 +334,31 @@ static void trace_writing(HWND window, const DICOM_List *tag)
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
 }
 
-// Most values: in memory, in the usual syntax, with a VR of the short form, and there is room. Returns whether it was
-// one of those; any other is left as it is.
+// Most values are short: two words that overlap are theirs, or nothing.
+static inline void copy_value(char *to, const char *from, size_t size)
+{
+    uint64_t first, last;
+    if (size >= sizeof first && size <= 2 * sizeof first) {
+        memcpy(&first, from, sizeof first);
+        memcpy(&last, from + size - sizeof last, sizeof last);
+        memcpy(to, &first, sizeof first);
+        memcpy(to + size - sizeof last, &last, sizeof last);
+    } else if (size > 0) {
+        memmove(to, from, size);
+    }
+}
+
+// Most values: in memory or empty, in the usual syntax, with a VR of the short form, and there is room. Returns whether
+// it was one of those; any other is left as it is.
 static inline bool put_most_usual(const Encoding &how, Output *out, const DICOM_List *tag)
 {
     unsigned short vr = working_vr(tag);
     size_t size = static_cast<unsigned int>(tag->size);
-    if (!how.is_most_usual || tag->data == nullptr || size > MOST_AT_FIRST || has_long_form(vr) ||
+    if (!how.is_most_usual || (tag->data == nullptr && size > 0) || size > MOST_AT_FIRST || has_long_form(vr) ||
         out->at == nullptr || out->end - out->at < static_cast<ptrdiff_t>(SHORT_HEADER + size))
         return false;
     char *value = put_header_in(SYNTAX_EXPLICIT, out->at, tag, vr, tag->size);
-    memcpy(value, tag->data, size);
+    copy_value(value, tag->data, size);
     out->at = value + size;
     return true;
 }
