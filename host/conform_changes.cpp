@@ -72,9 +72,7 @@ static std::string shortened(std::string text)
 
 std::string without_padding(const char *bytes, int size)
 {
-    std::string text(bytes, static_cast<size_t>(size));
-    size_t last = text.find_last_not_of(std::string(" \0", 2)), first = text.find_first_not_of(' ');
-    return last == std::string::npos || first > last ? std::string() : text.substr(first, last + 1 - first);
+    return std::string(text_in(bytes, size));
 }
 
 std::string short_value(unsigned short vr, const char *bytes, int size)

@@ -126,7 +126,7 @@ struct Preparing {
 static Preparing preparing_of(Data_Set *set, const Save_Options &options)
 {
     Preparing preparing = {{set, &options, 0, nullptr, {}}, FLAG_INVALID | FLAG_GUESSED_VR | FLAG_USED, 0, 0,
-                           !set->opaque.empty(), {nullptr, false, false}, false, false};
+                           !set->opaque.empty(), {nullptr, false}, false, false};
     preparing.odd_sizes = ~static_cast<unsigned int>(MOST_IN_SHORT_FORM);
     if (!options.keep_private) {
         preparing.odd_flags |= FLAG_PRIVATE;
@@ -147,11 +147,19 @@ static inline bool is_plain_node(const Preparing &preparing, const DICOM_List *n
 }
 
 // then those that are asked of values alone.
-//   vr  as the tree tells it: the one by definition only if the tree is editable
+//   vr  that the value has in an editable tree
 static inline bool is_plain_value(const Preparing &preparing, const DICOM_List *node, unsigned short vr)
 {
     return is_plain_vr(vr) && (static_cast<unsigned int>(node->size) & preparing.odd_sizes) == 0 &&
            (node->data != nullptr || node->size == 0);
+}
+
+// The VR that a node has in an editable tree, where nothing has to be done for that; else VR_NONE.
+static inline unsigned short settled_vr(const DICOM_List *node, bool is_editable)
+{
+    if (is_editable || node->vr_explicit != VR_NONE)
+        return working_vr(node);
+    return has_one_vr(node) ? node->vr : static_cast<unsigned short>(VR_NONE);
 }
 
 static bool is_unwanted(const Save_Options &options, const DICOM_List *node)
@@ -216,11 +224,11 @@ static bool prepare_chain(Preparing *preparing, DICOM_List **list, bool is_item,
         DICOM_List *node = *link;
         fetch_ahead(node);
         bool is_plain = may_be_plain && is_plain_node(*preparing, node), is_hosts = false;
-        unsigned short vr = pixels == nullptr ? working_vr(node) : node->vr_explicit;
-        if (is_plain && vr == VR_SQ && node->item != nullptr) {
+        unsigned short vr = is_plain ? settled_vr(node, pixels == nullptr) : static_cast<unsigned short>(VR_NONE);
+        if (vr == VR_SQ && node->item != nullptr) {
             is_hosts = prepare_items(preparing, node, mode, pixels);
             mark(node, is_hosts);
-        } else if (!is_plain || node->item != nullptr || !is_plain_value(*preparing, node, vr)) {
+        } else if (node->item != nullptr || !is_plain_value(*preparing, node, vr)) {
             if (pixels != nullptr && !edit_node(*preparing->building.set, link, pixels))
                 continue;
             if (is_unwanted(*preparing->building.options, node)) {
@@ -262,7 +270,7 @@ Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char 
     Preparing preparing = preparing_of(set, options);
     Pixels pixels = pixels_of(&set->tree, nullptr);
     Pixels *to_be_edited = set->is_editable ? nullptr : &pixels;
-    preparing.found.has_mark = prepare_chain(&preparing, &set->tree, false, mode, to_be_edited);
+    prepare_chain(&preparing, &set->tree, false, mode, to_be_edited);
     set->is_editable = true;
     if (!preparing.has_gap && !preparing.is_unsorted)
         return preparing.found;
@@ -272,7 +280,7 @@ Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char 
     DICOM_Root root = {};
     if (preparing.is_unsorted)
         DICOM_Attribute_Sort(nullptr, &root, &set->tree);
-    preparing.found.has_mark = mark_for_host(&preparing.building, set->tree, mode);
+    mark_for_host(&preparing.building, set->tree, mode);
     preparing.found.fragments = find_fragments(set->tree);
     return preparing.found;
 }

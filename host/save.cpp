@@ -134,7 +134,6 @@ struct Saving {
     const Save_Options *options;
     Target_Encoding encoding;
     Target *target;
-    bool has_mark;   // some node is the host's to write
     std::vector<unsigned short> dropped;   // groups
     std::string error;
 };
@@ -311,26 +310,41 @@ static bool write_long_sequence(Saving *saving, const DICOM_List *node)
     return true;
 }
 
-// Nodes from one up to another, of any groups, that are all the library's to write, with no group lengths.
-static bool write_run(Saving *saving, DICOM_List *first, DICOM_List *end)
+// What becomes of a node where no group needs to be looked at as a whole.
+enum Manner {
+    BY_LIBRARY,
+    IN_PARTS,    // by the library, its items some at a time
+    IN_PIECES,   // it bears the mark of prepare_tree
+};
+
+static Manner manner_of(const Saving *saving, const DICOM_List *node)
 {
-    while (first != end) {
-        DICOM_List *last = first;
-        bool is_long = is_long_sequence(saving, first);
-        for (int n = 1; !is_long && n < MOST_NODES && last->next != end && !is_long_sequence(saving, last->next); n++)
-            last = last->next;
-        DICOM_List *next = last->next;
-        if (is_long && !write_long_sequence(saving, first))
-            return false;
-        if (!is_long && !write_nodes(saving, first, last, 0, 0) && !write_in_pieces(saving, first, next))
+    return (node->flag & FLAG_USED) != 0 ? IN_PIECES : is_long_sequence(saving, node) ? IN_PARTS : BY_LIBRARY;
+}
+
+// Nodes of any groups, with no group lengths.
+static bool write_runs(Saving *saving, DICOM_List *first)
+{
+    while (first != nullptr && saving->target->failure == 0) {
+        Manner manner = manner_of(saving, first);
+        DICOM_List *last = first, *next = first->next;
+        int most = manner == IN_PARTS ? 1 : MOST_NODES;
+        for (int n = 1; n < most && next != nullptr && manner_of(saving, next) == manner; n++) {
+            last = next;
+            next = next->next;
+        }
+        bool is_written = manner == IN_PARTS     ? write_long_sequence(saving, first)
+                          : manner == BY_LIBRARY ? write_nodes(saving, first, last, 0, 0)
+                                                 : false;
+        if (!is_written && (manner == IN_PARTS || !write_in_pieces(saving, first, next)))
             return false;
         first = next;
     }
     return true;
 }
 
-// Whether groups that follow each other can be written as one run, with nothing between them.
-static bool can_be_in_run(const Saving *saving, const DICOM_List *first)
+// Whether what follows has nothing between its groups.
+static bool is_in_runs(const Saving *saving, const DICOM_List *first)
 {
     const Save_Options &options = *saving->options;
     return !options.group_lengths && !options.standard_groups_only && first->group > GROUP_DIRECTORY;
@@ -338,24 +352,14 @@ static bool can_be_in_run(const Saving *saving, const DICOM_List *first)
 
 static bool write_groups(Saving *saving)
 {
-    DICOM_List *run = nullptr;   // where one begins that reaches up to first
     for (DICOM_List *first = saving->set->tree; first != nullptr && saving->target->failure == 0;) {
-        bool is_in_run = can_be_in_run(saving, first);
-        if (is_in_run && !saving->has_mark)
-            return write_run(saving, first, nullptr);
+        if (is_in_runs(saving, first))
+            return write_runs(saving, first);
         DICOM_List *last = first, *next = first->next;
         bool has_mark = (first->flag & FLAG_USED) != 0;
         for (; next != nullptr && next->group == first->group; last = next, next = next->next)
             has_mark |= (next->flag & FLAG_USED) != 0;
-        is_in_run = is_in_run && !has_mark;
-        if (is_in_run && run == nullptr)
-            run = first;
-        if (run != nullptr && (!is_in_run || next == nullptr)) {
-            if (!write_run(saving, run, is_in_run ? nullptr : first))
-                return false;
-            run = nullptr;
-        }
-        if (!is_in_run && first->group != GROUP_FILE_META && !write_group(saving, first, last, has_mark))
+        if (first->group != GROUP_FILE_META && !write_group(saving, first, last, has_mark))
             return false;
         first = next;
     }
@@ -391,17 +395,16 @@ static bool write_data_set(Saving *saving)
 
 static bool save(Data_Set *set, const char *path, std::string *bytes, const Save_Options &options, std::string *error)
 {
-    Saving saving = {set, &options, {}, nullptr, true, {}, {}};
+    Saving saving = {set, &options, {}, nullptr, {}, {}};
     error->clear();
     try {
         unsigned char mode = mode_asked_for(*set, options);
         Prepared prepared = prepare_tree(set, options, mode);
         if (!choose_encoding(*set, prepared.fragments, options, &saving.encoding, error))
             return false;
-        saving.has_mark = prepared.has_mark;
         if (saving.encoding.mode != mode) {   // of a media directory
             Building building = {set, &options, 0, nullptr, {}};
-            saving.has_mark = mark_for_host(&building, set->tree, saving.encoding.mode);
+            mark_for_host(&building, set->tree, saving.encoding.mode);
         }
         Target target;
         target.memory = bytes;

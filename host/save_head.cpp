@@ -6,7 +6,7 @@ namespace velmora_host
 
 static const char IMPLEMENTATION_VERSION[] = "VELMORA_" VELMORA_VERSION;
 
-bool looks_like_uid(const std::string &text)
+bool looks_like_uid(std::string_view text)
 {
     if (text.empty() || text.size() > 64 || text.front() == '.' || text.back() == '.')
         return false;
@@ -32,35 +32,47 @@ static bool has_value(DICOM_List *head, unsigned short element)
     return node != nullptr && node->data != nullptr;
 }
 
-// Whether an element of the head is what it would be made anew, which is so in most heads that were written by this
-// system. Each making of an element takes as long as the writing of twenty.
-//   text  that its cleaning leaves as it is
-static bool is_in_head(DICOM_List *head, unsigned short element, unsigned short vr, const std::string &text)
+// An element of the head that needs no more than another value: it is the only one of its tag, and of the right form.
+// To make it anew takes as long as the writing of twenty others.
+static DICOM_List *find_to_keep(DICOM_List *head, unsigned short element, unsigned short vr)
 {
     DICOM_List *node = find_in_chain(head, GROUP_FILE_META, element);
-    if (node == nullptr || node->vr_explicit != vr || node->item != nullptr || node->data == nullptr ||
-        find_in_chain(node->next, GROUP_FILE_META, element) != nullptr)
-        return false;
+    bool is_kept = node != nullptr && node->vr_explicit == vr && node->item == nullptr && node->data != nullptr &&
+                   find_in_chain(node->next, GROUP_FILE_META, element) == nullptr;
+    return is_kept ? node : nullptr;
+}
+
+static bool has_text(const DICOM_List *node, std::string_view text)
+{
     size_t size = text.size() + text.size() % 2;
     return node->size == static_cast<int>(size) && memcmp(node->data, text.data(), text.size()) == 0 &&
            (size == text.size() || node->data[size - 1] == padding_of(node));
 }
 
-static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, const std::string &text)
+//   text  that the cleaning of its VR leaves as it is
+static bool keep_with_text(DICOM_List *node, std::string_view text)
 {
-    if (is_in_head(*head, element, vr, text))
+    if (has_text(node, text))
         return true;
+    node->flag = ORIGIN_VELM;
+    return set_value(node, std::string(text).append(text.size() % 2, padding_of(node)));
+}
+
+static bool set_in_head(DICOM_List **head, unsigned short element, unsigned short vr, std::string_view text)
+{
+    if (DICOM_List *kept = find_to_keep(*head, element, vr))
+        return keep_with_text(kept, text);
     DICOM_Root root = {};
     drop_from_head(head, element);
-    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, element, vr, 1, text.c_str());
+    DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, element, vr, 1, std::string(text).c_str());
     return has_value(*head, element);
 }
 
 static bool set_version_in_head(DICOM_List **head)
 {
     static const unsigned short ELEMENT_VERSION = 0x0001;
-    if (is_in_head(*head, ELEMENT_VERSION, VR_OB, std::string("\0\1", 2)))
-        return true;
+    if (DICOM_List *kept = find_to_keep(*head, ELEMENT_VERSION, VR_OB))
+        return keep_with_text(kept, std::string_view("\0\1", 2));
     DICOM_Root root = {};
     drop_from_head(head, ELEMENT_VERSION);
     DICOM_Attribute_Add(nullptr, &root, head, GROUP_FILE_META, ELEMENT_VERSION, VR_OB, 2, 0, 1);
@@ -150,12 +162,13 @@ static bool make_head(const Data_Set &set, const Save_Options &options, const st
         const DICOM_List *node = find_in_sorted_chain(set.tree, 0x0008, row.from);
         int size = 0;
         const char *bytes = node != nullptr ? value_of(set, node, &size) : nullptr;   // which may be left in the source
-        std::string uid = bytes != nullptr ? without_padding(bytes, size) : "";
+        std::string_view uid = text_in(bytes, size);
         if (looks_like_uid(uid) && !set_in_head(head, row.to, VR_UI, uid))
             return false;
     }
-    return set_in_head(head, 0x0010, VR_UI, transfer_syntax) &&
-           set_in_head(head, 0x0012, VR_UI, std::string(Velmora_UID) + ".1") &&
+    std::string implementation = Velmora_UID;
+    implementation += ".1";
+    return set_in_head(head, 0x0010, VR_UI, transfer_syntax) && set_in_head(head, 0x0012, VR_UI, implementation) &&
            set_in_head(head, 0x0013, VR_SH, IMPLEMENTATION_VERSION);
 }
 

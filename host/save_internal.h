@@ -5,7 +5,9 @@
 #include <stdlib.h>
 #include <memory>
 #include <new>
+#include <string_view>
 
+#include "dictionary/DICOM_Dictionary.h"
 #include "host/fetch_ahead.h"
 #include "host/host_internal.h"
 #include "host/letter_index.h"
@@ -65,7 +67,8 @@ inline bool is_explicit(unsigned char mode)
 // The text of a short value, without the padding around it.
 std::string text_of(const DICOM_List *node);
 
-// The text of a value without the padding around it.
+// The text of a value without the padding around it. It stands in those bytes.
+std::string_view text_in(const char *bytes, int size);
 std::string without_padding(const char *bytes, int size);
 
 // The values between backslashes, without their padding; at least one.
@@ -100,6 +103,13 @@ struct Pixels {
 inline Pixels pixels_of(DICOM_List **chain, Pixels *around)
 {
     return {chain, around, false, 0, false};
+}
+
+// Whether the VR of a node that has none of a stream is the one by definition, and stays it. The VR of an explicit one
+// may still stand in the source.
+inline bool has_one_vr(const DICOM_List *node)
+{
+    return !is_explicit(node->syntax) && (node->db == nullptr || (node->db->type >= -1 && node->db->type <= 1));
 }
 
 // An item without attributes keeps its item node. To be asked before the nodes of an item are edited.
@@ -177,7 +187,6 @@ inline bool is_empty_item(const DICOM_List *item)
 struct Prepared {
     const DICOM_List *fragments;   // the first attribute that has some, or null
     bool has_lost_values;          // there is something for tell_of_lost_values
-    bool has_mark;                 // some node of the chain bears FLAG_USED
 };
 Prepared prepare_tree(Data_Set *set, const Save_Options &options, unsigned char mode);
 
@@ -239,7 +248,7 @@ bool put_pieces(Target *target, const Source &source, const Pieces &pieces, unsi
 inline constexpr char NO_MEMORY[] = "not enough memory to write it";
 
 // Whether a text can stand as a UID in a head, be its components right or not.
-bool looks_like_uid(const std::string &text);
+bool looks_like_uid(std::string_view text);
 
 // Brings group 0002 of a sorted tree in line with the file, and writes it.
 // False with an error.

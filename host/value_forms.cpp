@@ -170,16 +170,21 @@ bool fetch_value(const Data_Set &set, DICOM_List *node)
     return true;
 }
 
-std::string text_of(const DICOM_List *node)
+std::string_view text_in(const char *bytes, int size)
 {
-    if (node == nullptr || node->data == nullptr || node->size <= 0)
-        return std::string();
-    const char *first = node->data, *end = first + node->size;
+    const char *first = bytes, *end = first + size;
     while (end > first && (end[-1] == ' ' || end[-1] == '\0'))
         end--;
     while (first < end && *first == ' ')
         first++;
-    return std::string(first, end);
+    return std::string_view(first, static_cast<size_t>(end - first));
+}
+
+std::string text_of(const DICOM_List *node)
+{
+    if (node == nullptr || node->data == nullptr || node->size <= 0)
+        return std::string();
+    return std::string(text_in(node->data, node->size));
 }
 
 DICOM_List *find_in_chain(DICOM_List *list, unsigned short group, unsigned short element)
