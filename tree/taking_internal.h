@@ -49,36 +49,12 @@ inline DICOM_List *taking_node(Taking *taking)
     return static_cast<DICOM_List *>(node_heap_take(&taking->place, sizeof(DICOM_List), NODE_BLOCK));
 }
 
-// Two blocks that may overlap: they are all bytes of a value that is no longer than both.
-template <class Block>
-inline void copy_ends(char *to, const char *from, size_t size)
-{
-    Block first, last;
-    memcpy(&first, from, sizeof first);
-    memcpy(&last, from + size - sizeof last, sizeof last);
-    memcpy(to, &first, sizeof first);
-    memcpy(to + size - sizeof last, &last, sizeof last);
-}
-
-struct Two_Words {
-    uint64_t word[2];
-};
-
 inline char *taking_value(Taking *taking, const char *bytes, size_t size)
 {
     char *value = static_cast<char *>(node_heap_take(&taking->place, size, VALUE_BLOCK));
     if (value == nullptr)
         return nullptr;
-    // Most values are short. The rest by memmove, since compilers put a slow loop in the place of memcpy where they know
-    // the size to be small.
-    if (size > 2 * sizeof(Two_Words) || size < sizeof(uint32_t))
-        memmove(value, bytes, size);
-    else if (size >= sizeof(Two_Words))
-        copy_ends<Two_Words>(value, bytes, size);
-    else if (size >= sizeof(uint64_t))
-        copy_ends<uint64_t>(value, bytes, size);
-    else
-        copy_ends<uint32_t>(value, bytes, size);
+    copy_value(value, bytes, size);
     return value;
 }
 

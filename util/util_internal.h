@@ -103,4 +103,35 @@ inline void store_64(char order, char *bytes, uint64_t value)
     store_32(order, bytes + 4, static_cast<uint32_t>(big_endian ? value & 0xFFFFFFFF : value >> 32));
 }
 
+/* ---- values -------------------------------------------------------------------------- */
+
+// Two blocks that may overlap: they are all bytes of a value that is no longer than both.
+template <class Block>
+inline void copy_ends(char *to, const char *from, size_t size)
+{
+    Block first, last;
+    memcpy(&first, from, sizeof first);
+    memcpy(&last, from + size - sizeof last, sizeof last);
+    memcpy(to, &first, sizeof first);
+    memcpy(to + size - sizeof last, &last, sizeof last);
+}
+
+struct Two_Words {
+    uint64_t word[2];
+};
+
+// Copies a value, which may have no bytes. Most are short. The rest by memmove, since compilers put a slow loop in the
+// place of memcpy where they know the size to be small.
+inline void copy_value(char *to, const char *from, size_t size)
+{
+    if (size >= sizeof(uint32_t) && size < sizeof(uint64_t))
+        copy_ends<uint32_t>(to, from, size);
+    else if (size >= sizeof(uint64_t) && size < sizeof(Two_Words))
+        copy_ends<uint64_t>(to, from, size);
+    else if (size >= sizeof(Two_Words) && size <= 2 * sizeof(Two_Words))
+        copy_ends<Two_Words>(to, from, size);
+    else if (size > 0)
+        memmove(to, from, size);
+}
+
 #endif

@@ -334,20 +334,6 @@ static void trace_writing(HWND window, const DICOM_List *tag)
     REPORT(window, LEVEL_FUNCTION, "in DICOM_Attribute_To_Str(%04x,%04x)", tag->group, tag->element);
 }
 
-// Most values are short: two words that overlap are theirs, or nothing.
-static inline void copy_value(char *to, const char *from, size_t size)
-{
-    uint64_t first, last;
-    if (size >= sizeof first && size <= 2 * sizeof first) {
-        memcpy(&first, from, sizeof first);
-        memcpy(&last, from + size - sizeof last, sizeof last);
-        memcpy(to, &first, sizeof first);
-        memcpy(to + size - sizeof last, &last, sizeof last);
-    } else if (size > 0) {
-        memmove(to, from, size);
-    }
-}
-
 // Most values: in memory or empty, in the usual syntax, with a VR of the short form, and there is room. Returns whether
 // it was one of those; any other is left as it is.
 static inline bool put_most_usual(const Encoding &how, Output *out, const DICOM_List *tag)
