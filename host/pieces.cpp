@@ -5,6 +5,8 @@
 namespace velmora_host
 {
 
+static const int64_t SMALL = 512;   // bytes that are copied rather than kept apart
+
 static Piece *text_piece(Pieces *to)
 {
     if (to->list.empty() || to->list.back().bytes != nullptr || to->list.back().block != nullptr)
@@ -23,6 +25,8 @@ void append_text(Pieces *to, const char *bytes, size_t size)
 void append_block(Pieces *to, char *block, unsigned int size)
 {
     std::unique_ptr<char, void (*)(void *)> owned(block, free);
+    if (size <= SMALL)
+        return append_text(to, block, size);
     Piece piece;
     piece.block = std::move(owned);
     piece.size = size;
@@ -44,7 +48,6 @@ void append_copy(Pieces *to, const char *bytes, int size, int unit)
 
 void append_range(Pieces *to, const char *bytes, int64_t size, int unit)
 {
-    static const int64_t SMALL = 512;   // copied rather than kept apart
     if (size <= SMALL)
         return append_copy(to, bytes, static_cast<int>(size), unit);
     Piece piece;

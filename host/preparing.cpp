@@ -141,8 +141,9 @@ static Preparing preparing_of(Data_Set *set, const Save_Options &options)
 // the steps below have their own answer to each. First those that are asked of sequences and of values;
 static inline bool is_plain_node(const Preparing &preparing, const DICOM_List *node)
 {
-    static const unsigned short GROUP_DIRECTORY = 0x0004, END_OF_GROUPS = 0x7FE0;   // behind it are pixels
-    return (node->flag & preparing.odd_flags) == 0 && node->group != GROUP_DIRECTORY && node->group < END_OF_GROUPS &&
+    static const unsigned int RECORDS = 0x00041220, PIXELS = 0x7FE00000;
+    unsigned int tag = static_cast<unsigned int>(node->group) << 16 | node->element;
+    return (node->flag & preparing.odd_flags) == 0 && tag != RECORDS && tag < PIXELS &&
            (node->group & preparing.odd_groups) == 0 && node->element != 0 && !is_big_endian(node->syntax);
 }
 

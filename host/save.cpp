@@ -33,16 +33,16 @@ static const char *native_uid(unsigned char mode)
                                         : EXPLICIT_LITTLE_UID;
 }
 
-static bool is_native(const std::string &uid)
+static bool is_native(std::string_view uid)
 {
     if (uid.empty() || uid == EXPLICIT_LITTLE_UID)
         return true;
     Encoding encoding;
-    find_encoding(uid, &encoding);
+    find_encoding(std::string(uid), &encoding);
     return encoding.mode != MODE_EXPLICIT_LITTLE;
 }
 
-static std::string uid_of_input(const Data_Set &set)
+static std::string_view uid_of_input(const Data_Set &set)
 {
     for (const auto &row : inflated_uids)
         if (set.transfer_syntax == row[0])
@@ -94,11 +94,12 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
         if (!is_fit_for_directory(options, error))
             return false;
     }
-    std::string uid = uid_of_input(set);
+    std::string_view uid = uid_of_input(set);
     if (!uid.empty() && !looks_like_uid(uid)) {
         Error_Fct(nullptr, Flag_Error_Warning,
-                  "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s", uid.c_str());
-        uid.clear();
+                  "    \xF1\x05WARNING:\x02 the head names a transfer syntax that is no UID: %s",
+                  std::string(uid).c_str());
+        uid = {};
     }
     bool is_unread = are_unread_items(set, fragments), names_native = is_native(uid);
     if (encoding->mode != came_as && encoding->mode != MODE_EXPLICIT_LITTLE) {
@@ -107,14 +108,14 @@ static bool choose_encoding(const Data_Set &set, const DICOM_List *fragments, co
             *error = "it has a UN with items whose bytes are no attributes, which is only written as explicit VR little "
                      "endian";
         else if (fragments != nullptr || is_compressed)
-            *error = std::string("its pixel data is compressed") + (uid.empty() ? "" : " (" + uid + ")") +
+            *error = "its pixel data is compressed" + (uid.empty() ? "" : " (" + std::string(uid) + ")") +
                      ", which is only written as explicit VR little endian";
         if (!error->empty())
             return false;
     }
     bool keeps_uid = encoding->mode == MODE_EXPLICIT_LITTLE && !names_native &&
                      (came_as == encoding->mode || fragments != nullptr);
-    encoding->uid = keeps_uid ? uid : std::string(native_uid(encoding->mode));
+    encoding->uid = keeps_uid ? uid : native_uid(encoding->mode);
     if (is_unread)
         Error_Fct(nullptr, Flag_Error_Warning,
                   "    \xF1\x05WARNING:\x02 (\x01%04x\x02,\x01%04x\x02) has items whose bytes are no attributes; they "
@@ -241,10 +242,12 @@ static bool place_records(Saving *saving, DICOM_List *first)
     std::vector<int64_t> records;
     Pieces pieces;
     Building building = {saving->set, saving->options, 0, nullptr, {}};
-    sequence->flag |= FLAG_USED;
+    unsigned short flag = sequence->flag;
     bool built = append_chain(&building, first, sequence, mode, &pieces);
     building.records = &records;
+    sequence->flag |= FLAG_USED;   // only so can the items be seen to begin
     built = built && append_chain(&building, sequence, sequence->next, mode, &pieces);
+    sequence->flag = flag;
     if (!built)
         return fail(saving, building.error);
     int64_t start = saving->target->written + (saving->options->group_lengths ? LENGTH_ELEMENT : 0);

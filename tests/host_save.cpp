@@ -576,6 +576,25 @@ TEST(HostSave, KeepsTheItemsOfALongSequence)
     }
 }
 
+// One by one, in a row, and at the ends of what is written at once.
+TEST(HostSave, KeepsTheOrderOfWhatTheLibraryAndTheHostWrite)
+{
+    Bytes items;
+    for (int i = 0; i < 70; i++)
+        items += item({element(CODE, "SH", "CODE")}, BY_DELIMITER);
+    for (int run : {1, 2, 255, 256, 257}) {
+        Bytes stream = FIRST;
+        for (int i = 0; i < 1100; i++) {
+            Tag tag = {static_cast<unsigned short>(0x4000 + i / 100 * 2), static_cast<unsigned short>(0x1000 + i)};
+            bool is_hosts = i / run % 2 != 0;
+            stream += element(tag, is_hosts ? "UC" : "LO", Bytes(static_cast<size_t>(i % 5 * 2), 'x'));
+            if (i % 300 == 199)   // the last of its group
+                stream += element({tag.group, 0x2000}, "SQ", items + delimiter(ELEMENT_SEQUENCE_END), 8, 0xFFFFFFFF);
+        }
+        EXPECT_TRUE(save_as(stream, MODE_EXPLICIT_LITTLE, MODE_UNKNOWN).body == stream) << run;
+    }
+}
+
 TEST(HostSave, RefusesWhatAMediaDirectoryCannotBe)
 {
     Bytes file = directory_file(8, BY_LENGTH);

@@ -13,7 +13,7 @@ enum {
     ITEM_TAG = 8,        // item tag or delimiter with its length; never with a VR
 };
 
-static const uint64_t SMALLEST_ROOM = 512;    // of a block that grows
+static const uint64_t SMALLEST_ROOM = 4096;   // of a block that grows
 static const uint64_t SMALL_ROOM = 16 << 10;   // up to here it grows in larger steps
 static const int MOST_AT_FIRST = 1 << 20;    // bytes of a value that is written before all is measured
 
